@@ -1,0 +1,18 @@
+# The instruction set and the floating-point rules that every translation unit keeps, so that both targets give
+# the same bits: SSE arithmetic, nothing later than SSSE3, no contraction.
+add_library(zelsr_arithmetic INTERFACE)
+target_compile_options(zelsr_arithmetic INTERFACE -mssse3 -mfpmath=sse -ffp-contract=off)
+if(ZELSR_ARCH STREQUAL i386)
+  target_compile_options(zelsr_arithmetic INTERFACE -march=i686)
+else()
+  target_compile_options(zelsr_arithmetic INTERFACE -march=x86-64)
+endif()
+
+if(ZELSR_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(ZELSR_COVERAGE)
+  add_compile_options(--coverage -O1 -g)
+  add_link_options(--coverage)
+endif()

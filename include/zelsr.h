@@ -1,0 +1,8 @@
+/* All of zelsr: primitives for programs that recognise, code or clean speech. */
+#ifndef ZELSR_H
+#define ZELSR_H
+
+#include "zelsr/core.h"
+#include "zelsr/likelihood.h"
+
+#endif

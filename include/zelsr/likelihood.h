@@ -1,0 +1,7 @@
+/* Gaussian scores in the log domain. */
+#ifndef ZELSR_LIKELIHOOD_H
+#define ZELSR_LIKELIHOOD_H
+
+#include "zelsr/likelihood/gauss.h"
+
+#endif
