@@ -42,6 +42,7 @@ void expect_magnitudes(const std::vector<Zel32fc>& src, const std::vector<float>
                   kRelativeError * static_cast<double>(exact))
             << "element " << i << " of " << src.size() << ": (" << src[i].re << ", " << src[i].im << ") gave "
             << magnitudes[i];
+        if (testing::Test::HasFailure()) return;
     }
 }
 

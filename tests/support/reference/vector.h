@@ -60,24 +60,6 @@ SrStatus mul(const std::vector<T>& first, const std::vector<T>& second, std::vec
     return SrOk;
 }
 
-// The value times 2^-sf, to nearest with ties to even, saturated. value and its scaled form are exact in double.
-template <class T>
-T scale_round_saturate(double value, int32_t sf)
-{
-    const double scaled = std::ldexp(value, -std::clamp(sf, -100, 100));
-    const double limited =
-        std::clamp(scaled, double{std::numeric_limits<T>::min()}, double{std::numeric_limits<T>::max()});
-    return static_cast<T>(std::nearbyint(limited));
-}
-
-inline SrStatus mul_16s(const std::vector<int16_t>& first, const std::vector<int16_t>& second, int32_t sf,
-                        std::vector<int16_t>& dst)
-{
-    for (std::size_t i = 0; i < first.size(); ++i)
-        dst[i] = scale_round_saturate<int16_t>(static_cast<double>(first[i]) * second[i], sf);
-    return SrOk;
-}
-
 template <class T>
 SrStatus add_c(const std::vector<T>& src, T value, std::vector<T>& dst)
 {
@@ -136,13 +118,20 @@ SrStatus min_every(const std::vector<T>& src, const std::vector<T>& srcdst, std:
     return SrOk;
 }
 
+// The value times 2^-sf, to nearest with ties to even, saturated; exact in double before it is rounded.
+inline int32_t scale_round_saturate(double value, int32_t sf)
+{
+    const double scaled = std::ldexp(value, -std::clamp(sf, -100, 100));
+    return static_cast<int32_t>(std::nearbyint(std::clamp(scaled, -0x1p31, 0x1p31 - 1)));
+}
+
 // Squares, their sum and its root in double; a root of 2^31.5 at most, so that scaling it is exact.
 inline SrStatus magnitude_32sc(const std::vector<Zel32sc>& src, int32_t sf, std::vector<int32_t>& dst)
 {
     for (std::size_t i = 0; i < src.size(); ++i) {
         const double re = src[i].re;
         const double im = src[i].im;
-        dst[i] = scale_round_saturate<int32_t>(std::sqrt(re * re + im * im), sf);
+        dst[i] = scale_round_saturate(std::sqrt(re * re + im * im), sf);
     }
     return SrOk;
 }
