@@ -53,8 +53,8 @@ inline __m128 ln_of_normal(__m128i bits, __m128i exponent)
     const __m128 high = k * all(c.ln2_high);
     const __m128 sum = high + f;
     const __m128 rounded_away = f - (sum - high);
-    const __m128 small = (f2 * f * q + k * all(c.ln2_low)) - all(c.half) * f2;
-    return sum + (small + rounded_away);
+    const __m128 small = (k * all(c.ln2_low) - all(c.half) * f2) + rounded_away;
+    return sum + (f2 * f * q + small);
 }
 
 // ln of four singles of which some are not positive normal numbers.

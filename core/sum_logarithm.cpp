@@ -3,7 +3,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 
 #include "core/constants.h"
 #include "core/contract.h"
@@ -46,6 +45,20 @@ double ln_of_products(const Product& first, const Product& second, int32_t steps
     return std::log(near_one) + static_cast<double>(exponent) * 0x1.62e42fefa39efp-1;
 }
 
+// The first count elements of a register (all, some or none), ones behind them, whose logarithm is zero.
+inline __m128 with_ones_behind(const float* x, int32_t count)
+{
+    const __m128 ones = _mm_set1_ps(1.0F);
+    if (count >= 4) return Unaligned::four(x);
+    return count <= 0 ? ones : _mm_or_ps(load_part(x, count), _mm_andnot_ps(first_lanes(count), ones));
+}
+inline __m128d with_ones_behind(const double* x, int32_t count)
+{
+    const __m128d ones = _mm_set1_pd(1.0);
+    if (count >= 2) return Unaligned::two(x);
+    return count <= 0 ? ones : _mm_loadl_pd(ones, x);
+}
+
 // 16 singles a step. Four of them multiply in double without leaving its normal range: from 2^-596 to 2^512.
 struct Singles {
     static constexpr int32_t kStep = 16;
@@ -54,10 +67,10 @@ struct Singles {
     __m128 positive = _mm_castsi128_ps(_mm_set1_epi32(-1));
     __m128 largest = _mm_setzero_ps();
 
-    void take(const float* x)
+    void take(const float* x, int32_t count)
     {
-        const __m128 x0 = Unaligned::four(x), x1 = Unaligned::four(x + 4);
-        const __m128 x2 = Unaligned::four(x + 8), x3 = Unaligned::four(x + 12);
+        const __m128 x0 = with_ones_behind(x, count), x1 = with_ones_behind(x + 4, count - 4);
+        const __m128 x2 = with_ones_behind(x + 8, count - 8), x3 = with_ones_behind(x + 12, count - 12);
         const __m128 zero = _mm_setzero_ps();
         positive = _mm_and_ps(positive, _mm_and_ps(_mm_and_ps(_mm_cmplt_ps(zero, x0), _mm_cmplt_ps(zero, x1)),
                                                    _mm_and_ps(_mm_cmplt_ps(zero, x2), _mm_cmplt_ps(zero, x3))));
@@ -82,10 +95,10 @@ struct Doubles {
     __m128d largest = _mm_setzero_pd();
     __m128d smallest = _mm_set1_pd(1.0);
 
-    void take(const double* x)
+    void take(const double* x, int32_t count)
     {
-        take(first, Unaligned::two(x));
-        take(second, Unaligned::two(x + 2));
+        take(first, with_ones_behind(x, count));
+        take(second, with_ones_behind(x + 2, count - 2));
     }
     bool all_positive() const { return _mm_movemask_pd(positive) == 0x3; }
     bool any_infinite() const
@@ -103,26 +116,20 @@ struct Doubles {
         if constexpr (WithSubnormals) {
             const __m128d subnormal = _mm_cmplt_pd(x, _mm_set1_pd(0x1p-1022));
             x = _mm_or_pd(_mm_and_pd(subnormal, x * _mm_set1_pd(0x1p52)), _mm_andnot_pd(subnormal, x));
-            product.exponent =
-                _mm_sub_epi64(product.exponent, _mm_and_si128(_mm_castpd_si128(subnormal), _mm_set1_epi64x(52)));
+            const __m128i shift = _mm_and_si128(_mm_castpd_si128(subnormal), _mm_set1_epi64x(52));
+            product.exponent = _mm_sub_epi64(product.exponent, shift);
         }
         product.take(x);
     }
 };
 
-// Behind the last whole step come ones, whose logarithm is zero.
 template <class Terms, class T>
 Terms collect(const T* src, int32_t len)
 {
     Terms terms;
     int32_t i = 0;
-    for (; i <= len - Terms::kStep; i += Terms::kStep) terms.take(src + i);
-    if (i < len) {
-        T rest[Terms::kStep];
-        std::fill_n(rest, Terms::kStep, T{1});
-        std::memcpy(rest, src + i, static_cast<std::size_t>(len - i) * sizeof(T));
-        terms.take(rest);
-    }
+    for (; i <= len - Terms::kStep; i += Terms::kStep) terms.take(src + i, Terms::kStep);
+    if (i < len) terms.take(src + i, len - i);
     return terms;
 }
 
