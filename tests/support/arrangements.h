@@ -1,7 +1,9 @@
-// Placements of several arrays of one call, for kernels that are chosen by the alignment of all of them.
+// Placements of several arrays of one call, for kernels that are chosen by the alignment of all of them; D2
+// blocks.
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -38,6 +40,20 @@ inline std::string describe(const Arrangement& arrangement)
     std::string text;
     for (const Placement& placement : arrangement) text += (text.empty() ? "" : "; ") + describe(placement);
     return text;
+}
+
+// A D2 block: rows at the step, not a number and infinities between them, nothing behind the last element.
+template <class T>
+std::vector<T> as_block(const std::vector<std::vector<T>>& rows, std::size_t step)
+{
+    std::vector<T> block;
+    for (const std::vector<T>& row : rows) {
+        while (block.size() % step != 0)
+            block.push_back(block.size() % 2 == 0 ? std::numeric_limits<T>::quiet_NaN()
+                                                  : std::numeric_limits<T>::infinity());
+        block.insert(block.end(), row.begin(), row.end());
+    }
+    return block;
 }
 
 }  // namespace zelsr::test
