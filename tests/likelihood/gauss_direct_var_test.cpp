@@ -122,18 +122,18 @@ TEST_F(ZeroVariance, SubnormalNegativeAndNotANumberAreNoZero)
 // A reciprocal rounded to single precision is multiplied in one form, the term is divided in the others.
 TEST(DirectVariance, OnlySinglePrecisionFormsTheReciprocal)
 {
-    const float x = 3, m = 0, v = 49;
+    const float x = 3, m = 0, v = 7;
     float single = 0;
     double wide = 0;
     EXPECT_EQ(zelsLogGaussSingle_DirectVar_32f(&x, &m, &v, 1, &single, 0), SrOk);
-    EXPECT_EQ(single, -0.5F * (9.0F * (1.0F / 49.0F)));
-    EXPECT_NE(9.0F * (1.0F / 49.0F), 9.0F / 49.0F);
+    EXPECT_EQ(single, -0.5F * (9.0F * (1.0F / 7.0F)));
+    EXPECT_NE(9.0F * (1.0F / 7.0F), 9.0F / 7.0F);
     EXPECT_EQ(zelsLogGaussSingle_DirectVar_32f64f(&x, &m, &v, 1, &wide, 0), SrOk);
-    EXPECT_EQ(wide, -0.5 * (9.0 / 49.0));
-    const double x64 = 3, m64 = 0, v64 = 49;
+    EXPECT_EQ(wide, -0.5 * (9.0 / 7.0));
+    const double x64 = 3, m64 = 0, v64 = 7;
     EXPECT_EQ(zelsLogGaussSingle_DirectVar_64f(&x64, &m64, &v64, 1, &wide, 0), SrOk);
-    EXPECT_EQ(wide, -0.5 * (9.0 / 49.0));
-    EXPECT_NE(9.0 * (1.0 / 49.0), 9.0 / 49.0);
+    EXPECT_EQ(wide, -0.5 * (9.0 / 7.0));
+    EXPECT_NE(9.0 * (1.0 / 7.0), 9.0 / 7.0);
 }
 
 struct Memory : testing::TestWithParam<int> {

@@ -108,19 +108,28 @@ TYPED_TEST(LogGaussMultiMix, OneRowOff16BytesInEitherList)
 // The loop for 1000 components and more, its leftovers, and the kernels just below.
 TYPED_TEST(LogGaussMultiMix, ManyComponents)
 {
+    using T = typename TestFixture::T;
     const std::vector<int> many =
         thin_effort() ? std::vector<int>{999, 1001} : std::vector<int>{998, 999, 1000, 1001, 1002, 1003, 2500};
-    // A list's rows have two guard pages each: their number is kept under the system's bound on mappings.
     for (int height : many)
         for (int width : {1, 2, 3, 4, 5, 7, 8, 13, 39}) {
-            const auto problem = random_problem<typename TestFixture::T>(width, height);
-            for (int misalign : {0, 8}) {
-                if (TypeParam::kList) {
-                    ASSERT_TRUE(as_expected(problem, plain_call<TypeParam>(problem)));
-                    continue;
+            const auto problem = random_problem<T>(width, height);
+            const int step = (width + 3) / 4 * 4;
+            for (int misalign : {0, 8, 7}) {
+                // The lists point into the blocks: a thousand rows between pages of their own are too many.
+                const Guarded<T> mean(as_block(problem.mean, static_cast<std::size_t>(step)), {misalign});
+                const Guarded<T> inv_var(as_block(problem.inv_var, static_cast<std::size_t>(step)), {misalign});
+                const Guarded<T> feature(problem.feature), value(problem.value, {misalign});
+                std::vector<const T*> mean_list, inv_var_list;
+                for (int j = 0; j < height; ++j) {
+                    mean_list.push_back(mean.data() + j * step);
+                    inv_var_list.push_back(inv_var.data() + j * step);
                 }
-                const Layout layout{{misalign}, {}, {}, {}, (4 - width % 4) % 4};
-                ASSERT_TRUE(scores<TypeParam>(problem, layout)) << "width " << width << ", height " << height;
+                ASSERT_EQ(TypeParam::call({mean.data(), inv_var.data(), step, mean_list.data(),
+                                           inv_var_list.data(), feature.data(), width, value.data(), height}),
+                          SrOk);
+                ASSERT_TRUE(value.intact());
+                ASSERT_TRUE(as_expected(problem, value.values())) << "width " << width << ", height " << height;
             }
         }
 }

@@ -151,28 +151,25 @@ float narrow_frame_score_32f(const In* x, const Term& term, int width, float val
     return score * 0.5F;
 }
 
-// Two lanes, element k in lane k modulo 2.
+// Two lanes, element k in lane k modulo 2; the terms are subtracted and the negative sum is added.
 template <class In, class Term>
 double frame_score_64f(const In* x, const Term& term, int width, double val)
 {
-    return score_even_odd_64f(x, term, width, val);
+    double lanes[2] = {0, 0};
+    for (int k = 0; k < width; ++k) lanes[k % 2] -= term(x, k);
+    return val + 0.5 * (lanes[0] + lanes[1]);
 }
 
 // --- a component of many ---
 
-// Four lanes, the last 1 to 3 elements in lane 0, in both kernels.
-template <class In, class Term>
-float component_sum_32f(const In* x, const Term& term, int width)
-{
-    Lanes lanes{};
-    for (int k = 0; k < width; ++k) lanes[k < width - width % 4 ? k % 4 : 0] += term(x, k);
-    return join_pairs(lanes);
-}
-
+// Four lanes, the last 1 to 3 elements in lane 0, in both kernels; the terms are subtracted and the negative sum
+// is added.
 template <class In, class Term>
 float component_score_32f(const In* x, const Term& term, int width, float value)
 {
-    return value - 0.5F * component_sum_32f(x, term, width);
+    Lanes lanes{};
+    for (int k = 0; k < width; ++k) lanes[k < width - width % 4 ? k % 4 : 0] -= term(x, k);
+    return value + 0.5F * join_pairs(lanes);
 }
 
 // --- tolerance where the order of a double-precision sum is free ---
