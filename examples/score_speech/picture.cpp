@@ -19,6 +19,8 @@ constexpr Box kScoreBox{kLeft, 512, kInnerWidth, 190};
 constexpr double kHeight = kScoreBox.bottom() + 52;
 constexpr double kShownDecibels = 70;
 constexpr std::size_t kScoreColumns = 1100;
+constexpr double kBarHeight = 5;        // over the spectrogram, where speech is
+constexpr std::size_t kMostEdges = 40;  // more lines would hide the spectrogram
 
 constexpr std::string_view kStyles =
     ".page { fill: #fff; }\n"
@@ -26,6 +28,7 @@ constexpr std::string_view kStyles =
     ".summary { font-size: 13px; }\n"
     ".heading { font-size: 13px; font-weight: bold; }\n"
     ".segment { fill: #f2a33a; fill-opacity: 0.24; }\n"
+    ".bar { fill: #e8891c; }\n"
     ".edge { stroke: #d9822b; stroke-width: 1.2; stroke-dasharray: 4 3; }\n"
     ".wave { fill: #2f5d8a; stroke: #2f5d8a; stroke-width: 0.7; stroke-linejoin: round; }\n"
     ".speech { fill: none; stroke: #c8500a; stroke-width: 1.5; stroke-linejoin: round; }\n"
@@ -100,11 +103,13 @@ void draw_spectrogram(Svg& svg, const Analysis& analysis, const Scoring& scoring
     svg.end_group();
     draw_x_axis(svg, panel, "", Labels::None);
     draw_y_axis(svg, panel, "frequency (kHz)", 5);
-    for (const Segment& segment : scoring.segments)
-        for (std::int64_t frame : {segment.first, segment.end}) {
-            const double x = panel.x(analysis.boundary(frame));
-            svg.line({x, kSpectrumBox.y}, {x, kSpectrumBox.bottom()}, "edge");
-        }
+    for (const Segment& segment : scoring.segments) {
+        const double left = panel.x(analysis.boundary(segment.first)),
+                     right = panel.x(analysis.boundary(segment.end));
+        svg.box({left, kSpectrumBox.y, right - left, kBarHeight}, "bar");
+        if (scoring.segments.size() > kMostEdges) continue;
+        for (double x : {left, right}) svg.line({x, kSpectrumBox.y}, {x, kSpectrumBox.bottom()}, "edge");
+    }
     svg.end_group();
 }
 
