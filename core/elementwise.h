@@ -86,9 +86,6 @@ struct OneElement {
     static void put(int32_t* p, __m128i v) { store_one(p, _mm_cvtsi128_si32(v)); }
 };
 
-template <class T>
-inline constexpr int32_t kLanes = static_cast<int32_t>(16 / sizeof(T));
-
 // Elements in front of the first one on a 16-byte boundary; 0 where none ever lies on one.
 template <class T>
 int32_t elements_to_boundary(const T* array)

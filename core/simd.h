@@ -28,15 +28,6 @@ inline void store_one(T* to, T value)
     std::memcpy(to, &value, sizeof value);
 }
 
-// The same address of a table, whose contents the compiler then does not know. Of constants that it knows it keeps
-// no copy in four lanes but one lane, which it repeats inside the loop where registers run short.
-template <class T>
-inline const T* opaque(const T* table)
-{
-    asm("" : "+r"(table));
-    return table;
-}
-
 // The register that holds several elements of a type, and how many.
 namespace detail {
 template <class T>
@@ -64,6 +55,15 @@ template <int N, class F>
         (f(std::integral_constant<int, n>{}), ...);
     }
     (std::make_integer_sequence<int, N>{});
+}
+
+// The same address of a table, whose contents the compiler then does not know. Of constants that it knows it keeps
+// no copy in four lanes but one lane, which it repeats inside the loop where registers run short.
+template <class T>
+inline const T* opaque(const T* table)
+{
+    asm("" : "+r"(table));
+    return table;
 }
 
 // How a kernel loads and stores whole registers. The one place that tests pointers chooses between the two.

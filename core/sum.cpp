@@ -54,7 +54,7 @@ float sum_of_block(const float* src, int32_t len)
         s3 += Unaligned::four(src + i + 12);
     }
     for (; i <= len - 4; i += 4) s0 += Unaligned::four(src + i);
-    if (i < len) s1 += FirstLanes{len - i}.lanes(src + i);
+    if (i < len) s1 += FirstLanes{static_cast<int>(len - i)}.lanes(src + i);
     return join_pairs((s0 + s1) + (s2 + s3));
 }
 
