@@ -55,15 +55,13 @@ std::string escaped(std::string_view text)
     return out;
 }
 
-std::string attribute(std::string_view name, double value)
-{
-    return " " + std::string(name) + "=\"" + fixed(value, kDigits) + "\"";
-}
-
 std::string attribute(std::string_view name, std::string_view value)
 {
-    return " " + std::string(name) + "=\"" + escaped(value) + "\"";
+    std::string out(1, ' ');
+    return out.append(name).append("=\"").append(escaped(value)).append("\"");
 }
+
+std::string attribute(std::string_view name, double value) { return attribute(name, fixed(value, kDigits)); }
 
 std::string extent(const Box& box)
 {
@@ -112,8 +110,10 @@ void Svg::line(Point from, Point to, std::string_view look)
 void Svg::path(std::span<const Point> points, std::string_view look, bool closed)
 {
     std::string steps;
-    for (const Point& point : points)
-        steps += (steps.empty() ? "M" : " ") + fixed(point.x, kDigits) + "," + fixed(point.y, kDigits);
+    for (const Point& point : points) {
+        steps += steps.empty() ? 'M' : ' ';
+        steps.append(fixed(point.x, kDigits)).append(",").append(fixed(point.y, kDigits));
+    }
     body_ += "<path" + attribute("class", look) + attribute("d", closed ? steps + "Z" : steps) + "/>\n";
 }
 

@@ -52,8 +52,8 @@ def write_pcm16(path, channels, rate):
 
 def write_float(path, samples, rate):
     data = array.array("f", samples).tobytes()
-    header = struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16, 3, 1, rate, 4 * rate, 4,
-                         32, b"data", len(data))
+    header = struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16, 3, 1, rate,
+                         4 * rate, 4, 32, b"data", len(data))
     with open(path, "wb") as file:
         file.write(header + data)
 
@@ -72,7 +72,8 @@ def bursts(rate, seed=1, voiced=True, scale=1.0, pause=0.002):
         sample = noise.gauss(0, pause)
         if any(start <= t < end for start, end in TRUTH):
             if voiced:
-                sample += sum(0.3 / k * math.sin(2 * math.pi * 120 * k * t) for k in range(1, 20) if 240 * k < rate)
+                harmonics = (k for k in range(1, 20) if 240 * k < rate)
+                sample += sum(0.3 / k * math.sin(2 * math.pi * 120 * k * t) for k in harmonics)
             sample += noise.gauss(0, 0.05 if voiced else 0.2)
         samples.append(scale * sample)
     return samples
@@ -224,7 +225,6 @@ class ScoreSpeechTest(unittest.TestCase):
         samples[100::1000] = [math.nan] * len(samples[100::1000])
         samples[50], samples[20050], samples[40050] = math.inf, -math.inf, 3e38
         write_float(self.path("a.wav"), samples, 16000)
-        # A sample that reads as 0 is a click inside a burst, and nothing within the pauses.
         self.assertIn("83 samples not a number", self.check_bursts(self.path("a.wav")))
         write_float(self.path("b.wav"), [math.nan] * 32000, 16000)
         self.check_no_segments(self.path("b.wav"))
@@ -338,7 +338,8 @@ class ScoreSpeechTest(unittest.TestCase):
 
     def test_terminal_shows_progress_and_is_left_clean(self):
         outer, inner = pty.openpty()
-        subprocess.run([PROGRAM, os.path.join(SPEECH, KEPT[0])], stdout=subprocess.DEVNULL, stderr=inner, timeout=60)
+        subprocess.run([PROGRAM, os.path.join(SPEECH, KEPT[0])], stdout=subprocess.DEVNULL, stderr=inner,
+                       timeout=60)
         os.close(inner)
         shown = os.read(outer, 10000).decode()
         os.close(outer)
