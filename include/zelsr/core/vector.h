@@ -103,8 +103,8 @@ SrStatus zelsLn_32f_I(float* srcdst, int32_t len);
  *
  * For sf at or above 0 the integer nearest to the logarithm (0 to 21, exact) is shifted right by sf: rounding comes
  * before scaling. For sf below 0 the element is rounded to single, its logarithm is that of zelsLn_32f_I(), and the
- * scaled value is saturated and rounded to nearest; ln(1) stays 0 under every sf. An element below 1 stores -2147483648, and the first such element sets ::SrWarnLnZeroArg or
- * ::SrWarnLnNegArg. */
+ * scaled value is saturated and rounded to nearest; ln(1) stays 0 under every sf. An element below 1 stores
+ * -2147483648, and the first such element sets ::SrWarnLnZeroArg or ::SrWarnLnNegArg. */
 SrStatus zelsLn_32s_Sfs(const int32_t* src, int32_t* dst, int32_t len, int32_t sf);
 SrStatus zelsLn_32s_ISfs(int32_t* srcdst, int32_t len, int32_t sf); /**< As zelsLn_32s_Sfs(), in place. */
 /** *result = sum of ln(src[i]), formed in double.
