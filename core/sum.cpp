@@ -127,8 +127,7 @@ SrStatus zelsSum_32f(const float* src, int32_t len, float* result, int32_t hint)
     return SrOk;
 }
 
-// The sum, which stands for one in double, is exact there as well; so is every product of its that does not
-// saturate or vanish.
+// The contract's sum in double, scaled and rounded there, has the same value: below 2^53 nothing is lost on the way.
 SrStatus zelsSum_16s32s_Sfs(const int16_t* src, int32_t len, int32_t* result, int32_t sf)
 {
     if (SrStatus failed = first_failure(non_null(src, result), positive(len))) return failed;

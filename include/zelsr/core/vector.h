@@ -93,19 +93,25 @@ SrStatus zelsMagnitude_32sc_Sfs(const Zel32sc* src, int32_t* dst, int32_t len, i
 
 /** @name Logarithms
  * @{ */
-/** srcdst[i] = ln(srcdst[i]), within 1 unit in the last place.
+/** srcdst[i] = ln(srcdst[i]), within 0.87 units in the last place for every positive single, subnormal ones
+ * included; the same bits on every processor. ln(1) is +0, infinity stays.
  *
  * +0 gives minus infinity (::SrWarnLnZeroArg); a set sign bit, -0 and negative NaN included, gives NaN
  * (::SrWarnLnNegArg); a positive NaN stays and sets no status. The status is that of the first such element. */
 SrStatus zelsLn_32f_I(float* srcdst, int32_t len);
 /** dst[i] = ln(src[i]) * 2^-sf.
  *
- * For sf at or above 0 the integer nearest to the logarithm is shifted right by sf: rounding comes before
- * scaling. An element below 1 stores -2147483648, and the first such element sets ::SrWarnLnZeroArg or
- * ::SrWarnLnNegArg. */
+ * For sf at or above 0 the integer nearest to the logarithm (0 to 21, exact) is shifted right by sf: rounding comes
+ * before scaling. For sf below 0 the element is rounded to single, its logarithm is that of zelsLn_32f_I(), and the
+ * scaled value is saturated and rounded to nearest; ln(1) stays 0 under every sf. An element below 1 stores
+ * -2147483648, and the first such element sets ::SrWarnLnZeroArg or ::SrWarnLnNegArg. */
 SrStatus zelsLn_32s_Sfs(const int32_t* src, int32_t* dst, int32_t len, int32_t sf);
 SrStatus zelsLn_32s_ISfs(int32_t* srcdst, int32_t len, int32_t sf); /**< As zelsLn_32s_Sfs(), in place. */
 /** *result = sum of ln(src[i]), formed in double.
+ *
+ * Blocks of 512 elements take one logarithm each, of the product of their mantissas: the error stays near
+ * 2^-53 (len + |sum|), and the last bits are those of the C library's log. Subnormal elements count with their
+ * true logarithm, infinity gives infinity.
  *
  * The first special element in order ends the work: +0 stores plus infinity, as it stands
  * (::SrWarnLnZeroArg); a set sign bit stores NaN (::SrWarnLnNegArg); a positive NaN stores NaN (::SrOk). */
@@ -131,9 +137,9 @@ SrStatus zelsDotProd_16s32f(const int16_t* first, const int16_t* second, int32_t
  *
  * hint 1 is fast: sums in single over blocks of 32768 elements, their totals added in extended precision (a
  * source that is not on a 4-byte boundary is added one by one in extended precision). Every other hint is
- * accurate: eight sums in extended precision, each of every eighth element, then the rest. */
+ * accurate: eight sums in extended precision, each of every eighth element, joined in pairs, then the rest. */
 SrStatus zelsSum_32f(const float* src, int32_t len, float* result, int32_t hint);
-/** *result = sum of src[i] * 2^-sf; the sum is formed in double. */
+/** *result = sum of src[i] * 2^-sf; the sum is exact, sf may be any number. */
 SrStatus zelsSum_16s32s_Sfs(const int16_t* src, int32_t len, int32_t* result, int32_t sf);
 /** *result = sum of src[i] * 2^-sf; the sum is exact, sf is limited to -31 to 63. */
 SrStatus zelsSum_32s_Sfs(const int32_t* src, int32_t len, int32_t* result, int32_t sf);
