@@ -50,7 +50,7 @@ inline __m128 with_ones_behind(const float* x, int32_t count)
 {
     const __m128 ones = _mm_set1_ps(1.0F);
     if (count >= 4) return Unaligned::four(x);
-    return count <= 0 ? ones : _mm_or_ps(load_part(x, count), _mm_andnot_ps(first_lanes(count), ones));
+    return count <= 0 ? ones : _mm_or_ps(FirstLanes{count}.lanes(x), _mm_andnot_ps(first_lanes(count), ones));
 }
 inline __m128d with_ones_behind(const double* x, int32_t count)
 {

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "support/bits.h"
 #include "support/effort.h"
@@ -177,6 +179,26 @@ TYPED_TEST(FloatingDotProduct, IsWithinTheRoundingErrorsOfItsSum)
         }
 }
 
+TYPED_TEST(FloatingDotProduct, HasTheSameBitsAtEveryPlacement)
+{
+    using In = typename TypeParam::In;
+    using Out = typename TypeParam::Out;
+    const std::vector<Placement> all = placements(sizeof(In));
+    for (int len : lengths(32)) {
+        const auto first_values = uniform_vector<In>(len, In(-1), In(1));
+        const auto second_values = uniform_vector<In>(len, In(-1), In(1));
+        const Out expected = dot<TypeParam>(first_values, second_values);
+        for (std::size_t p = 0; p < all.size(); ++p) {
+            const Guarded<In> first(first_values, all[p]);
+            const Guarded<In> second(second_values, cycle(all, p + static_cast<std::size_t>(len)));
+            Out result = 77;
+            EXPECT_EQ(TypeParam::call(first.data(), second.data(), len, &result), SrOk);
+            EXPECT_TRUE(same_value(expected, result)) << len << " elements " << describe(all[p]);
+            if (this->HasFailure()) return;
+        }
+    }
+}
+
 TYPED_TEST(FloatingDotProduct, HandsOnInfinityAndNotANumberFromEveryPosition)
 {
     using In = typename TypeParam::In;
@@ -253,6 +275,20 @@ TEST(DotProduct_16s32f, RoundsTheExactSumOnceWithTiesToEven)
     EXPECT_EQ(dot<Dot_16s32f>({8192, 4, 1}, {8192, 3, 0}), 67108880.0F);   // 2^26 + 12, a tie
     // Sums that only an exact addition keeps: the large ones cancel.
     EXPECT_EQ(dot<Dot_16s32f>({-32768, -32768, 1, -32768, -32768}, {-32768, -32768, 1, 32767, 32767}), 65537.0F);
+}
+
+TEST(DotProduct_16s32f, RoundsByTheCallersMode)
+{
+    const std::vector<int16_t> first = {4096, 1}, second = {4096, 1};  // 2^24 + 1
+    for (const auto& [mode, expected] : {std::pair{FE_DOWNWARD, 16777216.0F}, std::pair{FE_UPWARD, 16777218.0F},
+                                         std::pair{FE_TOWARDZERO, 16777216.0F}}) {
+        float result = 0;
+        std::fesetround(mode);
+        const SrStatus status = zelsDotProd_16s32f(first.data(), second.data(), 2, &result);
+        std::fesetround(FE_TONEAREST);
+        EXPECT_EQ(status, SrOk);
+        EXPECT_EQ(result, expected) << mode;
+    }
 }
 
 // 2^53 + 2^29 + 1 lies a little above the middle of two singles; by way of double it would lie on the middle.

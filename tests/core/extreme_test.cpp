@@ -17,7 +17,7 @@ namespace {
 
 enum class Side { Largest, Smallest };
 
-// A member that gives one extreme. find: into *value.
+// A member that gives one extreme: find stores it in *value.
 template <class Element, Side kSide>
 struct ExtremeOf {
     using T = Element;
@@ -45,7 +45,7 @@ struct Min_64f : ExtremeOf<double, Side::Smallest> {
     static constexpr const char* name = "zelsMin_64f";
     static SrStatus find(const T* src, int32_t len, T* value) { return zelsMin_64f(src, len, value); }
 };
-// The other extreme of zelsMinMax_32f goes to other.
+// One of the two that zelsMinMax_32f gives.
 struct Lowest_32f : ExtremeOf<float, Side::Smallest> {
     static constexpr const char* name = "zelsMinMax_32f_Lowest";
     static SrStatus find(const T* src, int32_t len, T* value)

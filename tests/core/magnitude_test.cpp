@@ -99,6 +99,28 @@ TEST(Magnitude32fc, OfSquaresBelowSinglePrecisionIsZero)
     EXPECT_TRUE(same_values(std::vector<float>(7, 0.0F), dst));
 }
 
+// Where the estimate is of no use: s subnormal, beyond the range, or no number.
+TEST(Magnitude32fc, TakesTheExactRootOfSquareSumsThatAreNotNormal)
+{
+    constexpr float infinity = std::numeric_limits<float>::infinity(),
+                    nan = std::numeric_limits<float>::quiet_NaN();
+    struct Case {
+        Zel32fc value;
+        float magnitude;
+    };
+    for (const Case& special : {Case{{0x1p-70F, 0}, 0x1p-70F}, Case{{0x3p-74F, 0x4p-74F}, 0x5p-74F},
+                                Case{{1e30F, 1}, infinity}, Case{{0, -infinity}, infinity}, Case{{nan, 1}, nan}})
+        for (std::size_t at = 0; at < 11; ++at) {
+            std::vector<Zel32fc> src(11, Zel32fc{3, -4});
+            src[at] = special.value;
+            std::vector<float> dst(11);
+            EXPECT_EQ(zelsMagnitude_32fc(src.data(), dst.data(), 11), SrOk);
+            EXPECT_TRUE(same_value(special.magnitude, dst[at])) << "at " << at;
+            dst[at] = 5;
+            EXPECT_TRUE(near_values(std::vector<float>(11, 5.0F), dst, 5 * kRelativeError));
+        }
+}
+
 TEST(Magnitude32fc, MayReplaceItsSource)
 {
     for (int len : lengths(32)) {
