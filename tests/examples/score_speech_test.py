@@ -5,6 +5,7 @@ import os
 import pty
 import random
 import re
+import select
 import struct
 import subprocess
 import sys
@@ -338,11 +339,14 @@ class ScoreSpeechTest(unittest.TestCase):
 
     def test_terminal_shows_progress_and_is_left_clean(self):
         outer, inner = pty.openpty()
+        self.addCleanup(os.close, outer)
+        self.addCleanup(os.close, inner)
         subprocess.run([PROGRAM, os.path.join(SPEECH, KEPT[0])], stdout=subprocess.DEVNULL, stderr=inner,
                        timeout=60)
-        os.close(inner)
-        shown = os.read(outer, 10000).decode()
-        os.close(outer)
+        # What was written reaches the other end piece by piece.
+        shown = ""
+        while not shown.endswith("\033[K") and select.select([outer], [], [], 5)[0]:
+            shown += os.read(outer, 10000).decode()
         self.assertTrue(shown.startswith("\r" + KEPT[0] + ": "), shown)
         self.assertTrue(shown.endswith("\r\033[K"), shown)
 
