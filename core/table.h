@@ -13,8 +13,8 @@ inline std::uintptr_t ZEL_INT_PTR(const void* pointer) { return reinterpret_cast
 
 namespace detail {
 
-// Words of four bytes: the row list, the rows, each of whole groups of eight words, and the widest gap between them,
-// which is 28 bytes for a block on a multiple of four.
+// Words of four bytes: the row list, the rows, each of whole groups of eight words, and the widest gap between
+// them, which is 28 bytes for a block on a multiple of four.
 inline int64_t table_words(int32_t rows, int32_t columns)
 {
     constexpr int64_t pointer_words = sizeof(void*) / 4;

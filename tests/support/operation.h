@@ -1,5 +1,6 @@
 // The loops that the tests of operations on one-dimensional arrays share: lengths by placements, scale factors,
-// ways of calling, and one call between guard pages.
+// ways of calling, and one call between guard pages. A family under a scale factor or with one result builds its
+// tests from these; families of many members alike are a table of support/elementwise.h.
 #pragma once
 
 #include <gtest/gtest.h>
