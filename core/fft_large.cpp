@@ -1,19 +1,26 @@
 #include "core/fft_large.h"
 
+#include <array>
+
 namespace zelsr::fft {
 namespace {
 
 // Bit reversal by tiles: of an index's bits, the first and the last kTileBits number a value inside a tile.
-constexpr int32_t kTileBits = 4;
+constexpr int32_t kTileBits = 5;
 constexpr std::size_t kTile = std::size_t{1} << kTileBits;
 
-// Four bits.
-constexpr std::size_t kReversed[kTile] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+constexpr auto kReversed = [] {
+    std::array<std::uint8_t, kTile> table{};
+    for (std::size_t i = 0; i < kTile; ++i)
+        for (std::size_t bit = 1; bit < kTile; bit *= 2)
+            table[i] = static_cast<std::uint8_t>(2 * table[i] + ((i & bit) != 0));
+    return table;
+}();
 
 struct Tile {
     float* values;
 
-    // Rows of 16 neighbours into their reversed places.
+    // Rows of kTile neighbours into their reversed places.
     void read(const float* array, std::size_t row_step) const
     {
         for (std::size_t row = 0; row < kTile; ++row, array += row_step) {
