@@ -56,7 +56,10 @@ class BlockSource {
     Complex4 carry_;
 };
 
-inline __m128 load_pair(const float* p) { return _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double*>(p))); }
+inline __m128 load_pair(const float* p)
+{
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
 
 inline Complex4 deinterleave(__m128 low, __m128 high)
 {
