@@ -3,7 +3,7 @@
 add_library(zelsr_arithmetic INTERFACE)
 target_compile_options(zelsr_arithmetic INTERFACE -mssse3 -mfpmath=sse -ffp-contract=off)
 if(ZELSR_ARCH STREQUAL i386)
-  target_compile_options(zelsr_arithmetic INTERFACE -march=i686)
+  target_compile_options(zelsr_arithmetic INTERFACE -march=i686 -mtune=generic)
 else()
   target_compile_options(zelsr_arithmetic INTERFACE -march=x86-64)
 endif()

@@ -42,7 +42,7 @@ function(zelsr_subsystem folder)
 endfunction()
 
 zelsr_subsystem(core)
-#zelsr_subsystem(likelihood USES core)
+zelsr_subsystem(likelihood USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

@@ -35,9 +35,9 @@ class DefaultFloatEnvironment {
     DefaultFloatEnvironment& operator=(const DefaultFloatEnvironment&) = delete;
 
   private:
-    static constexpr unsigned kSseControl = 0xffc0;        // subnormals, masks, rounding
+    static constexpr unsigned kSseControl = 0xffc0;  // subnormals, masks, rounding
     static constexpr unsigned kSseDefault = 0x1f80;
-    static constexpr std::uint16_t kX87Control = 0x0f3f;   // rounding, precision, masks
+    static constexpr std::uint16_t kX87Control = 0x0f3f;  // rounding, precision, masks
     static constexpr std::uint16_t kX87Default = 0x033f;
     static constexpr std::uint16_t kX87Standard = 0x037f;  // the same with the reserved bit that reads as 1
 

@@ -19,7 +19,8 @@ constexpr std::size_t kRowMultiple = 8;  // four-byte elements of 32 bytes
 inline std::size_t table_bytes(int32_t rows, int32_t columns)
 {
     const std::size_t height = static_cast<std::uint32_t>(rows);
-    const std::size_t width = (static_cast<std::uint32_t>(columns) + kRowMultiple - 1) / kRowMultiple * kRowMultiple;
+    const std::size_t width =
+        (static_cast<std::uint32_t>(columns) + kRowMultiple - 1) / kRowMultiple * kRowMultiple;
     return height * sizeof(void*) + (width * height + kRowMultiple - 1) * 4;
 }
 
@@ -43,18 +44,36 @@ T** allocate_table(int32_t rows, int32_t columns)
 }  // namespace detail
 
 // Bytes of a table: (rows + columns rounded up to 8 times rows + 7) * 4 on i386.
-inline int32_t GetSize2_32f(int32_t rows, int32_t columns) { return static_cast<int32_t>(detail::table_bytes(rows, columns)); }
-inline int32_t GetSize2_32s(int32_t rows, int32_t columns) { return static_cast<int32_t>(detail::table_bytes(rows, columns)); }
+inline int32_t GetSize2_32f(int32_t rows, int32_t columns)
+{
+    return static_cast<int32_t>(detail::table_bytes(rows, columns));
+}
+inline int32_t GetSize2_32s(int32_t rows, int32_t columns)
+{
+    return static_cast<int32_t>(detail::table_bytes(rows, columns));
+}
 
 // Null if the allocator refused.
 inline float** Alloc2_32f(int32_t rows, int32_t columns) { return detail::allocate_table<float>(rows, columns); }
 inline float** Alloc2_32fd(int32_t rows, int32_t columns) { return detail::allocate_table<float>(rows, columns); }
-inline int32_t** Alloc2_32s(int32_t rows, int32_t columns) { return detail::allocate_table<int32_t>(rows, columns); }
+inline int32_t** Alloc2_32s(int32_t rows, int32_t columns)
+{
+    return detail::allocate_table<int32_t>(rows, columns);
+}
 
 // Lays a table into a block of at least GetSize2_* bytes.
-inline void Init2_32f(float** block, int32_t rows, int32_t columns) { detail::lay_out_table(block, rows, columns); }
-inline void Init2_32fd(float** block, int32_t rows, int32_t columns) { detail::lay_out_table(block, rows, columns); }
-inline void Init2_32s(int32_t** block, int32_t rows, int32_t columns) { detail::lay_out_table(block, rows, columns); }
+inline void Init2_32f(float** block, int32_t rows, int32_t columns)
+{
+    detail::lay_out_table(block, rows, columns);
+}
+inline void Init2_32fd(float** block, int32_t rows, int32_t columns)
+{
+    detail::lay_out_table(block, rows, columns);
+}
+inline void Init2_32s(int32_t** block, int32_t rows, int32_t columns)
+{
+    detail::lay_out_table(block, rows, columns);
+}
 
 inline void Free2(void* table) { zelsFree(table); }
 inline void Free2d(void* table) { zelsFree(table); }

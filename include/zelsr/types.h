@@ -16,6 +16,9 @@
 #define ZELSR_END_DECLARATIONS _Pragma("GCC visibility pop")
 #endif
 
+/** @defgroup types Statuses and types
+ * @{ */
+
 /** The result of a public function: zero success, below zero an error, above zero a warning.
  *
  * An error of the argument checks means that nothing was written. A warning means that the function ran to
@@ -61,14 +64,16 @@ enum {
 
 /** Code 32fc: a complex number in single precision. */
 typedef struct {
-    float re;
-    float im;
+    float re; /**< Real part. */
+    float im; /**< Imaginary part. */
 } Zel32fc;
 
 /** Code 32sc: a complex number of 32-bit signed integers. */
 typedef struct {
-    int32_t re;
-    int32_t im;
+    int32_t re; /**< Real part. */
+    int32_t im; /**< Imaginary part. */
 } Zel32sc;
+
+/** @} */
 
 #endif

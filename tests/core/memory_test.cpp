@@ -22,15 +22,30 @@ TYPED_TEST_SUITE(MallocTest, ElementTypes);
 template <class T>
 T* allocate(int32_t count);
 template <>
-uint8_t* allocate(int32_t count) { return zelsMalloc_8u(count); }
+uint8_t* allocate(int32_t count)
+{
+    return zelsMalloc_8u(count);
+}
 template <>
-int16_t* allocate(int32_t count) { return zelsMalloc_16s(count); }
+int16_t* allocate(int32_t count)
+{
+    return zelsMalloc_16s(count);
+}
 template <>
-int32_t* allocate(int32_t count) { return zelsMalloc_32s(count); }
+int32_t* allocate(int32_t count)
+{
+    return zelsMalloc_32s(count);
+}
 template <>
-float* allocate(int32_t count) { return zelsMalloc_32f(count); }
+float* allocate(int32_t count)
+{
+    return zelsMalloc_32f(count);
+}
 template <>
-double* allocate(int32_t count) { return zelsMalloc_64f(count); }
+double* allocate(int32_t count)
+{
+    return zelsMalloc_64f(count);
+}
 
 TYPED_TEST(MallocTest, CountBelowOneIsNullAndCallsNoHook)
 {

@@ -59,7 +59,8 @@ inline double ulp_distance(float expected, float actual)
 
 // Both near in the sense |expected - actual| <= tolerance, or the same special value.
 template <class T>
-testing::AssertionResult near_values(const std::vector<T>& expected, const std::vector<T>& actual, double tolerance)
+testing::AssertionResult near_values(const std::vector<T>& expected, const std::vector<T>& actual,
+                                     double tolerance)
 {
     if (expected.size() != actual.size())
         return testing::AssertionFailure() << "sizes " << expected.size() << " and " << actual.size();

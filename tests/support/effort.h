@@ -47,12 +47,34 @@ std::vector<T> special_values()
 {
     using Limits = std::numeric_limits<T>;
     if constexpr (std::is_floating_point_v<T>)
-        return {T(0), -T(0), T(1), T(-1), Limits::max(), Limits::lowest(), Limits::min(), -Limits::min(),
-                Limits::denorm_min(), -Limits::denorm_min(), Limits::infinity(), -Limits::infinity(),
-                Limits::quiet_NaN(), -Limits::quiet_NaN(), T(0.5), T(1.5)};
+        return {T(0),
+                -T(0),
+                T(1),
+                T(-1),
+                Limits::max(),
+                Limits::lowest(),
+                Limits::min(),
+                -Limits::min(),
+                Limits::denorm_min(),
+                -Limits::denorm_min(),
+                Limits::infinity(),
+                -Limits::infinity(),
+                Limits::quiet_NaN(),
+                -Limits::quiet_NaN(),
+                T(0.5),
+                T(1.5)};
     else
-        return {T(0), T(1), T(-1), T(2), T(-2), Limits::max(), T(Limits::max() - 1), Limits::min(),
-                T(Limits::min() + 1), T(Limits::max() / 2), T(Limits::min() / 2)};
+        return {T(0),
+                T(1),
+                T(-1),
+                T(2),
+                T(-2),
+                Limits::max(),
+                T(Limits::max() - 1),
+                Limits::min(),
+                T(Limits::min() + 1),
+                T(Limits::max() / 2),
+                T(Limits::min() / 2)};
 }
 
 }  // namespace zelsr::test

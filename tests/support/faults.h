@@ -40,7 +40,8 @@ void expect_check_order(const Arguments& good, const std::vector<Fault<Arguments
             expected = in_order[f].status;
         }
         EXPECT_EQ(call(arguments), expected) << "faults: " << names;
-        for (GuardedBytes* output : outputs) EXPECT_TRUE(output->as_snapshot()) << "written with faults: " << names;
+        for (GuardedBytes* output : outputs)
+            EXPECT_TRUE(output->as_snapshot()) << "written with faults: " << names;
     }
 }
 

@@ -21,9 +21,9 @@ class AllocatorWatch {
     AllocatorWatch(const AllocatorWatch&) = delete;
     AllocatorWatch& operator=(const AllocatorWatch&) = delete;
 
-    int requests() const;                              // refused ones included
-    const std::vector<std::size_t>& sizes() const;     // bytes asked for, in order
-    int live() const;                                  // blocks not yet released
+    int requests() const;                           // refused ones included
+    const std::vector<std::size_t>& sizes() const;  // bytes asked for, in order
+    int live() const;                               // blocks not yet released
 };
 
 // Calls it once to learn how many blocks it asks for (at least one), then once for every block with that one

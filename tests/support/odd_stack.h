@@ -3,9 +3,9 @@
 
 #ifdef __i386__
 
-#include <bit>
-#include <cstdint>
-#include <vector>
+#    include <bit>
+#    include <cstdint>
+#    include <vector>
 
 namespace zelsr::test {
 

@@ -35,16 +35,22 @@ ZELSR_BEGIN_DECLARATIONS
 /** @name One vector, one Gaussian
  * feature, mean, inv_var (var) of len elements; *result receives the score.
  * @{ */
+/** Reciprocal variances, single precision. */
 SrStatus zelsLogGaussSingle_32f(const float* feature, const float* mean, const float* inv_var, int32_t len,
                                 float* result, float val);
+/** Reciprocal variances, double precision. */
 SrStatus zelsLogGaussSingle_64f(const double* feature, const double* mean, const double* inv_var, int32_t len,
                                 double* result, double val);
+/** Reciprocal variances, single-precision data, double-precision sums. */
 SrStatus zelsLogGaussSingle_32f64f(const float* feature, const float* mean, const float* inv_var, int32_t len,
                                    double* result, double val);
+/** Unit variances, single precision. */
 SrStatus zelsLogGaussSingle_IdVar_32f(const float* feature, const float* mean, int32_t len, float* result,
                                       float val);
+/** Unit variances, double precision. */
 SrStatus zelsLogGaussSingle_IdVar_64f(const double* feature, const double* mean, int32_t len, double* result,
                                       double val);
+/** Unit variances, single-precision data, double-precision sums. */
 SrStatus zelsLogGaussSingle_IdVar_32f64f(const float* feature, const float* mean, int32_t len, double* result,
                                          double val);
 /** Forms the reciprocals in scratch memory (::SrErrMemAlloc if refused) and multiplies by them. A zero variance
@@ -64,20 +70,28 @@ SrStatus zelsLogGaussSingle_DirectVar_32f64f(const float* feature, const float* 
  * frames: a block of height rows of width elements, or a list of height row pointers; score[r] receives the
  * score of row r.
  * @{ */
+/** A block of frames, reciprocal variances, single precision. */
 SrStatus zelsLogGauss_32f_D2(const float* frames, int32_t step, const float* mean, const float* inv_var,
                              int32_t width, float* score, int32_t height, float val);
+/** A list of frames, reciprocal variances, single precision. */
 SrStatus zelsLogGauss_32f_D2L(const float* const* frames, const float* mean, const float* inv_var, int32_t width,
                               float* score, int32_t height, float val);
+/** A block of frames, reciprocal variances, double precision. */
 SrStatus zelsLogGauss_64f_D2(const double* frames, int32_t step, const double* mean, const double* inv_var,
                              int32_t width, double* score, int32_t height, double val);
+/** A list of frames, reciprocal variances, double precision. */
 SrStatus zelsLogGauss_64f_D2L(const double* const* frames, const double* mean, const double* inv_var,
                               int32_t width, double* score, int32_t height, double val);
+/** A block of frames, unit variances, single precision. */
 SrStatus zelsLogGauss_IdVar_32f_D2(const float* frames, int32_t step, const float* mean, int32_t width,
                                    float* score, int32_t height, float val);
+/** A list of frames, unit variances, single precision. */
 SrStatus zelsLogGauss_IdVar_32f_D2L(const float* const* frames, const float* mean, int32_t width, float* score,
                                     int32_t height, float val);
+/** A block of frames, unit variances, double precision. */
 SrStatus zelsLogGauss_IdVar_64f_D2(const double* frames, int32_t step, const double* mean, int32_t width,
                                    double* score, int32_t height, double val);
+/** A list of frames, unit variances, double precision. */
 SrStatus zelsLogGauss_IdVar_64f_D2L(const double* const* frames, const double* mean, int32_t width,
                                     double* score, int32_t height, double val);
 /** @} */
@@ -86,12 +100,16 @@ SrStatus zelsLogGauss_IdVar_64f_D2L(const double* const* frames, const double* m
  * mean, inv_var: blocks of height rows of width elements that share a step, or lists of height row pointers;
  * value[j] holds the constant of component j on entry and its score on return.
  * @{ */
+/** Blocks of Gaussians, single precision. */
 SrStatus zelsLogGaussMultiMix_32f_D2(const float* mean, const float* inv_var, int32_t step, const float* feature,
                                      int32_t width, float* value, int32_t height);
+/** Lists of Gaussians, single precision. */
 SrStatus zelsLogGaussMultiMix_32f_D2L(const float* const* mean, const float* const* inv_var,
                                       const float* feature, int32_t width, float* value, int32_t height);
+/** Blocks of Gaussians, double precision. */
 SrStatus zelsLogGaussMultiMix_64f_D2(const double* mean, const double* inv_var, int32_t step,
                                      const double* feature, int32_t width, double* value, int32_t height);
+/** Lists of Gaussians, double precision. */
 SrStatus zelsLogGaussMultiMix_64f_D2L(const double* const* mean, const double* const* inv_var,
                                       const double* feature, int32_t width, double* value, int32_t height);
 /** @} */
