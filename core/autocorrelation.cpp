@@ -75,7 +75,7 @@ void correlate_group(const float* src, int32_t len, int32_t first_lag, float* ds
             if (lanes == 4)
                 total[v] = total[v] + value * Unaligned::four(p);
             else
-                total[v] = total[v] + _mm_and_ps(first_lanes(lanes), value * load_part(p, lanes));
+                total[v] = total[v] + _mm_and_ps(first_lanes(lanes), value * FirstLanes{lanes}.lanes(p));
         }
     }
     for (int v = 0; v < Vectors; ++v) Unaligned::put(dst + 4 * v, total[v]);

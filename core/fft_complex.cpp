@@ -10,12 +10,11 @@ constexpr std::size_t kCachedValues = 4096;
 
 constexpr float kHalfRoot = 0.70710678118654752440F;
 
-// Butterflies stay in registers: inlined whatever their size.
-#define ZELSR_INLINE [[gnu::always_inline]] inline
+// Butterflies stay in registers: they are inlined whatever their size.
 
 // The DFT of four values in bit-reversed order; the results replace them in order.
 template <int L>
-ZELSR_INLINE void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Complex<L>& x3)
+[[gnu::always_inline]] inline void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Complex<L>& x3)
 {
     const Complex<L> sum02 = x0 + x2, diff02 = x0 - x2, sum13 = x1 + x3, diff13 = x1 - x3;
     x0 = sum02 + sum13;
@@ -27,7 +26,7 @@ ZELSR_INLINE void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Com
 // The DFT of eight values x[0], x[1], ... into y[0], y[1], ...: those of the even and of the odd inputs, joined
 // with the twiddles exp(-2 pi i k / 8).
 template <int L>
-ZELSR_INLINE void butterfly8(const Complex<L>* x, Complex<L>* y)
+[[gnu::always_inline]] inline void butterfly8(const Complex<L>* x, Complex<L>* y)
 {
     Complex<L> odd[4] = {x[1], x[5], x[3], x[7]};
     butterfly4(odd[0], odd[1], odd[2], odd[3]);
@@ -47,7 +46,7 @@ ZELSR_INLINE void butterfly8(const Complex<L>* x, Complex<L>* y)
     y[7] = {even[3].re - odd[3].re, even[3].im + odd[3].im};
 }
 
-ZELSR_INLINE void transpose(Complex4* z)
+[[gnu::always_inline]] inline void transpose(Complex4* z)
 {
     _MM_TRANSPOSE4_PS(z[0].re, z[1].re, z[2].re, z[3].re);
     _MM_TRANSPOSE4_PS(z[0].im, z[1].im, z[2].im, z[3].im);
@@ -57,7 +56,7 @@ ZELSR_INLINE void transpose(Complex4* z)
 
 // -i times both values; of the inverse, whose real and imaginary parts are exchanged, i times.
 template <Direction D>
-ZELSR_INLINE __m128 turn_back(__m128 pair)
+[[gnu::always_inline]] inline __m128 turn_back(__m128 pair)
 {
     alignas(16) static constexpr std::uint32_t kSigns[2][4] = {{0, 1U << 31, 0, 1U << 31},
                                                                {1U << 31, 0, 1U << 31, 0}};
@@ -65,11 +64,11 @@ ZELSR_INLINE __m128 turn_back(__m128 pair)
     return _mm_xor_ps(_mm_shuffle_ps(pair, pair, _MM_SHUFFLE(2, 3, 0, 1)), signs);
 }
 
-ZELSR_INLINE __m128 load_neighbours(const float* p) { return in_register(Unaligned::four(p)); }
+[[gnu::always_inline]] inline __m128 load_neighbours(const float* p) { return in_register(Unaligned::four(p)); }
 
 // As butterfly4 above, on pairs.
 template <Direction D>
-ZELSR_INLINE void butterfly_pairs4(__m128& x0, __m128& x2, __m128& x1, __m128& x3)
+[[gnu::always_inline]] inline void butterfly_pairs4(__m128& x0, __m128& x2, __m128& x1, __m128& x3)
 {
     const __m128 sum02 = x0 + x2, diff02 = x0 - x2, sum13 = x1 + x3, diff13 = turn_back<D>(x1 - x3);
     x0 = sum02 + sum13;
@@ -80,18 +79,18 @@ ZELSR_INLINE void butterfly_pairs4(__m128& x0, __m128& x2, __m128& x1, __m128& x
 
 // Results 0 to 3 of one of two butterflies, joined in twos, into a block.
 template <Direction D>
-ZELSR_INLINE void store_joined(float* p, __m128 y01, __m128 y23)
+[[gnu::always_inline]] inline void store_joined(float* p, __m128 y01, __m128 y23)
 {
     const Complex4 z = {_mm_movelh_ps(y01, y23), _mm_movehl_ps(y23, y01)};
     store_block(p, D == Direction::Forward ? z : Complex4{z.im, z.re});
 }
 template <Direction D>
-ZELSR_INLINE void store_first(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
+[[gnu::always_inline]] inline void store_first(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
 {
     store_joined<D>(p, _mm_unpacklo_ps(y0, y1), _mm_unpacklo_ps(y2, y3));
 }
 template <Direction D>
-ZELSR_INLINE void store_second(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
+[[gnu::always_inline]] inline void store_second(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
 {
     store_joined<D>(p, _mm_unpackhi_ps(y0, y1), _mm_unpackhi_ps(y2, y3));
 }
@@ -102,7 +101,8 @@ ZELSR_INLINE void store_second(float* p, __m128 y0, __m128 y1, __m128 y2, __m128
 
 // Neighbours 2 half and 2 half + 1 of a group: radix 4 joins the even streams and the odd streams by themselves.
 template <Direction D>
-ZELSR_INLINE void half_group4(const float* from, std::size_t stream, float* to, std::size_t quarter)
+[[gnu::always_inline]] inline void half_group4(const float* from, std::size_t stream, float* to,
+                                               std::size_t quarter)
 {
     for (std::size_t odd = 0; odd < 2; ++odd, from += stream, to += 8) {
         __m128 x0 = load_neighbours(from), x1 = load_neighbours(from + 2 * stream);
@@ -115,7 +115,8 @@ ZELSR_INLINE void half_group4(const float* from, std::size_t stream, float* to, 
 
 // Radix 8: the radix-4 butterflies of the even and of the odd streams, joined with exp(-2 pi i k / 8).
 template <Direction D>
-ZELSR_INLINE void half_group8(const float* from, std::size_t stream, float* to, std::size_t quarter)
+[[gnu::always_inline]] inline void half_group8(const float* from, std::size_t stream, float* to,
+                                               std::size_t quarter)
 {
     const __m128 half_root = _mm_set1_ps(kHalfRoot);
     __m128 o0 = load_neighbours(from + stream), o1 = load_neighbours(from + 3 * stream);
@@ -138,8 +139,8 @@ ZELSR_INLINE void half_group8(const float* from, std::size_t stream, float* to, 
 
 // groups of them, neighbours, to the places that the reversal table tells.
 template <Direction D, int Radix>
-ZELSR_INLINE void first_groups(const float* from, std::size_t stream, std::size_t groups, float* work,
-                               std::size_t quarter, const int32_t* reversal)
+[[gnu::always_inline]] inline void first_groups(const float* from, std::size_t stream, std::size_t groups,
+                                                float* work, std::size_t quarter, const int32_t* reversal)
 {
     for (const float* end = from + 8 * groups; from != end; from += 8, ++reversal) {
         float* to = work + *reversal;

@@ -86,12 +86,9 @@ inline void store_interleaved(float* p, Complex4 z)
 }
 
 // Keeps the compiler from reading memory again at each use: loads, not arithmetic, would be the limit.
-// i386 has too few registers to keep anything.
 inline __m128 in_register(__m128 v)
 {
-#ifdef __x86_64__
     asm("" : "+x"(v));
-#endif
     return v;
 }
 inline Complex4 load_block(const float* p)

@@ -170,20 +170,21 @@ void transform_columns(float* data, int32_t m, const float* twiddles, const floa
     }
 }
 
-// data in bit-reversed order to data in order.
-template <Direction D>
-void transform_level(float* data, int32_t m, int level, const ZelFFTState_R_32f& record, float* work, float factor)
+// data in bit-reversed order to data in order. Sub-transforms that are still too long take a level of their own.
+template <Direction D, int Level>
+void transform_level(float* data, int32_t m, const ZelFFTState_R_32f& record, float* work, float factor)
 {
     const Split split = split_of(m);
     const int32_t sub_order = m - split.rows;
     const std::size_t rows = std::size_t{1} << split.rows, array_step = std::size_t{2} << sub_order;
     for (std::size_t row = 0; row < rows; ++row) {
+        float* sub = data + row * array_step;
         if (sub_order <= kMaxSingleLevel)
-            transform_reversed<D>(data + row * array_step, work, Plan{sub_order, nullptr, record.twiddles});
-        else
-            transform_level<D>(data + row * array_step, sub_order, level + 1, record, work, 1.0F);
+            transform_reversed<D>(sub, work, Plan{sub_order, nullptr, record.twiddles});
+        else if constexpr (Level + 1 < kMaxLevels)
+            transform_level<D, Level + 1>(sub, sub_order, record, work, 1.0F);
     }
-    transform_columns<D>(data, m, record.column_twiddles[level], record.row_twiddles, work, factor);
+    transform_columns<D>(data, m, record.column_twiddles[Level], record.row_twiddles, work, factor);
 }
 
 }  // namespace
@@ -193,7 +194,7 @@ void transform_large(const float* src, float* dst, const ZelFFTState_R_32f& reco
 {
     const int32_t m = record.order - 1;
     reverse_bits(src, dst, m, work);
-    transform_level<D>(dst, m, 0, record, work, factor);
+    transform_level<D, 0>(dst, m, record, work, factor);
 }
 template void transform_large<Direction::Forward>(const float*, float*, const ZelFFTState_R_32f&, float*, float);
 template void transform_large<Direction::Inverse>(const float*, float*, const ZelFFTState_R_32f&, float*, float);

@@ -27,7 +27,7 @@ struct __attribute__((packed)) ZelFFTState_R_32f {
     const float* ccs_recombination;
     // The two-level transform, complex orders above 17: the column twiddles of its one or two levels, the
     // twiddles among a column's rows, and the complex order of the contiguous sub-transforms.
-    const float* column_twiddles[2];
+    const float* column_twiddles[2];  // by level
     const float* row_twiddles;
     const void* reserved_pointer;
     int32_t leaf_order;
@@ -52,6 +52,7 @@ constexpr int32_t kMaxOrder = 30;
 constexpr int32_t kFirstTableOrder = 4;  // smaller ones are fixed routines without tables
 constexpr int32_t kMaxFixedOrder = 10;   // up to here the sines come from the constant table
 constexpr int32_t kMaxSingleLevel = 17;  // complex order
+constexpr int kMaxLevels = 2;            // of the two-level transform: one inside the other from 26 on
 constexpr int32_t kTableAlignment = 32;
 
 // 4 bytes more for each of the eight pointers where pointers have 8.
@@ -88,12 +89,21 @@ constexpr int32_t leaf_order(int32_t m)
     return m;
 }
 
+static_assert([] {
+    for (int32_t m = kMaxSingleLevel + 1; m < kMaxOrder; ++m) {
+        int levels = 0;
+        for (int32_t rest = m; rest > kMaxSingleLevel; rest -= split_of(rest).rows) ++levels;
+        if (levels > kMaxLevels) return false;
+    }
+    return true;
+}());
+
 // All in bytes and wide enough for every order.
 struct Sizes {
     std::int64_t reversal = 0;
     std::int64_t twiddles = 0;
     std::int64_t recombination = 0;  // each of two tables
-    std::int64_t column_twiddles[2] = {};
+    std::int64_t column_twiddles[kMaxLevels] = {};
     std::int64_t row_twiddles = 0;
     std::int64_t record = 0;
     std::int64_t setup = 0;  // with the 32 bytes for aligning it, as the other functions report it
