@@ -35,11 +35,9 @@ std::vector<int32_t> by_steps(const std::vector<int16_t>& x, int order, int flag
     return ccs;
 }
 
-std::size_t spectrum_size(int order) { return order == 0 ? 2 : (std::size_t{1} << order) + 2; }
-
 std::vector<int32_t> run(const std::vector<int16_t>& x, const ZelFFTState_R_16s32s* fft, int32_t sf)
 {
-    std::vector<int32_t> ccs(x.size() == 1 ? 2 : x.size() + 2);
+    std::vector<int32_t> ccs(spectrum_size(x.size(), 2));
     EXPECT_EQ(zelsFFTFwd_RToCCS_16s32s_Sfs(x.data(), ccs.data(), fft, sf, nullptr), SrOk);
     return ccs;
 }
@@ -171,7 +169,7 @@ TEST_P(Fft16sOrder, AllocatesTheWorkSizeOnceAndSurvivesItsRefusal)
         const auto work_size = static_cast<std::size_t>(head_word(fft.get(), 3));
         EXPECT_EQ(watch.sizes(), (std::vector<std::size_t>{work_size + 32 + sizeof(void*)}));
     }
-    Guarded<int32_t> dst(spectrum_size(order()));
+    Guarded<int32_t> dst(spectrum_size(x.size(), 2));
     const auto call = [&] { return zelsFFTFwd_RToCCS_16s32s_Sfs(x.data(), dst.data(), fft.get(), 0, nullptr); };
     expect_survives_refusals(call, {&dst});
 }
@@ -210,7 +208,7 @@ TEST(Fft16s, ChecksTheRecordThenTheArrays)
         const Fft_16s32s fft(order, 2);
         const Fft other(order, 2);
         Guarded<int16_t> src(std::size_t{1} << order);
-        Guarded<int32_t> dst(spectrum_size(order));
+        Guarded<int32_t> dst(spectrum_size(src.size(), 2));
         Guarded<uint8_t> work(static_cast<std::size_t>(sizes_of<Kind_16s32s>(order).work));
         const auto* const other_kind = reinterpret_cast<const ZelFFTState_R_16s32s*>(other.get());
         for (uint8_t* buffer : {work.data(), static_cast<uint8_t*>(nullptr)})

@@ -45,12 +45,18 @@ inline double inverse_factor(int order, int flag)
     return scales_inverse(flag) ? static_cast<double>(scale_of(order, flag)) : 1;
 }
 
+// Elements of a spectrum: CCS has two more than N, but one more where N is 1.
+inline std::size_t spectrum_size(std::size_t size, int beyond)
+{
+    return size + static_cast<std::size_t>(size == 1 ? beyond / 2 : beyond);
+}
+
 using Transform_32f = SrStatus (*)(const float*, float*, const ZelFFTState_R_32f*, uint8_t*);
 
 struct Format {
     const char* name;
     Transform_32f forward;
-    std::size_t beyond;  // elements more than N
+    int beyond;  // elements more than N, from N = 2 on
     std::vector<double> (*arrange)(const reference::Bins&);
 };
 inline std::ostream& operator<<(std::ostream& out, const Format& format) { return out << format.name; }
@@ -140,7 +146,7 @@ inline int32_t head_word(const void* record, int index)
 inline std::vector<float> run_forward(const Format& format, const std::vector<float>& x,
                                       const ZelFFTState_R_32f* fft)
 {
-    std::vector<float> spectrum(x.size() + format.beyond);
+    std::vector<float> spectrum(spectrum_size(x.size(), format.beyond));
     EXPECT_EQ(format.forward(x.data(), spectrum.data(), fft, nullptr), SrOk);
     return spectrum;
 }
