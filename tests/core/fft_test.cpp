@@ -31,26 +31,29 @@ TEST(FftReference, IsTheDirectSum)
     }
 }
 
-// Noise of one order, its spectrum, and noise as a spectrum with its signal; kept for the tests of that order.
-struct Example {
-    int order = -1;
-    std::vector<float> signal;
-    Bins bins;
-    std::vector<float> pack;
-    std::vector<double> from_pack;
-};
-const Example& example_of(int order)
+// The same noise for all tests of an order.
+std::vector<float> noise(int order)
 {
-    static Example kept;
-    if (kept.order != order) {
-        const int size = 1 << order;
-        kept.order = order;
-        kept.signal = uniform_vector(size, -1.0F, 1.0F);
-        kept.bins = reference::forward(kept.signal);
-        kept.pack = uniform_vector(size, -1.0F, 1.0F);
-        kept.from_pack = reference::inverse(reference::from_pack(kept.pack), kept.pack.size());
-    }
-    return kept;
+    static const std::vector<float> longest = uniform_vector(1 << orders_to(20).back(), -1.0F, 1.0F);
+    return {longest.begin(), longest.begin() + (1 << order)};
+}
+
+// The spectrum of noise, and the signal that noise is the spectrum of; those of the last order are kept.
+const Bins& noise_bins(int order)
+{
+    static int kept = -1;
+    static Bins bins;
+    if (kept != order) bins = reference::forward(noise(order));
+    kept = order;
+    return bins;
+}
+const std::vector<double>& noise_inverse(int order)
+{
+    static int kept = -1;
+    static std::vector<double> signal;
+    if (kept != order) signal = reference::inverse(reference::from_pack(noise(order)), std::size_t{1} << order);
+    kept = order;
+    return signal;
 }
 
 class FftForward : public testing::TestWithParam<std::tuple<int, int, Format>> {};
@@ -58,9 +61,8 @@ class FftForward : public testing::TestWithParam<std::tuple<int, int, Format>> {
 TEST_P(FftForward, IsTheTransformTimesTheFlagsFactor)
 {
     const auto& [order, flag, format] = GetParam();
-    const Example& example = example_of(order);
     const Fft fft(order, flag);
-    reference::expect_near(format.arrange(example.bins), run_forward(format, example.signal, fft.get()), order,
+    reference::expect_near(format.arrange(noise_bins(order)), run_forward(format, noise(order), fft.get()), order,
                            forward_factor(order, flag));
 }
 
@@ -77,9 +79,8 @@ class FftOrderAndFlag : public testing::TestWithParam<std::tuple<int, int>> {};
 TEST_P(FftOrderAndFlag, InverseIsTheTransformTimesTheFlagsFactor)
 {
     const auto [order, flag] = GetParam();
-    const Example& example = example_of(order);
     const Fft fft(order, flag);
-    reference::expect_near(example.from_pack, run_inverse(example.pack, fft.get()), order,
+    reference::expect_near(noise_inverse(order), run_inverse(noise(order), fft.get()), order,
                            inverse_factor(order, flag));
 }
 
@@ -87,7 +88,7 @@ TEST_P(FftOrderAndFlag, InverseIsTheTransformTimesTheFlagsFactor)
 TEST_P(FftOrderAndFlag, InverseOfForwardRestoresTheSignalOrNTimesIt)
 {
     const auto [order, flag] = GetParam();
-    const std::vector<float>& x = example_of(order).signal;
+    const std::vector<float> x = noise(order);
     const Fft fft(order, flag);
     const std::vector<float> restored = run_inverse(run_forward(kPack, x, fft.get()), fft.get());
     reference::expect_near(std::vector<double>(x.begin(), x.end()), restored, order,
@@ -111,7 +112,7 @@ TEST_P(FftOrder, FormatsHoldTheSameBits)
 {
     for (int flag : kFlags) {
         const Fft fft(order(), flag);
-        const std::vector<float>& x = example_of(order()).signal;
+        const std::vector<float> x = noise(order());
         const std::vector<float> ccs = run_forward(kCcs, x, fft.get());
         std::vector<float> pack{ccs[0]};
         std::vector<float> perm{ccs[0]};
@@ -130,7 +131,7 @@ TEST_P(FftOrder, CcsImaginaryPartsOfZeroAndNyquistArePositiveZero)
 {
     for (int flag : kFlags)
         for (float sign : {1.0F, -1.0F}) {
-            std::vector<float> x = example_of(order()).signal;
+            std::vector<float> x = noise(order());
             for (float& value : x) value *= sign;
             const Fft fft(order(), flag);
             const std::vector<float> ccs = run_forward(kCcs, x, fft.get());
@@ -158,7 +159,7 @@ TEST_P(FftOrder, ShiftTurnsTheBins)
 {
     const Fft fft(order(), 8);
     const reference::Circle circle(order());
-    const std::vector<float>& x = example_of(order()).signal;
+    const std::vector<float> x = noise(order());
     const auto shift = uniform<std::uint64_t>(0, size() - 1);
     std::vector<float> delayed(size());
     for (std::size_t n = 0; n < size(); ++n) delayed[(n + shift) % size()] = x[n];
@@ -191,7 +192,7 @@ TEST_P(FftOrder, IsLinear)
 TEST_P(FftOrder, KeepsTheEnergy)
 {
     const Fft fft(order(), 8);
-    const std::vector<float>& x = example_of(order()).signal;
+    const std::vector<float> x = noise(order());
     double energy = 0;
     for (float value : x) energy += static_cast<double>(value) * value;
     const Bins bins = reference::from_pack(run_forward(kPack, x, fft.get()));
@@ -203,14 +204,14 @@ TEST_P(FftOrder, KeepsTheEnergy)
 
 TEST_P(FftOrder, HintHasNoEffect)
 {
-    const Example& example = example_of(order());
+    const std::vector<float> x = noise(order());
     const Fft plain(order(), 4, 0);
-    const std::vector<float> spectrum = run_forward(kCcs, example.signal, plain.get());
-    const std::vector<float> signal = run_inverse(example.pack, plain.get());
+    const std::vector<float> spectrum = run_forward(kCcs, x, plain.get());
+    const std::vector<float> signal = run_inverse(x, plain.get());
     for (int hint : {1, 2, -1}) {
         const Fft fft(order(), 4, hint);
-        EXPECT_TRUE(same_values(spectrum, run_forward(kCcs, example.signal, fft.get()))) << hint;
-        EXPECT_TRUE(same_values(signal, run_inverse(example.pack, fft.get()))) << hint;
+        EXPECT_TRUE(same_values(spectrum, run_forward(kCcs, x, fft.get()))) << hint;
+        EXPECT_TRUE(same_values(signal, run_inverse(x, fft.get()))) << hint;
     }
 }
 

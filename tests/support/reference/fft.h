@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -22,19 +24,20 @@ class Circle {
         const double step = -2 * std::numbers::pi / std::ldexp(1.0, order);
         for (std::size_t j = 0; j <= mask_ >> kFineBits; ++j)
             coarse_.push_back(std::polar(1.0, step * static_cast<double>(j << kFineBits)));
-        for (std::size_t j = 0; j < std::size_t{1} << kFineBits; ++j)
+        for (std::size_t j = 0; j <= std::min(mask_, kFineMask); ++j)
             fine_.push_back(std::polar(1.0, step * static_cast<double>(j)));
     }
     Complex point(std::uint64_t j) const
     {
         const std::size_t at = static_cast<std::size_t>(j) & mask_;
         const Complex a = coarse_[at >> kFineBits];
-        const Complex b = fine_[at & ((1u << kFineBits) - 1)];
+        const Complex b = fine_[at & kFineMask];
         return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
     }
 
   private:
     static constexpr int kFineBits = 12;
+    static constexpr std::size_t kFineMask = (std::size_t{1} << kFineBits) - 1;
     std::size_t mask_;
     Bins coarse_, fine_;
 };
@@ -49,11 +52,11 @@ inline Bins transform(Bins x)
         reversed ^= bit;
         if (i < reversed) std::swap(x[i], x[reversed]);
     }
+    const Circle circle(std::bit_width(size) - 1);
     Bins twiddles;
     for (std::size_t half = 1; half < size; half *= 2) {
         twiddles.resize(half);
-        for (std::size_t j = 0; j < half; ++j)
-            twiddles[j] = std::polar(1.0, -std::numbers::pi * static_cast<double>(j) / static_cast<double>(half));
+        for (std::size_t j = 0; j < half; ++j) twiddles[j] = circle.point(j * (size / 2 / half));
         for (std::size_t first = 0; first < size; first += 2 * half)
             for (std::size_t j = 0; j < half; ++j) {
                 const Complex w = twiddles[j];
@@ -157,13 +160,13 @@ inline double rms(const std::vector<double>& values)
 // Of a transform in single precision, relative to the root mean square of the right values.
 //
 // A pass over the array rounds each value a few times by at most u = 2^-24 of it and turns it by a factor that
-// is off by about u / 2; passes preserve the mean square but for a constant, so their errors add as a random
-// walk: about 0.7 u sqrt(log2 N) in the mean. A bound linear in log2 N leaves room for any schedule of the
-// passes and none for factors that lose accuracy with their index; the 3 is for the scale, its product and the
-// short transforms, where nothing averages. The largest of 2^20 errors is 5 times the mean one.
+// is off by about u / 2. Passes preserve the mean square but for a constant, so their errors add as a random
+// walk: in the mean about 0.65 u sqrt(log2 N) with radix 4, 0.9 with radix 2. The bound has room for either and
+// none for factors that lose accuracy with their index; the 2 is for the scale, its product and the short
+// transforms, where nothing averages. The largest of 2^20 errors is 5 to 6 times the mean one.
 constexpr double kUnit = 0x1p-24;
-inline double rms_tolerance(int order) { return kUnit * (3 + 0.5 * order); }
-inline double max_tolerance(int order) { return kUnit * (6 + 2.0 * order); }
+inline double rms_tolerance(int order) { return kUnit * (2 + std::sqrt(order)); }
+inline double max_tolerance(int order) { return 6 * rms_tolerance(order); }
 
 // factor: how many transforms' errors there are; times: what expected is multiplied by first.
 inline void expect_near(const std::vector<double>& expected, const std::vector<float>& actual, int order,
