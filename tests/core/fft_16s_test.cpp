@@ -174,6 +174,34 @@ TEST_P(Fft16sOrder, AllocatesTheWorkSizeOnceAndSurvivesItsRefusal)
     expect_survives_refusals(call, {&dst});
 }
 
+// Threads may share a record: it is only read.
+TEST_P(Fft16sOrder, LeavesTheRecordAsItIs)
+{
+    const Sizes sizes = sizes_of<Kind_16s32s>(order());
+    Guarded<uint8_t> memory(static_cast<std::size_t>(sizes.record), {0, Edge::Front});
+    std::vector<uint8_t> setup(static_cast<std::size_t>(sizes.setup) + 1);
+    ZelFFTState_R_16s32s* fft = nullptr;
+    ASSERT_EQ(zelsFFTInit_R_16s32s(&fft, order(), 4, 0, memory.data(), setup.data()), SrOk);
+    memory.take_snapshot();
+    run(noise(order()), fft, 0);
+    EXPECT_TRUE(memory.as_snapshot());
+}
+
+#ifdef __i386__
+// The transform inside has its own record, whose failure is handed on.
+TEST_P(Fft16sOrder, HandsOnTheStatusOfTheTransformInside)
+{
+    const Fft_16s32s fft(order(), 4);
+    const std::int32_t released = 0;
+    std::memcpy(reinterpret_cast<void*>(head_word(fft.get(), 5)), &released, sizeof released);
+    const std::vector<int16_t> x = noise(order());
+    std::vector<int32_t> ccs(spectrum_size(x.size(), 2));
+    AllocatorWatch watch;
+    EXPECT_EQ(zelsFFTFwd_RToCCS_16s32s_Sfs(x.data(), ccs.data(), fft.get(), 0, nullptr), SrErrContext);
+    EXPECT_EQ(watch.live(), 0);
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(Orders, Fft16sOrder, testing::ValuesIn(orders_to(12)), testing::PrintToStringParamName());
 
 TEST(Fft16s, ByValue)
