@@ -170,7 +170,7 @@ TEST_P(FftMember, ChecksTheRecordThenTheArrays)
         const Fft_16s32s other(order, 2);
         Guarded<float> src(std::size_t{1} << order);
         Guarded<float> dst(spectrum_size(src.size(), member.beyond));
-        Guarded<uint8_t> work(static_cast<std::size_t>(buffer_size(fft.get())));
+        Guarded<uint8_t> work(static_cast<std::size_t>(buffer_size(fft.get())) + 1);
         const auto* const other_kind = reinterpret_cast<const ZelFFTState_R_32f*>(other.get());
         for (uint8_t* buffer : {work.data(), static_cast<uint8_t*>(nullptr)})
             expect_check_order<Arguments>(
