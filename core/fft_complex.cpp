@@ -8,9 +8,14 @@ namespace {
 // in the first-level cache (32 KiB).
 constexpr std::size_t kCachedValues = 4096;
 
+constexpr float kHalfRoot = 0.70710678118654752440F;
+
+// Butterflies stay in registers: inlined whatever their size.
+#define ZELSR_INLINE [[gnu::always_inline]] inline
+
 // The DFT of four values in bit-reversed order; the results replace them in order.
 template <int L>
-inline void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Complex<L>& x3)
+ZELSR_INLINE void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Complex<L>& x3)
 {
     const Complex<L> sum02 = x0 + x2, diff02 = x0 - x2, sum13 = x1 + x3, diff13 = x1 - x3;
     x0 = sum02 + sum13;
@@ -22,11 +27,11 @@ inline void butterfly4(Complex<L>& x0, Complex<L>& x2, Complex<L>& x1, Complex<L
 // The DFT of eight values x[0], x[1], ... into y[0], y[1], ...: those of the even and of the odd inputs, joined
 // with the twiddles exp(-2 pi i k / 8).
 template <int L>
-inline void butterfly8(const Complex<L>* x, Complex<L>* y)
+ZELSR_INLINE void butterfly8(const Complex<L>* x, Complex<L>* y)
 {
     Complex<L> odd[4] = {x[1], x[5], x[3], x[7]};
     butterfly4(odd[0], odd[1], odd[2], odd[3]);
-    const auto half_root = Register<L>::splat(0.70710678118654752440F);
+    const auto half_root = Register<L>::splat(kHalfRoot);
     odd[1] = {(odd[1].re + odd[1].im) * half_root, (odd[1].im - odd[1].re) * half_root};
     odd[3] = {(odd[3].im - odd[3].re) * half_root, (odd[3].re + odd[3].im) * half_root};  // conjugate
 
@@ -42,48 +47,145 @@ inline void butterfly8(const Complex<L>* x, Complex<L>* y)
     y[7] = {even[3].re - odd[3].re, even[3].im + odd[3].im};
 }
 
-inline void transpose(Complex4* z)
+ZELSR_INLINE void transpose(Complex4* z)
 {
     _MM_TRANSPOSE4_PS(z[0].re, z[1].re, z[2].re, z[3].re);
     _MM_TRANSPOSE4_PS(z[0].im, z[1].im, z[2].im, z[3].im);
 }
 
-// Four butterflies' outputs, those of number k in z[k], to the places of the four inputs i = 0 to 3 of a group.
-// In bit-reversed order input i lies 0, 2, 1, 3 quarters of the work memory behind input 0.
-inline void store_group(float* p, std::size_t quarter, Complex4* z)
+// The first pass works on registers of two neighbouring values as they lie in the source.
+
+// -i times both values; of the inverse, whose real and imaginary parts are exchanged, i times.
+template <Direction D>
+ZELSR_INLINE __m128 turn_back(__m128 pair)
 {
-    transpose(z);
-    store_block(p, z[0]);
-    store_block(p + 2 * quarter, z[1]);
-    store_block(p + quarter, z[2]);
-    store_block(p + 3 * quarter, z[3]);
+    alignas(16) static constexpr std::uint32_t kSigns[2][4] = {{0, 1U << 31, 0, 1U << 31},
+                                                               {1U << 31, 0, 1U << 31, 0}};
+    const __m128 signs = _mm_load_ps(reinterpret_cast<const float*>(kSigns[D == Direction::Inverse]));
+    return _mm_xor_ps(_mm_shuffle_ps(pair, pair, _MM_SHUFFLE(2, 3, 0, 1)), signs);
 }
 
+ZELSR_INLINE __m128 load_neighbours(const float* p) { return in_register(Unaligned::four(p)); }
+
+// As butterfly4 above, on pairs.
 template <Direction D>
-void first_pass4(const float* src, float* work, std::size_t values, const int32_t* reversal)
+ZELSR_INLINE void butterfly_pairs4(__m128& x0, __m128& x2, __m128& x1, __m128& x3)
 {
-    const std::size_t quarter = values / 2;  // in floats
-    const float* end = src + quarter;
-    for (; src != end; src += 8, ++reversal) {
-        Complex4 z[4];
-        for (std::size_t q = 0; q < 4; ++q) z[q] = load_interleaved<D>(src + q * quarter);
-        butterfly4(z[0], z[2], z[1], z[3]);
-        Complex4 y[4] = {z[0], z[2], z[1], z[3]};
-        store_group(work + *reversal, quarter, y);
+    const __m128 sum02 = x0 + x2, diff02 = x0 - x2, sum13 = x1 + x3, diff13 = turn_back<D>(x1 - x3);
+    x0 = sum02 + sum13;
+    x2 = diff02 + diff13;
+    x1 = sum02 - sum13;
+    x3 = diff02 - diff13;
+}
+
+// Results 0 to 3 of one of two butterflies, joined in twos, into a block.
+template <Direction D>
+ZELSR_INLINE void store_joined(float* p, __m128 y01, __m128 y23)
+{
+    const Complex4 z = {_mm_movelh_ps(y01, y23), _mm_movehl_ps(y23, y01)};
+    store_block(p, D == Direction::Forward ? z : Complex4{z.im, z.re});
+}
+template <Direction D>
+ZELSR_INLINE void store_first(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
+{
+    store_joined<D>(p, _mm_unpacklo_ps(y0, y1), _mm_unpacklo_ps(y2, y3));
+}
+template <Direction D>
+ZELSR_INLINE void store_second(float* p, __m128 y0, __m128 y1, __m128 y2, __m128 y3)
+{
+    store_joined<D>(p, _mm_unpackhi_ps(y0, y1), _mm_unpackhi_ps(y2, y3));
+}
+
+// The first pass takes its inputs from eight streams, the eighths of the source; stream is their distance, in
+// floats. Four neighbours n to n + 3 of each stream are a group. In bit-reversed order its results for neighbour
+// 0, 1, 2 and 3 begin a line of eight values 0, 2, 1 and 3 quarters of the work memory behind the group's place.
+
+// Neighbours 2 half and 2 half + 1 of a group: radix 4 joins the even streams and the odd streams by themselves.
+template <Direction D>
+ZELSR_INLINE void half_group4(const float* from, std::size_t stream, float* to, std::size_t quarter)
+{
+    for (std::size_t odd = 0; odd < 2; ++odd, from += stream, to += 8) {
+        __m128 x0 = load_neighbours(from), x1 = load_neighbours(from + 2 * stream);
+        __m128 x2 = load_neighbours(from + 4 * stream), x3 = load_neighbours(from + 6 * stream);
+        butterfly_pairs4<D>(x0, x2, x1, x3);
+        store_first<D>(to, x0, x2, x1, x3);
+        store_second<D>(to + 2 * quarter, x0, x2, x1, x3);
     }
 }
 
+// Radix 8: the radix-4 butterflies of the even and of the odd streams, joined with exp(-2 pi i k / 8).
 template <Direction D>
-void first_pass8(const float* src, float* work, std::size_t values, const int32_t* reversal)
+ZELSR_INLINE void half_group8(const float* from, std::size_t stream, float* to, std::size_t quarter)
 {
-    const std::size_t eighth = values / 4, quarter = values / 2;  // in floats
-    const float* end = src + eighth;
-    for (; src != end; src += 8, ++reversal) {
-        Complex4 z[8], y[8];
-        for (std::size_t q = 0; q < 8; ++q) z[q] = load_interleaved<D>(src + q * eighth);
-        butterfly8(z, y);
-        store_group(work + *reversal, quarter, y);
-        store_group(work + *reversal + 8, quarter, y + 4);
+    const __m128 half_root = _mm_set1_ps(kHalfRoot);
+    __m128 o0 = load_neighbours(from + stream), o1 = load_neighbours(from + 3 * stream);
+    __m128 o2 = load_neighbours(from + 5 * stream), o3 = load_neighbours(from + 7 * stream);
+    butterfly_pairs4<D>(o0, o2, o1, o3);  // results in o0, o2, o1, o3
+    o2 = (o2 + turn_back<D>(o2)) * half_root;
+    o1 = turn_back<D>(o1);
+    o3 = (turn_back<D>(o3) - o3) * half_root;
+
+    __m128 e0 = load_neighbours(from), e1 = load_neighbours(from + 2 * stream);
+    __m128 e2 = load_neighbours(from + 4 * stream), e3 = load_neighbours(from + 6 * stream);
+    butterfly_pairs4<D>(e0, e2, e1, e3);
+    const __m128 y0 = e0 + o0, y1 = e2 + o2, y2 = e1 + o1, y3 = e3 + o3;
+    const __m128 y4 = e0 - o0, y5 = e2 - o2, y6 = e1 - o1, y7 = e3 - o3;
+    store_first<D>(to, y0, y1, y2, y3);
+    store_first<D>(to + 8, y4, y5, y6, y7);
+    store_second<D>(to + 2 * quarter, y0, y1, y2, y3);
+    store_second<D>(to + 2 * quarter + 8, y4, y5, y6, y7);
+}
+
+// groups of them, neighbours, to the places that the reversal table tells.
+template <Direction D, int Radix>
+ZELSR_INLINE void first_groups(const float* from, std::size_t stream, std::size_t groups, float* work,
+                               std::size_t quarter, const int32_t* reversal)
+{
+    for (const float* end = from + 8 * groups; from != end; from += 8, ++reversal) {
+        float* to = work + *reversal;
+        for (std::size_t half = 0; half < 2; ++half, to += quarter) {
+            if constexpr (Radix == 4)
+                half_group4<D>(from + 4 * half, stream, to, quarter);
+            else
+                half_group8<D>(from + 4 * half, stream, to, quarter);
+        }
+    }
+}
+
+// Sources of more values than this are read through a small copy, one stream after the other: streams at equal
+// addresses but for a large power of two would push each other out of the cache while a line is half read.
+constexpr std::size_t kDirectValues = 8192;
+constexpr std::size_t kStagedGroups = 8;
+
+template <Direction D, int Radix>
+void first_pass_of_radix(const float* src, float* work, std::size_t values, const int32_t* reversal)
+{
+    const std::size_t stream = values / 4, quarter = values / 2, groups = values / 32;
+    if (values <= kDirectValues) {
+        first_groups<D, Radix>(src, stream, groups, work, quarter, reversal);
+        return;
+    }
+    constexpr std::size_t kRow = 8 * kStagedGroups;
+    alignas(64) float staged[8 * kRow];
+    for (std::size_t group = 0; group < groups; group += kStagedGroups) {
+        for (std::size_t row = 0; row < 8; ++row)
+            for (std::size_t i = 0; i < kRow; i += 4)
+                Aligned::put(staged + row * kRow + i, Unaligned::four(src + row * stream + 8 * group + i));
+        first_groups<D, Radix>(staged, kRow, kStagedGroups, work, quarter, reversal + group);
+    }
+}
+
+// All of the first pass of sixteen values: one group, of four streams.
+template <Direction D>
+void first_pass16(const float* src, float* work)
+{
+    for (std::size_t half = 0; half < 2; ++half) {
+        const float* from = src + 4 * half;
+        __m128 x0 = load_neighbours(from), x1 = load_neighbours(from + 8);
+        __m128 x2 = load_neighbours(from + 16), x3 = load_neighbours(from + 24);
+        butterfly_pairs4<D>(x0, x2, x1, x3);
+        store_first<D>(work + 8 * half, x0, x2, x1, x3);
+        store_second<D>(work + 8 * half + 16, x0, x2, x1, x3);
     }
 }
 
@@ -127,10 +229,10 @@ inline void pass4(float* data, std::size_t groups, std::size_t sub, const float*
     for (; groups != 0; --groups, data += 3 * step) {
         const float* w = twiddles;
         for (const float* end = data + step; data != end; data += 8, w += 24) {
-            const Complex4 x0 = load_block(data), x2 = load_block(data + step) * load_block(w);
+            const Complex4 x0 = load_block(data), x2 = load_block(data + step) * load_twiddles(w);
             const Complex4 sum02 = x0 + x2, diff02 = x0 - x2;
-            const Complex4 x1 = load_block(data + 2 * step) * load_block(w + 8);
-            const Complex4 x3 = load_block(data + 3 * step) * load_block(w + 16);
+            const Complex4 x1 = load_block(data + 2 * step) * load_twiddles(w + 8);
+            const Complex4 x3 = load_block(data + 3 * step) * load_twiddles(w + 16);
             const Complex4 sum13 = x1 + x3, diff13 = x1 - x3;
             sink.put(data, 0, sum02 + sum13);
             sink.put(data, step, minus_i(diff02, diff13));
@@ -173,10 +275,12 @@ void first_pass(const float* src, float* work, const Plan& plan)
     const std::size_t values = std::size_t{1} << plan.m;
     if (plan.m == 3)
         transform8<D>(src, work);
+    else if (plan.m == 4)
+        first_pass16<D>(src, work);
     else if (first_radix(plan.m) == 4)
-        first_pass4<D>(src, work, values, plan.reversal);
+        first_pass_of_radix<D, 4>(src, work, values, plan.reversal);
     else
-        first_pass8<D>(src, work, values, plan.reversal);
+        first_pass_of_radix<D, 8>(src, work, values, plan.reversal);
 }
 
 // Four groups of Radix neighbours each, in bit-reversed order: the butterflies inside each group.

@@ -85,7 +85,20 @@ inline void store_interleaved(float* p, Complex4 z)
     Unaligned::put(p + 4, _mm_unpackhi_ps(z.re, z.im));
 }
 
-inline Complex4 load_block(const float* p) { return {Aligned::four(p), Aligned::four(p + 4)}; }
+// Keeps the compiler from reading memory again at each use: loads, not arithmetic, would be the limit.
+// i386 has too few registers to keep anything.
+inline __m128 in_register(__m128 v)
+{
+#ifdef __x86_64__
+    asm("" : "+x"(v));
+#endif
+    return v;
+}
+inline Complex4 load_block(const float* p)
+{
+    return {in_register(Aligned::four(p)), in_register(Aligned::four(p + 4))};
+}
+inline Complex4 load_twiddles(const float* p) { return {Aligned::four(p), Aligned::four(p + 4)}; }
 inline void store_block(float* p, Complex4 z)
 {
     Aligned::put(p, z.re);
@@ -102,12 +115,9 @@ constexpr std::size_t twiddles_of_pass(int32_t m, std::size_t sub)
     return 2 * (sub - static_cast<std::size_t>(first_radix(m)));
 }
 
-// Entries of the reversal table: for the a-th group of four neighbouring inputs, where its first butterfly goes
-// in the work memory, in floats. Orders 3 and above.
-constexpr std::size_t reversal_entries(int32_t m)
-{
-    return (std::size_t{1} << m) / static_cast<std::size_t>(4 * first_radix(m));
-}
+// Entries of the reversal table, orders 5 and above: where the first pass puts its results for the group of four
+// neighbouring inputs with that number, in floats from the start of the work memory.
+constexpr std::size_t reversal_entries(int32_t m) { return (std::size_t{1} << m) / 32; }
 
 struct Plan {
     int32_t m;

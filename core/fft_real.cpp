@@ -67,29 +67,33 @@ struct Pack {
     }
 };
 
-// From Z, first its value 0.
-template <class Format, class Source>
-void spectrum_of(Source source, Complex1 z0, float* dst, const ZelFFTState_R_32f& record, float factor)
+// z0: value 0 of the spectrum Z that src holds.
+template <class Format, class Source, bool Scaled>
+void spectrum_of(const float* src, Complex1 z0, float* dst, const ZelFFTState_R_32f& record)
 {
     const std::size_t values = std::size_t{1} << (record.order - 1);
-    recombine<Source, Format::kShift>(source, dst, values, record.recombination, ForwardButterfly{factor});
-    const Complex1 scaled = {z0.re * factor, z0.im * factor};
-    Format::put_ends(dst, 2 * values, scaled.re + scaled.im, scaled.re - scaled.im);
+    const ForwardButterfly<Scaled> butterfly{record.scale};
+    recombine<Source, Format::kShift>(src, dst, values, record.recombination, butterfly);
+    z0 = butterfly.scaled(z0);
+    Format::put_ends(dst, 2 * values, z0.re + z0.im, z0.re - z0.im);
 }
 
 template <class Format>
 void forward(const float* src, float* dst, const ZelFFTState_R_32f& record, float* work)
 {
     const int32_t m = record.order - 1;
-    const std::size_t values = std::size_t{1} << m;
-    const float factor = record.forward_scaled != 0 ? record.scale : 1.0F;
     if (m <= kMaxSingleLevel) {
         transform_to_blocks(src, work, Plan{m, record.reversal, record.twiddles});
-        spectrum_of<Format>(BlockSource(work, values), {work[0], work[4]}, dst, record, factor);
+        const Complex1 z0 = {work[0], work[4]};
+        if (record.forward_scaled != 0)
+            spectrum_of<Format, BlockSource, true>(work, z0, dst, record);
+        else
+            spectrum_of<Format, BlockSource, false>(work, z0, dst, record);
     } else {
+        const float factor = record.forward_scaled != 0 ? record.scale : 1.0F;
         transform_large<Direction::Forward>(src, dst, record, work, factor);
         const Complex1 z0 = {load_one(dst), load_one(dst + 1)};
-        spectrum_of<Format>(ArraySource<0>(dst, values), z0, dst, record, 1.0F);
+        spectrum_of<Format, ArraySource<0>, false>(dst, z0, dst, record);
     }
 }
 
@@ -99,8 +103,8 @@ void inverse_of_pack(const float* src, float* dst, const ZelFFTState_R_32f& reco
     const std::size_t values = std::size_t{1} << m;
     const float factor = record.inverse_scaled != 0 ? record.scale : 1.0F;
     const float mean = load_one(src), nyquist = load_one(src + 2 * values - 1);
-    recombine<ArraySource<Pack::kShift>, Perm::kShift>(ArraySource<Pack::kShift>(src, values), dst, values,
-                                                       record.ccs_recombination, InverseButterfly{});
+    recombine<ArraySource<Pack::kShift>, Perm::kShift>(src, dst, values, record.ccs_recombination,
+                                                       InverseButterfly{});
     Perm::put_ends(dst, 2 * values, mean + nyquist, mean - nyquist);
     if (m <= kMaxSingleLevel)
         transform_inverse(dst, dst, work, Plan{m, record.reversal, record.twiddles}, factor);

@@ -142,19 +142,29 @@ class ArraySink {
     float* back_;
 };
 
-// Z times factor into X.
+// Z, times factor if Scaled, into X.
+template <bool Scaled>
 struct ForwardButterfly {
     float factor;
 
     Partners operator()(Partners p, Complex4 table) const
     {
-        const __m128 f = _mm_set1_ps(factor);
-        const Complex4 z = {p.front.re * f, p.front.im * f}, y = {p.back.re * f, p.back.im * f};
+        const Complex4 z = scaled(p.front), y = scaled(p.back);
         const __m128 re = z.re - y.re, im = z.im + y.im;
         const __m128 p_re = table.re * re + table.im * im, p_im = table.re * im - table.im * re;
         return {{y.re + p_re, p_im - y.im}, {z.re - p_re, p_im - z.im}};
     }
-    Complex1 middle(Complex1 z) const { return {z.re * factor, -z.im * factor}; }
+    Complex1 middle(Complex1 z) const
+    {
+        z = scaled(z);
+        return {z.re, -z.im};
+    }
+    template <int L>
+    Complex<L> scaled(Complex<L> z) const
+    {
+        const auto f = Register<L>::splat(factor);
+        return Scaled ? Complex<L>{z.re * f, z.im * f} : z;
+    }
 };
 
 // X into 2 Z.
@@ -169,10 +179,11 @@ struct InverseButterfly {
     Complex1 middle(Complex1 x) const { return {2 * x.re, -2 * x.im}; }
 };
 
-// Values 1 to M - 1 into dst; returns nothing of value 0 and M.
+// Values 1 to M - 1 into dst, whose format places the others.
 template <class Source, std::ptrdiff_t Shift, class Butterfly>
-inline void recombine(Source source, float* dst, std::size_t values, const float* table, Butterfly butterfly)
+void recombine(const float* src, float* dst, std::size_t values, const float* table, Butterfly butterfly)
 {
+    Source source(src, values);
     ArraySink<Shift> sink(dst, values);
     Partners current = source.first(), following = current;
     if (Source::kMayBeDestination) following = source.next();

@@ -79,10 +79,10 @@ struct BlockWriter {
     }
 };
 
+// Lines of eight values, 16 floats, in bit-reversed order, by the usual running increment from the top bit.
 void fill_reversal(int32_t* table, int32_t m)
 {
-    const auto radix = static_cast<std::size_t>(first_radix(m));
-    const std::size_t entries = reversal_entries(m), top = 2 * radix * entries / 2;
+    const std::size_t entries = reversal_entries(m), top = 16 * entries / 2;
     for (std::size_t a = 0, reversed = 0; a < entries; ++a) {
         table[a] = static_cast<int32_t>(reversed);
         std::size_t bit = top;
@@ -188,7 +188,7 @@ void lay_out_tables(ZelFFTState_R_32f* record, int32_t order, uint8_t* setup)
 
     if (m <= kMaxSingleLevel) {
         auto* reversal = layout.take<int32_t>(sizes.reversal);
-        if (m > 3) fill_reversal(reversal, m);
+        if (m > 4) fill_reversal(reversal, m);
         record->reversal = reversal;
         return;
     }
