@@ -111,7 +111,7 @@ struct Sizes {
 };
 
 // Twiddles among the rows of a column: exp(-2 pi i j / 256).
-constexpr std::int64_t kRowTwiddles = 256;
+constexpr std::size_t kRowTwiddles = 256;
 
 // Column twiddles of a level: those of a gathered group, and the step from one group to the next.
 constexpr std::int64_t column_twiddle_bytes(int32_t m)
@@ -145,7 +145,7 @@ constexpr Sizes sizes_of(int32_t order)
             sizes.column_twiddles[level] = column_twiddle_bytes(level_order);
             level_order -= split_of(level_order).rows;
         }
-        sizes.row_twiddles = 8 * kRowTwiddles;
+        sizes.row_twiddles = std::int64_t{8 * kRowTwiddles};
     }
     sizes.recombination = round_up(std::int64_t{2} << order);  // N/4 pairs
     sizes.record = sizes.reversal + sizes.twiddles + sizes.column_twiddles[0] + sizes.column_twiddles[1] +
