@@ -62,10 +62,9 @@ static_assert(sizeof(ZelFFTState_R_16s32s) + kTableAlignment - 1 <= 64);
 
 constexpr std::int64_t round_up(std::int64_t bytes) { return (bytes + 31) & ~std::int64_t{31}; }
 
-template <class T>
-T* align_up(T* pointer)
+inline uint8_t* align_up(uint8_t* memory)
 {
-    return reinterpret_cast<T*>((reinterpret_cast<std::uintptr_t>(pointer) + 31) & ~std::uintptr_t{31});
+    return memory + (0 - reinterpret_cast<std::uintptr_t>(memory)) % kTableAlignment;
 }
 
 // One level of the two-level transform of 2^m complex values: 2^rows rows of 2^(m - rows) values, of which the

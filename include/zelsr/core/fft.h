@@ -54,8 +54,9 @@ ZELSR_BEGIN_DECLARATIONS
  * | work   | 0            | (8 2^m + 31) / 32 * 32 + 32 |
  *
  * Above order 18 the set-up size follows the same rule, a record takes some 4 N bytes (at most 9 percent more),
- * and the work memory at most 1 MiB and 32 bytes. A record of order 29 or 30 takes more than an int32 counts: GetSize reports 2147483647,
- * Init gives ::SrErrMemAlloc (the identity cleared), and only zelsFFTInitAlloc_R_32f() of x86-64 makes it.
+ * and the work memory at most 1 MiB and 32 bytes. A record of order 29 or 30 takes more than an int32 counts:
+ * GetSize reports 2147483647, Init gives ::SrErrMemAlloc after its other checks, with the identity cleared, and
+ * only zelsFFTInitAlloc_R_32f() of x86-64 makes such a record.
  *
  * Checks of the transforms, in this order: null record ::SrErrNullPtr, a record of another kind or a released
  * one ::SrErrContext, null source or destination ::SrErrNullPtr.
@@ -122,10 +123,10 @@ SrStatus zelsFFTFwd_RToCCS_16s32s_Sfs(const int16_t* src, int32_t* dst, const Ze
  * len. src and dst must not overlap.
  *
  * Direct sums if the smaller of len and lags is below 856, else the FFT of at least twice len values; a len above
- * 2^29 gives ::SrErrFftOrder there. Direct sums are formed in blocks of 512 products, so that their
- * rounding error grows slowly with len (1e-6 of dst[0] at 2^18 values); through the FFT the error is some 3e-7 of dst[0] for every lag. Checks:
- * null pointers, then len or lags below 1. ::SrErrMemAlloc if the allocator refuses, with dst unwritten; direct
- * sums need no memory. */
+ * 2^29 gives ::SrErrFftOrder there. Direct sums are formed in blocks of 512 products, so that their rounding error
+ * grows slowly with len (1e-6 of dst[0] at 2^18 values); through the FFT the error is some 3e-7 of dst[0] for every
+ * lag. Checks: null pointers, then len or lags below 1. ::SrErrMemAlloc if the allocator refuses, with dst
+ * unwritten; direct sums need no memory. */
 SrStatus zelsAutoCorr_32f(const float* src, int32_t len, float* dst, int32_t lags);
 /** srcdst = src * conj(srcdst), element by element, for two spectra of len values in Pack format, whose first
  * and (of an even len) last values are real; src may be srcdst. Checks: null pointers, then len below 1. */
