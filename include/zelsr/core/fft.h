@@ -124,8 +124,8 @@ SrStatus zelsFFTFwd_RToCCS_16s32s_Sfs(const int16_t* src, int32_t* dst, const Ze
  *
  * Direct sums if the smaller of len and lags is below 856, else the FFT of at least twice len values; a len above
  * 2^29 gives ::SrErrFftOrder there. Direct sums are formed in blocks of 512 products, so that their rounding error
- * grows slowly with len (1e-6 of dst[0] at 2^18 values); through the FFT the error is some 3e-7 of dst[0] for every
- * lag. Checks: null pointers, then len or lags below 1. ::SrErrMemAlloc if the allocator refuses, with dst
+ * grows slowly with len (1e-6 of dst[0] at 2^18 values); through the FFT the error is some 3e-7 of dst[0] for
+ * every lag. Checks: null pointers, then len or lags below 1. ::SrErrMemAlloc if the allocator refuses, with dst
  * unwritten; direct sums need no memory. */
 SrStatus zelsAutoCorr_32f(const float* src, int32_t len, float* dst, int32_t lags);
 /** srcdst = src * conj(srcdst), element by element, for two spectra of len values in Pack format, whose first
