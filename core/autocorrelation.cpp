@@ -48,48 +48,60 @@ void multiply_conjugate(const float* a, float* b, int32_t len)
 // of long sums stays small.
 constexpr int32_t kBlock = 512;
 
-// lags 4 Vectors lags from first_lag on; every one of them reaches at least one product.
+// 4 Vectors lags from first_lag on, of which the first at least reaches a product. Few lags are summed in two
+// sums each, by even and odd products, so that additions need not wait for each other.
 template <int Vectors>
 void correlate_group(const float* src, int32_t len, int32_t first_lag, float* dst)
 {
-    __m128 total[Vectors] = {};
+    constexpr int kSums = Vectors < 4 ? 2 : 1;
     const float* shifted = src + first_lag;
+    const auto add_products = [&](int32_t i, __m128* sum) [[gnu::always_inline]] {
+        const __m128 value = _mm_set1_ps(load_one(src + i));
+        for_each_index<Vectors>([&](auto v) { sum[v] = sum[v] + value * Unaligned::four(shifted + i + 4 * v); });
+    };
+    __m128 total[Vectors] = {};
     const int32_t whole = len - first_lag - (4 * Vectors - 1);  // products that all of these lags have
     int32_t i = 0;
     while (i < whole) {
-        __m128 sum[Vectors] = {};
-        for (const int32_t end = std::min(whole, i + kBlock); i < end; ++i) {
-            const __m128 value = _mm_set1_ps(load_one(src + i));
-            for (int v = 0; v < Vectors; ++v) sum[v] = sum[v] + value * Unaligned::four(shifted + i + 4 * v);
-        }
-        for (int v = 0; v < Vectors; ++v) total[v] = total[v] + sum[v];
+        __m128 sums[kSums][Vectors] = {};
+        const int32_t end = std::min(whole, i + kBlock);
+        for (; i <= end - kSums; i += kSums) for_each_index<kSums>([&](auto s) { add_products(i + s, sums[s]); });
+        for (; i < end; ++i) add_products(i, sums[0]);
+        for_each_index<Vectors>(
+            [&](auto v) { total[v] = total[v] + (kSums == 1 ? sums[0][v] : sums[0][v] + sums[kSums - 1][v]); });
     }
     // The last products, each with fewer lags than the one before: what lies behind the source counts as absent.
     for (; i < len - first_lag; ++i) {
         const __m128 value = _mm_set1_ps(load_one(src + i));
         const int32_t present = len - first_lag - i;
-        for (int v = 0; v < Vectors; ++v) {
+        for_each_index<Vectors>([&](auto v) {
             const int32_t lanes = std::clamp(present - 4 * v, 0, 4);
-            if (lanes == 0) break;
             const float* p = shifted + i + 4 * v;
             if (lanes == 4)
                 total[v] = total[v] + value * Unaligned::four(p);
-            else
+            else if (lanes != 0)
                 total[v] = total[v] + _mm_and_ps(first_lanes(lanes), value * FirstLanes{lanes}.lanes(p));
-        }
+        });
     }
-    for (int v = 0; v < Vectors; ++v) Unaligned::put(dst + 4 * v, total[v]);
+    for_each_index<Vectors>([&](auto v) { Unaligned::put(dst + 4 * v, total[v]); });
 }
 
 void correlate_directly(const float* src, int32_t len, float* dst, int32_t lags)
 {
     int32_t lag = 0;
     for (; lag <= lags - 16; lag += 16) correlate_group<4>(src, len, lag, dst + lag);
-    for (; lag < lags; lag += 4) {
-        float four[4];
-        correlate_group<1>(src, len, lag, four);
-        std::memcpy(dst + lag, four, sizeof(float) * static_cast<std::size_t>(std::min(4, lags - lag)));
-    }
+    if (lag == lags) return;
+    float last[16];
+    const int32_t left = lags - lag;
+    if (left > 12)
+        correlate_group<4>(src, len, lag, last);
+    else if (left > 8)
+        correlate_group<3>(src, len, lag, last);
+    else if (left > 4)
+        correlate_group<2>(src, len, lag, last);
+    else
+        correlate_group<1>(src, len, lag, last);
+    std::memcpy(dst + lag, last, sizeof(float) * static_cast<std::size_t>(left));
 }
 
 // The smallest order whose transform holds twice len values.

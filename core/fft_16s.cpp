@@ -1,6 +1,7 @@
 // The real FFT of 16-bit data: the single-precision transform between conversions.
 #include "core/contract.h"
 #include "core/fft_record.h"
+#include "core/rounding.h"
 #include "core/scratch.h"
 #include "core/simd.h"
 #include "zelsr/core/convert.h"
@@ -46,6 +47,7 @@ void perm_to_ccs(int32_t* spectrum, std::size_t n)
 // work: the converted samples, and behind them the inner transform's work memory.
 SrStatus transform(const int16_t* src, int32_t* dst, const ZelFFTState_R_16s32s& record, int32_t sf, uint8_t* work)
 {
+    const DefaultFloatEnvironment environment;
     const int32_t n = int32_t{1} << record.order;
     auto* samples = reinterpret_cast<float*>(work);
     zelsConvert_16s32f(src, samples, n);

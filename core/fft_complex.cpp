@@ -195,14 +195,15 @@ template <Direction D>
 void transform8(const float* src, float* work)
 {
     Complex1 z[8], y[8];
-    for (int k = 0; k < 8; ++k) {
+    for (std::size_t k = 0; k < 8; ++k) {
         z[k] = {load_one(src + 2 * k), load_one(src + 2 * k + 1)};
         if (D == Direction::Inverse) z[k] = {z[k].im, z[k].re};
     }
     butterfly8(z, y);
-    for (int k = 0; k < 8; ++k) {
-        work[k / 4 * 8 + k % 4] = y[k].re;
-        work[k / 4 * 8 + k % 4 + 4] = y[k].im;
+    for (std::size_t k = 0; k < 8; ++k) {
+        float* re = work + k / 4 * 8 + k % 4;
+        re[0] = y[k].re;
+        re[4] = y[k].im;
     }
 }
 

@@ -24,7 +24,7 @@ struct Tile {
     void read(const float* array, std::size_t row_step) const
     {
         for (std::size_t row = 0; row < kTile; ++row, array += row_step) {
-            float* to = values + 2 * kReversed[row];
+            float* to = values + 2 * std::size_t{kReversed[row]};
             for (std::size_t c = 0; c < kTile; c += 2) {
                 const __m128 pair = Unaligned::four(array + 2 * c);
                 _mm_storel_pi(reinterpret_cast<__m64*>(to + 2 * kTile * kReversed[c]), pair);

@@ -62,10 +62,9 @@ static_assert(sizeof(ZelFFTState_R_16s32s) + kTableAlignment - 1 <= 64);
 
 constexpr std::int64_t round_up(std::int64_t bytes) { return (bytes + 31) & ~std::int64_t{31}; }
 
-template <class T>
-T* align_up(T* pointer)
+inline uint8_t* align_up(uint8_t* memory)
 {
-    return reinterpret_cast<T*>((reinterpret_cast<std::uintptr_t>(pointer) + 31) & ~std::uintptr_t{31});
+    return memory + (0 - reinterpret_cast<std::uintptr_t>(memory)) % kTableAlignment;
 }
 
 // One level of the two-level transform of 2^m complex values: 2^rows rows of 2^(m - rows) values, of which the
@@ -111,7 +110,7 @@ struct Sizes {
 };
 
 // Twiddles among the rows of a column: exp(-2 pi i j / 256).
-constexpr std::int64_t kRowTwiddles = 256;
+constexpr std::size_t kRowTwiddles = 256;
 
 // Column twiddles of a level: those of a gathered group, and the step from one group to the next.
 constexpr std::int64_t column_twiddle_bytes(int32_t m)
@@ -145,7 +144,7 @@ constexpr Sizes sizes_of(int32_t order)
             sizes.column_twiddles[level] = column_twiddle_bytes(level_order);
             level_order -= split_of(level_order).rows;
         }
-        sizes.row_twiddles = 8 * kRowTwiddles;
+        sizes.row_twiddles = std::int64_t{8 * kRowTwiddles};
     }
     sizes.recombination = round_up(std::int64_t{2} << order);  // N/4 pairs
     sizes.record = sizes.reversal + sizes.twiddles + sizes.column_twiddles[0] + sizes.column_twiddles[1] +

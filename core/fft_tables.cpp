@@ -48,7 +48,7 @@ struct QuarterWave {
         if (angle >= half) return -sine(angle - half);
         return sines[spacing * (angle <= quarter ? angle : half - angle)];
     }
-    float cosine(std::size_t angle) const { return sine((angle + quarter) % (4 * quarter)); }
+    float cosine(std::size_t angle) const { return sine((angle + quarter) & (4 * quarter - 1)); }
 };
 
 QuarterWave quarter_wave(int32_t order, uint8_t* setup)
@@ -158,7 +158,6 @@ class Layout {
     template <class T>
     T* take(std::int64_t bytes)
     {
-        if (bytes == 0) return nullptr;
         T* table = reinterpret_cast<T*>(next_);
         next_ += bytes;
         return table;
