@@ -62,7 +62,7 @@ void to_integer_row(Row& row, From range, int sf, Convert convert)
     const int len = row.len;
     const From* src = row.input<From>(len, -range, range);
     needs<From, To>(row);
-    row.reason(any_mode);
+    row.reason_at_every_size(any_mode);
     auto answer = row.answer<To>(len);
     answer.library([=](To* dst) { convert(src, dst, len, sf); });
     answer.plain([=](To* dst) { plain::convert_scaled(src, dst, len, sf); });

@@ -94,7 +94,7 @@ void forward_ccs(Row& row)
     std::uint8_t* work = work_for(row, state);
     const plain::Complex* roots = roots_for(row);
     const Plan& peer = forward_plan(n);
-    row.reason(wider_registers);
+    row.reason_at_every_size(wider_registers);
     auto answer = row.answer<float>(n + 2, 1e-6 * order);
     answer.library([=](float* dst) { zelsFFTFwd_RToCCS_32f(src, dst, state, work); });
     answer.plain(
@@ -118,7 +118,7 @@ void inverse_pack(Row& row)
     const plain::Complex* roots = roots_for(row);
     auto* plain_work = row.array<plain::Complex>(n / 2);
     const Plan& peer = inverse_plan(n);
-    row.reason(wider_registers);
+    row.reason_at_every_size(wider_registers);
     auto answer = row.answer<float>(n, 1e-6 * order);
     answer.library([=](float* dst) { zelsFFTInv_PackToR_32f(pack, dst, state, work); });
     answer.plain([=](float* dst) {
@@ -145,7 +145,7 @@ void forward_16s(Row& row)
     float* real = row.array<float>(n);
     float* spectrum = row.array<float>(n + 2);
     const Plan& peer = forward_plan(n);
-    row.reason(wider_registers);
+    row.reason_at_every_size(wider_registers);
     auto answer = row.answer<std::int32_t>(n + 2, 2 + n / 64);
     answer.library([=](std::int32_t* dst) { zelsFFTFwd_RToCCS_16s32s_Sfs(src, dst, state, sf, work); });
     answer.plain([=](std::int32_t* dst) {
@@ -166,6 +166,7 @@ void auto_corr(Row& row)
 {
     const int len = row.len;
     const float* src = row.input(len, -1.0F, 1.0F);
+    row.reason("below 16 lags, each four lags are a pass of their own whose sum is one chain of additions");
     auto answer = row.answer<float>(Lags, 1e-5);
     answer.library([=](float* dst) { zelsAutoCorr_32f(src, len, dst, Lags); });
     answer.plain([=](float* dst) { plain::correlate(src, len, dst, Lags); });

@@ -12,7 +12,6 @@ namespace {
 
 constexpr char checks_first[] = "checks, then the C library's memcpy, memmove or memset";
 constexpr char same_traffic[] = "all are bound by loads and stores alike";
-constexpr char call_cost[] = "16 elements: the call through the library's table and its checks";
 
 template <class T>
 double registers_of(int count)
@@ -25,7 +24,7 @@ void copy_row(Row& row)
 {
     const int len = row.len;
     const T* src = row.input<T>(len, T(0), T(100));
-    row.reason(checks_first);
+    row.reason_at_every_size(checks_first);
     auto answer = row.answer<T>(len);
     answer.library([=](T* dst) { Copy(src, dst, len); });
     answer.plain([=](T* dst) { plain::copy(src, dst, len); });
@@ -36,7 +35,7 @@ void move_32f(Row& row)
 {
     const int len = row.len;
     const float* src = row.input(len, -1.0F, 1.0F);
-    row.reason(checks_first);
+    row.reason_at_every_size(checks_first);
     auto answer = row.answer<float>(len);
     answer.library([=](float* dst) { zelsMove_32f(src, dst, len); });
     answer.plain([=](float* dst) { plain::move(src, dst, len); });
@@ -49,7 +48,7 @@ void set_row(Row& row)
 {
     const int len = row.len;
     row.registers(registers_of<T>(len), {.stores = 1});
-    row.reason(call_cost);
+    row.reason(same_traffic);
     auto answer = row.answer<T>(len);
     answer.library([=](T* dst) { Set(T(3), dst, len); });
     answer.plain([=](T* dst) { plain::set(T(3), dst, len); });
@@ -59,7 +58,7 @@ void set_row(Row& row)
 void zero_32f(Row& row)
 {
     const int len = row.len;
-    row.reason(checks_first);
+    row.reason_at_every_size(checks_first);
     auto answer = row.answer_in_place(row.input(len, -1.0F, 1.0F), len);
     answer.library([=](float* dst) { zelsZero_32f(dst, len); });
     answer.plain([=](float* dst) { plain::set(0.0F, dst, len); });

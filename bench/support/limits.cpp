@@ -43,18 +43,30 @@ void double_roots()
     asm volatile("movaps (%0),%%xmm15\n" ZELSR_FOURTEEN("sqrtpd %%xmm15,", "") : : "r"(memory) : ZELSR_CHANGED);
 }
 
-// The fastest of many short tries: other programs can only take time away.
 double rate(void (*operations)())
 {
     using Clock = std::chrono::steady_clock;
-    double best = 0;
-    for (int attempt = 0; attempt < 60; ++attempt) {
+    const auto start = Clock::now();
+    for (int pass = 0; pass < passes; ++pass) operations();
+    const std::chrono::duration<double, std::nano> taken = Clock::now() - start;
+    return passes * operations_a_pass / taken.count();
+}
+
+// The fastest of many short tries in turn: other programs can only take time away.
+Operations measure()
+{
+    Operations best;
+    for (int attempt = 0; attempt < 100; ++attempt) {
         for (float& value : memory) value = 1.0F;
         loads();  // fills the registers with ordinary numbers
-        const auto start = Clock::now();
-        for (int pass = 0; pass < passes; ++pass) operations();
-        const std::chrono::duration<double, std::nano> taken = Clock::now() - start;
-        best = std::max(best, passes * operations_a_pass / taken.count());
+        best.loads = std::max(best.loads, rate(loads));
+        best.stores = std::max(best.stores, rate(stores));
+        loads();
+        best.multiplies = std::max(best.multiplies, rate(multiplies));
+        best.adds = std::max(best.adds, rate(adds));
+        best.divides = std::max(best.divides, rate(divides));
+        best.double_divides = std::max(best.double_divides, rate(double_divides));
+        best.double_roots = std::max(best.double_roots, rate(double_roots));
     }
     return best;
 }
@@ -63,14 +75,15 @@ double rate(void (*operations)())
 
 const Operations& rates_per_ns()
 {
-    static const Operations rates{.loads = rate(loads),
-                                  .stores = rate(stores),
-                                  .multiplies = rate(multiplies),
-                                  .adds = rate(adds),
-                                  .divides = rate(divides),
-                                  .double_divides = rate(double_divides),
-                                  .double_roots = rate(double_roots)};
+    static const Operations rates = measure();
     return rates;
+}
+
+double slowness()
+{
+    const double fastest = rates_per_ns().adds;
+    loads();
+    return fastest / rate(adds);
 }
 
 Bound bound_of(const Operations& call)

@@ -18,7 +18,12 @@ struct Bound {
 // Independent operations on data in the nearest cache; measured at the first call.
 const Operations& rates_per_ns();
 
-// Every kind of operation overlaps with all others, so that the slowest alone bounds the call.
+// The time of one short stretch of additions by the shortest that was ever measured: what the clock, which falls
+// and rises with the load, and other programs make of a nanosecond just now.
+double slowness();
+
+// Every kind of operation overlaps with all others, so that the slowest alone bounds the call. At the highest
+// clock.
 Bound bound_of(const Operations& call);
 
 }  // namespace zelsr::bench

@@ -1,5 +1,9 @@
 #include "support/report.h"
 
+#include <zelsr/core/vector.h>
+
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <map>
 
@@ -32,9 +36,31 @@ std::string limit_text(const Result& result)
     return text;
 }
 
+// What a call across the library's boundary costs that ends at its first check.
+double refused_call_ns()
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr int calls = 10000;
+    double best = 1e9;
+    for (int attempt = 0; attempt < 30; ++attempt) {
+        const auto start = Clock::now();
+        for (int i = 0; i < calls; ++i) benchmark::DoNotOptimize(zelsAddC_32f(nullptr, 0.0F, nullptr, 1));
+        best = std::min(best, std::chrono::duration<double, std::nano>(Clock::now() - start).count() / calls);
+    }
+    return best;
+}
+
 }  // namespace
 
 void keep_result(const std::string& benchmark, const Result& result) { results()[benchmark] = result; }
+
+std::string TableReporter::reason_mark(const std::string& reason)
+{
+    if (reason.empty()) return " [?]";
+    auto found = std::find(reasons_.begin(), reasons_.end(), reason);
+    if (found == reasons_.end()) found = reasons_.insert(reasons_.end(), reason);
+    return " [" + std::to_string(found - reasons_.begin() + 1) + "]";
+}
 
 bool TableReporter::ReportContext(const Context&)
 {
@@ -45,6 +71,7 @@ bool TableReporter::ReportContext(const Context&)
         "doubles %.2f\n",
         rates.loads, rates.stores, rates.multiplies, rates.adds, rates.divides, rates.double_divides,
         rates.double_roots);
+    std::printf("a call that ends at its first check: %.1f ns\n", refused_call_ns());
     return true;
 }
 
@@ -71,18 +98,18 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
         for (const Result::Peer& peer : result.peers) behind_peer = behind_peer || peer.ratio < level;
         behind_plain_ += behind_plain;
         behind_peers_ += behind_peer;
-        const std::string reason = (behind_plain || behind_peer) && !result.reason.empty() ? result.reason : "";
+        const std::string mark = behind_plain || behind_peer ? reason_mark(result.reason) : "";
 
         std::printf("%-34s %8s %10.1f %8.3f %-10s %7s", result.member.c_str(), result.size.c_str(), result.ns,
                     result.ns_an_element, limit_text(result).c_str(), ratio_text(result.plain_ratio).c_str());
         bool first = true;
         for (const Result::Peer& peer : result.peers) {
             if (!first) std::printf("\n%-34s %8s %10s %8s %-10s %7s", "", "", "", "", "", "");
-            std::printf(" %7s  %-12s", ratio_text(peer.ratio).c_str(), peer.name.c_str());
-            if (first) std::printf(" %s", reason.c_str());
+            std::printf(" %7s  %s%s", ratio_text(peer.ratio).c_str(), peer.name.c_str(),
+                        first ? mark.c_str() : "");
             first = false;
         }
-        if (result.peers.empty() && !reason.empty()) std::printf(" %7s  %-12s %s", "", "", reason.c_str());
+        if (result.peers.empty()) std::printf(" %7s %s", "", mark.c_str());
         std::printf("\n");
         std::fflush(stdout);
     }
@@ -90,6 +117,8 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
 
 void TableReporter::Finalize()
 {
+    std::printf("\n");
+    for (std::size_t k = 0; k < reasons_.size(); ++k) std::printf("[%zu] %s\n", k + 1, reasons_[k].c_str());
     std::printf("\n%d rows: %d behind plain, %d behind a peer, %d with answers that differ\n", rows_,
                 behind_plain_, behind_peers_, failures_);
 }

@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <vector>
 
 #include "support/row.h"
 
@@ -22,7 +23,10 @@ class TableReporter : public benchmark::BenchmarkReporter {
     int failures() const { return failures_; }
 
   private:
+    std::string reason_mark(const std::string& reason);
+
     std::string family_;
+    std::vector<std::string> reasons_;  // marked [1], [2], ... in the table
     int rows_ = 0, behind_plain_ = 0, behind_peers_ = 0, failures_ = 0;
 };
 

@@ -124,9 +124,12 @@ Result Row::measure(benchmark::State& state)
     std::vector<std::int64_t> calls;
     for (const Contender& contender : contenders_) calls.push_back(calls_a_batch(contender.call));
     std::vector<std::vector<double>> ns(contenders_.size());
+    std::vector<double> slow;
+    rates_per_ns();
     for (auto _ : state) {
         for (std::size_t k = 0; k < contenders_.size(); ++k)
             ns[k].push_back(timed(contenders_[k].call, calls[k]) / static_cast<double>(calls[k]));
+        slow.push_back(slowness());
         state.SetIterationTime(ns[0].back() * 1e-9);
     }
 
@@ -143,7 +146,7 @@ Result Row::measure(benchmark::State& state)
     }
     if (limit_known_) {
         const Bound bound = bound_of(needs_);
-        result.of_limit = bound.ns / result.ns;
+        result.of_limit = bound.ns * median(slow) / result.ns;
         result.limiting = bound.operation;
     }
     state.counters["library_ns"] = result.ns;

@@ -118,8 +118,9 @@ class Row {
 
     // What one call needs at least: `count` times these operations on registers.
     void registers(double count, Operations each);
-    // Why the library may not be ahead here; shown where it is not.
-    void reason(std::string text) { reason_ = std::move(text); }
+    // Why the library may not be ahead here; shown where it is not. Short vectors have a reason of their own:
+    void reason(std::string text) { reason_ = size.height == 0 && len <= 16 ? call_cost : std::move(text); }
+    void reason_at_every_size(std::string text) { reason_ = std::move(text); }
 
     template <class T>
     Answer<T> answer(int count, double tolerance = 0)
@@ -146,6 +147,9 @@ class Row {
         std::function<std::string(const Contender& library)> differs;  // empty: the answers agree
         const void* answer;
     };
+
+    static constexpr char call_cost[] =
+        "16 elements: a call into another library and its checks, where plain loops and peers are compiled in";
 
     void* bytes(std::size_t count);
 
@@ -191,7 +195,7 @@ struct Member {
     void (*build)(Row&);
 };
 
-// Registers every member at every size; `limits` are members' own sizes.
+// Registers every member at every size.
 class Table {
   public:
     Table(const char* family, std::initializer_list<Member> members, std::initializer_list<Size> sizes);
