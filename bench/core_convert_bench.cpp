@@ -12,7 +12,9 @@
 namespace zelsr::bench {
 namespace {
 
-constexpr char same_traffic[] = "all are bound by loads, shuffles and stores alike";
+constexpr char same_steps[] = "all are bound by the same loads, conversions and stores";
+constexpr char sign_shifts[] =
+    "16 bits are widened by two shifts a register, where Eigen's loop forms one sign mask";
 constexpr char any_mode[] = "the caller's rounding mode is saved, set and put back, whatever it is";
 
 // Loads and stores of 16 bytes that the two arrays take.
@@ -28,7 +30,7 @@ void exact_row(Row& row, From low, From high)
     const int len = row.len;
     const From* src = row.input<From>(len, low, high);
     needs<From, To>(row);
-    row.reason(same_traffic);
+    row.reason(sizeof(From) == 2 ? sign_shifts : same_steps);
     auto answer = row.answer<To>(len);
     answer.library([=](To* dst) { Convert(src, dst, len); });
     answer.plain([=](To* dst) { plain::convert(src, dst, len); });
@@ -47,7 +49,7 @@ void to_floating_row(Row& row)
     constexpr int sf = 4;
     const From* src = row.input<From>(len, -32768, 32767);
     needs<From, To>(row);
-    row.reason(same_traffic);
+    row.reason(sizeof(From) == 2 ? sign_shifts : same_steps);
     auto answer = row.answer<To>(len);
     answer.library([=](To* dst) { Convert(src, dst, len, sf); });
     answer.plain([=](To* dst) { plain::convert_scaled(src, dst, len, sf); });
