@@ -18,12 +18,13 @@ T* allocate(int32_t count)
     if constexpr (std::is_same_v<T, double>) return zelsMalloc_64f(count);
 }
 
-// Test it before use: false means that the allocator refused. Released on every path that leaves its scope.
-// Without a bound the memory always comes from the allocator.
+// Test it before use: false means that the allocator refused, as it refuses every count below 1 (a sum that
+// wrapped around). Released on every path that leaves its scope. Without a bound the memory always comes from the
+// allocator.
 template <class T, int32_t OnStack = 0>
 class Scratch {
   public:
-    explicit Scratch(int32_t count) : data_(count > OnStack ? allocate<T>(count) : fixed_) {}
+    explicit Scratch(int32_t count) : data_(count >= 1 && count <= OnStack ? fixed_ : allocate<T>(count)) {}
     ~Scratch()
     {
         if (data_ != fixed_) zelsFree(data_);
