@@ -155,7 +155,7 @@ class GuardedModel {
         : source_(list ? rows : std::vector<std::vector<T>>{}),
           block_(list ? std::vector<T>{T(0)} : as_block(rows, static_cast<std::size_t>(step)), placement),
           rows_(source_, misalign, placement.edge),
-          list_(source_.size(), list_placement)
+          list_(list ? rows.size() : 1, list_placement)
     {
         for (std::size_t j = 0; j < source_.size(); ++j) list_.set(j, rows_.list()[j]);
         block_.take_snapshot();
