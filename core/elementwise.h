@@ -3,6 +3,11 @@
 // An operation is written once, over a whole register. OneElement elements in front of the destination's first
 // 16-byte boundary and behind the last whole register run through it too, repeated in every lane, so that they
 // give the same bits and raise no exception that their element does not raise.
+//
+// For operations short enough to stand inlined eight times, on elements of one size or complex ones: they run in
+// the caller's environment, and an array of a few elements costs no more than one register. Elements of different
+// sizes and long operations go through core/groups.h, which measures the same from four elements on but 10 ns more
+// below.
 #pragma once
 
 #include <cstddef>

@@ -11,11 +11,6 @@
 namespace zelsr {
 namespace {
 
-inline __m128 larger(__m128 x, __m128 y) { return _mm_max_ps(x, y); }
-inline __m128d larger(__m128d x, __m128d y) { return _mm_max_pd(x, y); }
-inline __m128 smaller(__m128 x, __m128 y) { return _mm_min_ps(x, y); }
-inline __m128d smaller(__m128d x, __m128d y) { return _mm_min_pd(x, y); }
-
 inline float first_lane(__m128 v) { return _mm_cvtss_f32(v); }
 inline double first_lane(__m128d v) { return _mm_cvtsd_f64(v); }
 
@@ -24,40 +19,37 @@ inline __m128d rotate_by_half(__m128d v) { return _mm_shuffle_pd(v, v, 1); }
 inline __m128 rotate_by_one(__m128 v) { return _mm_shuffle_ps(v, v, 0x39); }
 inline __m128d rotate_by_one(__m128d v) { return v; }  // two lanes are done after the first step
 
+struct Upwards {
+    static __m128 better(__m128 x, __m128 y) { return _mm_max_ps(x, y); }
+    static __m128d better(__m128d x, __m128d y) { return _mm_max_pd(x, y); }
+    static bool beats(auto x, auto y) { return x > y; }
+};
+struct Downwards {
+    static __m128 better(__m128 x, __m128 y) { return _mm_min_ps(x, y); }
+    static __m128d better(__m128d x, __m128d y) { return _mm_min_pd(x, y); }
+    static bool beats(auto x, auto y) { return x < y; }
+};
+
 // What a scan keeps, lane by lane; value() joins the lanes.
-template <class T>
-struct Largest {
+template <class T, class Direction>
+struct Best : Direction {
     using Register = decltype(repeat(T()));
 
     Register best;
 
-    explicit Largest(Register first) : best(first) {}
-    void take(Register x) { best = larger(x, best); }
-    void take(const Largest& other) { take(other.best); }
+    explicit Best(Register first) : best(first) {}
+    void take(Register x) { best = Direction::better(x, best); }
+    void take(const Best& other) { take(other.best); }
     T value() const
     {
-        const Register halves = larger(best, rotate_by_half(best));
-        return first_lane(larger(halves, rotate_by_one(halves)));
+        const Register halves = Direction::better(best, rotate_by_half(best));
+        return first_lane(Direction::better(halves, rotate_by_one(halves)));
     }
-    static bool beats(T x, T y) { return x > y; }
 };
-
 template <class T>
-struct Smallest {
-    using Register = decltype(repeat(T()));
-
-    Register best;
-
-    explicit Smallest(Register first) : best(first) {}
-    void take(Register x) { best = smaller(x, best); }
-    void take(const Smallest& other) { take(other.best); }
-    T value() const
-    {
-        const Register halves = smaller(best, rotate_by_half(best));
-        return first_lane(smaller(halves, rotate_by_one(halves)));
-    }
-    static bool beats(T x, T y) { return x < y; }
-};
+using Largest = Best<T, Upwards>;
+template <class T>
+using Smallest = Best<T, Downwards>;
 
 template <class T>
 struct Range {

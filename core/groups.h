@@ -1,5 +1,9 @@
-// Loops over groups of elements, for steps whose source and destination elements differ in size or that read
-// several registers at a time.
+// Loops over groups of elements, for steps whose source and destination elements differ in size, that read several
+// registers at a time, or that are too long to be inlined more than four times.
+//
+// A step meets some elements twice, and zeros where an array is shorter than a group: where those may raise an
+// exception of their own, it belongs under a DefaultFloatEnvironment. Short operations on elements of one size go
+// through core/elementwise.h.
 #pragma once
 
 #include <cstddef>

@@ -99,7 +99,7 @@ int64_t exact_sum(const int16_t* src, int32_t len)
     __m128i sums_64 = _mm_setzero_si128();
     std::ptrdiff_t i = 0;
     while (i <= len - 8) {
-        const std::ptrdiff_t end = std::min<std::ptrdiff_t>(i + kBlock, len - 7);
+        const std::ptrdiff_t end = i + std::min<std::ptrdiff_t>(kBlock, len - 7 - i);
         __m128i sums_32 = _mm_setzero_si128();
         for (; i < end; i += 8) sums_32 = _mm_add_epi32(sums_32, _mm_madd_epi16(Unaligned::bytes(src + i), ones));
         sums_64 = _mm_add_epi64(sums_64, widened_sum(sums_32));

@@ -13,15 +13,19 @@ inline std::uintptr_t ZEL_INT_PTR(const void* pointer) { return reinterpret_cast
 
 namespace detail {
 
-constexpr std::size_t kRowMultiple = 8;  // four-byte elements of 32 bytes
-
-// The row list, the rows and a gap of up to 28 bytes; a block whose rows begin behind more is not laid out.
-inline std::size_t table_bytes(int32_t rows, int32_t columns)
+// Words of four bytes: the row list, the rows, each of whole groups of eight words, and the widest gap between
+// them, which is 28 bytes for a block on a multiple of four.
+inline int64_t table_words(int32_t rows, int32_t columns)
 {
-    const std::size_t height = static_cast<std::uint32_t>(rows);
-    const std::size_t width =
-        (static_cast<std::uint32_t>(columns) + kRowMultiple - 1) / kRowMultiple * kRowMultiple;
-    return height * sizeof(void*) + (width * height + kRowMultiple - 1) * 4;
+    constexpr int64_t pointer_words = sizeof(void*) / 4;
+    const int64_t row_words = (columns + int64_t{7}) & ~int64_t{7};
+    return rows * pointer_words + row_words * rows + 7;
+}
+
+// In 32 bits, where it wraps.
+inline int32_t table_bytes(int32_t rows, int32_t columns)
+{
+    return static_cast<int32_t>(4 * static_cast<std::uint32_t>(table_words(rows, columns)));
 }
 
 template <class T>
@@ -36,24 +40,19 @@ void lay_out_table(T** table, int32_t rows, int32_t columns)
 template <class T>
 T** allocate_table(int32_t rows, int32_t columns)
 {
-    auto* table = reinterpret_cast<T**>(zelsMalloc_8u(static_cast<int32_t>(table_bytes(rows, columns))));
+    if (table_words(rows, columns) > INT32_MAX / 4) return nullptr;  // beyond any count: never a block too small
+    auto* table = reinterpret_cast<T**>(zelsMalloc_8u(table_bytes(rows, columns)));
     if (table != nullptr) lay_out_table(table, rows, columns);
     return table;
 }
 
 }  // namespace detail
 
-// Bytes of a table: (rows + columns rounded up to 8 times rows + 7) * 4 on i386.
-inline int32_t GetSize2_32f(int32_t rows, int32_t columns)
-{
-    return static_cast<int32_t>(detail::table_bytes(rows, columns));
-}
-inline int32_t GetSize2_32s(int32_t rows, int32_t columns)
-{
-    return static_cast<int32_t>(detail::table_bytes(rows, columns));
-}
+// Bytes of a table: (rows + columns rounded up to 8 times rows + 7) * 4 on i386. The computation wraps at 2^32.
+inline int32_t GetSize2_32f(int32_t rows, int32_t columns) { return detail::table_bytes(rows, columns); }
+inline int32_t GetSize2_32s(int32_t rows, int32_t columns) { return detail::table_bytes(rows, columns); }
 
-// Null if the allocator refused.
+// Null if the allocator refused, or if the bytes are more than a count can say.
 inline float** Alloc2_32f(int32_t rows, int32_t columns) { return detail::allocate_table<float>(rows, columns); }
 inline float** Alloc2_32fd(int32_t rows, int32_t columns) { return detail::allocate_table<float>(rows, columns); }
 inline int32_t** Alloc2_32s(int32_t rows, int32_t columns)

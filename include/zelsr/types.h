@@ -21,9 +21,10 @@
 
 /** The result of a public function: zero success, below zero an error, above zero a warning.
  *
- * An error of the argument checks means that nothing was written. A warning means that the function ran to
- * its end, that its outputs are filled, and that some input met a mathematical edge whose defined special
- * value stands in the output. */
+ * An error of the argument checks means that nothing was written; an error met while computing leaves the results
+ * partly written. A warning means that the function ran to its end, that its outputs are filled, and that some
+ * input met a mathematical edge whose defined special value stands in the output; where one writes nothing, the
+ * function says so. */
 typedef int32_t SrStatus;
 
 /** All values of SrStatus. */
@@ -47,7 +48,7 @@ enum {
     SrErrFftOrder = -15,        /**< FFT order outside 0 to 30. */
     SrErrFftFlag = -16,         /**< FFT normalisation flag other than 1, 2, 4, 8. */
     SrErrContext = -17,         /**< A state record without the identifying value of its kind. */
-    SrErrStride = -37,          /**< A row step smaller than the row length. */
+    SrErrStride = -37,          /**< A row step smaller than the row length, of a bit table in bytes. */
     SrErrSvdConverge = -65,     /**< The singular value decomposition did not converge. */
     SrErrCdbkKind = -66,        /**< A codebook kind that the function does not build. */
     SrErrNegValue = -67,        /**< An occupancy count that is negative or not a number. */

@@ -17,6 +17,7 @@ if(NOT instrumented)
     ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_BINARY_DIR}/install
     ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER} ${target_flags})
   add_executable(ceiling_probe abi/ceiling_probe.c)
+  target_link_libraries(ceiling_probe PRIVATE zelsr_arithmetic)
   add_test(NAME abi/ceiling COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/abi/ceiling.py
     $<TARGET_FILE:ceiling_probe> ${ZELSR_EMULATOR})
 endif()

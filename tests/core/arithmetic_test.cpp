@@ -62,29 +62,27 @@ void append_constants(std::vector<Member>& all)
         all.push_back(
             constant_member("zelsAddC_32f", zelsAddC_32f, reference::add_c<float>, value, Compare::Bits));
 
+    const auto add_mul_c = [&all](const Constant& value, Compare compare) {
+        all.push_back(constant_member("zelsMulC_32f", zelsMulC_32f, reference::mul_c<float>, value, compare));
+        all.push_back(constant_member("zelsMulC_64f", zelsMulC_64f, reference::mul_c<double>, value, compare));
+        all.push_back(constant_member("zelsMulC_32f_I", zelsMulC_32f_I, reference::mul_c<float>, value, compare));
+        all.push_back(constant_member("zelsMulC_64f_I", zelsMulC_64f_I, reference::mul_c<double>, value, compare));
+    };
     for (const Constant& value : {Constant{"MinusThird", -1.0 / 3}, Constant{"MinusOne", -1}, infinity,
-                                  not_a_number, Constant{"Subnormal", 0x1p-140}, zero, minus_zero}) {
-        all.push_back(constant_member("zelsMulC_32f", zelsMulC_32f, reference::mul_c<float>, value));
-        all.push_back(constant_member("zelsMulC_64f", zelsMulC_64f, reference::mul_c<double>, value));
-        all.push_back(constant_member("zelsMulC_32f_I", zelsMulC_32f_I, reference::mul_c<float>, value));
-        all.push_back(constant_member("zelsMulC_64f_I", zelsMulC_64f_I, reference::mul_c<double>, value));
-    }
-    all.push_back(constant_member("zelsMulC_32f", zelsMulC_32f, reference::mul_c<float>, one, Compare::Bits));
-    all.push_back(constant_member("zelsMulC_64f", zelsMulC_64f, reference::mul_c<double>, one, Compare::Bits));
-    all.push_back(constant_member("zelsMulC_32f_I", zelsMulC_32f_I, reference::mul_c<float>, one, Compare::Bits));
-    all.push_back(constant_member("zelsMulC_64f_I", zelsMulC_64f_I, reference::mul_c<double>, one, Compare::Bits));
+                                  not_a_number, Constant{"Subnormal", 0x1p-140}, zero, minus_zero})
+        add_mul_c(value, Compare::Values);
+    add_mul_c(one, Compare::Bits);
 
+    const auto add_div_c = [&all](const Constant& value, Compare compare) {
+        all.push_back(constant_member("zelsDivC_32f", zelsDivC_32f, reference::div_c<float>, value, compare));
+        all.push_back(constant_member("zelsDivC_64f", zelsDivC_64f, reference::div_c<double>, value, compare));
+        all.push_back(constant_member("zelsDivC_32f_I", zelsDivC_32f_I, reference::div_c<float>, value, compare));
+        all.push_back(constant_member("zelsDivC_64f_I", zelsDivC_64f_I, reference::div_c<double>, value, compare));
+    };
     for (const Constant& value : {Constant{"Three", 3}, Constant{"MinusTenth", -0.1}, infinity,
-                                  Constant{"MinusInfinity", -kInfinity}, Constant{"Subnormal", 0x1p-140}}) {
-        all.push_back(constant_member("zelsDivC_32f", zelsDivC_32f, reference::div_c<float>, value));
-        all.push_back(constant_member("zelsDivC_64f", zelsDivC_64f, reference::div_c<double>, value));
-        all.push_back(constant_member("zelsDivC_32f_I", zelsDivC_32f_I, reference::div_c<float>, value));
-        all.push_back(constant_member("zelsDivC_64f_I", zelsDivC_64f_I, reference::div_c<double>, value));
-    }
-    all.push_back(constant_member("zelsDivC_32f", zelsDivC_32f, reference::div_c<float>, one, Compare::Bits));
-    all.push_back(constant_member("zelsDivC_64f", zelsDivC_64f, reference::div_c<double>, one, Compare::Bits));
-    all.push_back(constant_member("zelsDivC_32f_I", zelsDivC_32f_I, reference::div_c<float>, one, Compare::Bits));
-    all.push_back(constant_member("zelsDivC_64f_I", zelsDivC_64f_I, reference::div_c<double>, one, Compare::Bits));
+                                  Constant{"MinusInfinity", -kInfinity}, Constant{"Subnormal", 0x1p-140}})
+        add_div_c(value, Compare::Values);
+    add_div_c(one, Compare::Bits);
 }
 
 std::vector<Member> floating_members()

@@ -9,6 +9,7 @@
 #include "support/environment.h"
 #include "support/faults.h"
 #include "support/odd_stack.h"
+#include "support/operation.h"
 #include "support/reference/vector.h"
 #include "zelsr/core/vector.h"
 
@@ -190,23 +191,7 @@ TYPED_TEST(Extreme, IsFoundInLongArrays)
 TYPED_TEST(Extreme, ChecksNullBeforeSizeAndReadsNothing)
 {
     using T = typename TypeParam::T;
-    struct Arguments {
-        const T* src;
-        int32_t len;
-        T* value;
-    };
-    std::vector<Fault<Arguments>> faults = {
-        {"null source", SrErrNullPtr, [](auto& a) { a.src = nullptr; }},
-        {"null value", SrErrNullPtr, [](auto& a) { a.value = nullptr; }},
-    };
-    for (int32_t len : {0, -1, INT32_MIN})
-        faults.push_back({"length " + std::to_string(len), SrErrSize, [len](auto& a) { a.len = len; }});
-    const Guarded<T> src(std::vector<T>(9, T(2)));
-    Guarded<T> value(1);
-    const auto call = [](const Arguments& a) { return TypeParam::find(a.src, a.len, a.value); };
-    expect_check_order<Arguments>({src.data(), 9, value.data()}, faults, call, {&value});
-    const Guarded<T> nothing(0);  // begins with the forbidden page
-    for (int32_t len : {0, -1, INT32_MIN}) EXPECT_EQ(call({nothing.data(), len, value.data()}), SrErrSize);
+    expect_checks_of_a_reduction<T, T>(TypeParam::find);
 }
 
 // ---- Both extremes in one call ------------------------------------------------------------------------------

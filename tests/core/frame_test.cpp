@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "core/contract.h"
 #include "core/rows.h"
@@ -145,6 +146,31 @@ TEST(Table, RefusedBlockIsNull)
 {
     AllocatorWatch watch(1);
     EXPECT_EQ(Alloc2_32s(3, 5), nullptr);
+}
+
+// A size that wrapped to a small one would make a block that ends before its own row list.
+TEST(Table, BeyondTheLargestCountIsNull)
+{
+    AllocatorWatch watch;
+    for (const auto& [rows, columns] : {std::pair{1 << 14, 1 << 15}, std::pair{1 << 16, 1 << 16},
+                                        std::pair{INT32_MAX, INT32_MAX}, std::pair{1 << 29, 1}}) {
+        EXPECT_EQ(Alloc2_32f(rows, columns), nullptr) << rows << " x " << columns;
+        EXPECT_EQ(Alloc2_32s(rows, columns), nullptr) << rows << " x " << columns;
+    }
+    EXPECT_EQ(watch.requests(), 0);
+}
+
+// The size of no rows, or of fewer, is that of the computation: a block that holds nothing, or null.
+TEST(Table, NoRowsGiveABlockWithoutRows)
+{
+    AllocatorWatch watch;
+    EXPECT_EQ(GetSize2_32f(0, 5), 28);
+    EXPECT_EQ(GetSize2_32f(-1, 5), sizeof(void*) == 4 ? -8 : -12);
+    float** table = Alloc2_32f(0, 5);
+    EXPECT_NE(table, nullptr);
+    Free2(table);
+    EXPECT_EQ(Alloc2_32f(-1, 5), nullptr);
+    EXPECT_EQ(watch.live(), 0);
 }
 
 TEST(Scratch, TakesTheStackUpToItsBoundAndTheHeapBeyond)

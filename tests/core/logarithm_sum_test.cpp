@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "support/environment.h"
-#include "support/faults.h"
 #include "support/operation.h"
 #include "support/reference/logarithm.h"
 #include "zelsr/core/vector.h"
@@ -253,23 +252,8 @@ TYPED_TEST(SumLnTest, KeepsAndIgnoresTheEnvironment)
 
 TYPED_TEST(SumLnTest, ReportsNullBeforeLengthAndWritesNothing)
 {
-    struct Arguments {
-        const TypeParam* src;
-        int32_t len;
-        TypeParam* result;
-    };
-    const Guarded<TypeParam> source(std::vector<TypeParam>(40, 2));
-    Guarded<TypeParam> result(1);
-    expect_check_order<Arguments>({source.data(), 40, result.data()},
-                                  {{"null source", SrErrNullPtr, [](Arguments& a) { a.src = nullptr; }},
-                                   {"null result", SrErrNullPtr, [](Arguments& a) { a.result = nullptr; }},
-                                   {"length 0", SrErrSize, [](Arguments& a) { a.len = 0; }},
-                                   {"length -1", SrErrSize, [](Arguments& a) { a.len = -1; }},
-                                   {"lowest length", SrErrSize, [](Arguments& a) { a.len = INT32_MIN; }}},
-                                  [this](const Arguments& a) { return this->call(a.src, a.len, a.result); },
-                                  {&result});
-    expect_reads_nothing_below_length_one<TypeParam>(
-        [&](const TypeParam* src, int32_t length) { return this->call(src, length, result.data()); });
+    expect_checks_of_a_reduction<TypeParam, TypeParam>(
+        [this](const TypeParam* src, int32_t len, TypeParam* result) { return this->call(src, len, result); });
 }
 
 #ifdef __i386__

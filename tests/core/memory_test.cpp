@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "support/hooks.h"
+#include "support/odd_stack.h"
 
 namespace zelsr::test {
 namespace {
@@ -155,6 +156,23 @@ TEST(Version, IsTheSameConstantRecordEachTime)
     EXPECT_EQ(offsetof(SrLibVersion, target_code), 16u);
     EXPECT_EQ(sizeof(SrLibVersion), sizeof(void*) == 4 ? 32u : 48u);
 }
+
+#ifdef __i386__
+// The hooks' own functions may ask for a stack on 16 bytes.
+TEST(OddStack, BlocksComeAndGoFromEveryStack)
+{
+    AllocatorWatch watch;
+    for (int misalign : {0, 4, 8, 12}) {
+        const auto block = static_cast<std::uint32_t>(call_misaligned(zelsMalloc_64f, misalign, 1000));
+        EXPECT_EQ(block % 32, 0u);
+        call_misaligned(zelsFree, misalign, reinterpret_cast<void*>(block));
+        EXPECT_EQ(watch.live(), 0);
+    }
+    EXPECT_EQ(watch.requests(), 4);
+    EXPECT_EQ(static_cast<std::uint32_t>(call_misaligned(zelsrGetLibVersion, 4)),
+              reinterpret_cast<std::uintptr_t>(zelsrGetLibVersion()));
+}
+#endif
 
 }  // namespace
 }  // namespace zelsr::test

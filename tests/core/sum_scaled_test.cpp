@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "support/environment.h"
-#include "support/faults.h"
 #include "support/operation.h"
 #include "support/reference/sum.h"
 #include "zelsr/core/vector.h"
@@ -184,23 +183,8 @@ TYPED_TEST(ScaledSumTest, KeepsAndIgnoresTheEnvironment)
 
 TYPED_TEST(ScaledSumTest, ReportsNullBeforeLengthAndWritesNothing)
 {
-    struct Arguments {
-        const TypeParam* src;
-        int32_t len;
-        int32_t* result;
-    };
-    const Guarded<TypeParam> source(std::vector<TypeParam>(40, 2));
-    Guarded<int32_t> result(1);
-    expect_check_order<Arguments>({source.data(), 40, result.data()},
-                                  {{"null source", SrErrNullPtr, [](Arguments& a) { a.src = nullptr; }},
-                                   {"null result", SrErrNullPtr, [](Arguments& a) { a.result = nullptr; }},
-                                   {"length 0", SrErrSize, [](Arguments& a) { a.len = 0; }},
-                                   {"length -1", SrErrSize, [](Arguments& a) { a.len = -1; }},
-                                   {"lowest length", SrErrSize, [](Arguments& a) { a.len = INT32_MIN; }}},
-                                  [](const Arguments& a) { return sum(Direct{}, a.src, a.len, a.result, 1); },
-                                  {&result});
-    expect_reads_nothing_below_length_one<TypeParam>(
-        [&](const TypeParam* src, int32_t length) { return sum(Direct{}, src, length, result.data(), 0); });
+    expect_checks_of_a_reduction<TypeParam, int32_t>(
+        [](const TypeParam* src, int32_t len, int32_t* result) { return sum(Direct{}, src, len, result, 1); });
 }
 
 #ifdef __i386__

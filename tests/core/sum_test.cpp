@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "support/environment.h"
-#include "support/faults.h"
 #include "support/operation.h"
 #include "support/reference/sum.h"
 #include "zelsr/core/vector.h"
@@ -250,25 +249,9 @@ TEST(Sum_32f, KeepsAndIgnoresTheEnvironmentByBothMethods)
 
 TEST(Sum_32f, ReportsNullBeforeLengthAndWritesNothing)
 {
-    struct Arguments {
-        const float* src;
-        int32_t len;
-        float* result;
-    };
-    const Guarded<float> source(std::vector<float>(40, 2));
-    Guarded<float> result(1);
-    for (int32_t hint : {0, kFast}) {
-        expect_check_order<Arguments>(
-            {source.data(), 40, result.data()},
-            {{"null source", SrErrNullPtr, [](Arguments& a) { a.src = nullptr; }},
-             {"null result", SrErrNullPtr, [](Arguments& a) { a.result = nullptr; }},
-             {"length 0", SrErrSize, [](Arguments& a) { a.len = 0; }},
-             {"length -1", SrErrSize, [](Arguments& a) { a.len = -1; }},
-             {"lowest length", SrErrSize, [](Arguments& a) { a.len = INT32_MIN; }}},
-            [hint](const Arguments& a) { return zelsSum_32f(a.src, a.len, a.result, hint); }, {&result});
-        expect_reads_nothing_below_length_one<float>(
-            [&](const float* src, int32_t length) { return zelsSum_32f(src, length, result.data(), hint); });
-    }
+    for (int32_t hint : {0, kFast})
+        expect_checks_of_a_reduction<float, float>(
+            [hint](const float* src, int32_t len, float* result) { return zelsSum_32f(src, len, result, hint); });
 }
 
 #ifdef __i386__

@@ -1,5 +1,6 @@
 // Functions that work element by element: a table holds one entry a function (and constant), and every entry is
-// held to the same promises.
+// held to the same promises. For families of many members alike; others build their tests from
+// support/operation.h.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 // The loops that the tests of operations on one-dimensional arrays share: lengths by placements, scale factors,
-// ways of calling, and one call between guard pages.
+// ways of calling, and one call between guard pages. A family under a scale factor or with one result builds its
+// tests from these; families of many members alike are a table of support/elementwise.h.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 
 #include "support/bits.h"
 #include "support/effort.h"
+#include "support/faults.h"
 #include "support/guarded.h"
 #include "support/odd_stack.h"
 #include "zelsr/types.h"
@@ -146,6 +148,28 @@ void expect_reads_nothing_below_length_one(Call call)
 {
     const Guarded<T> nothing(0, {0, Edge::Back});  // its address is the forbidden page's
     for (int32_t length : {0, -1, INT32_MIN}) EXPECT_EQ(call(nothing.data(), length), SrErrSize) << length;
+}
+
+// call(source, length, result) reports a null pointer before a length below 1, and reads and writes nothing then.
+template <class Source, class Result, class Call>
+void expect_checks_of_a_reduction(Call call)
+{
+    struct Arguments {
+        const Source* src;
+        int32_t len;
+        Result* result;
+    };
+    const Guarded<Source> source(std::vector<Source>(40, 2));
+    Guarded<Result> result(1);
+    expect_check_order<Arguments>({source.data(), 40, result.data()},
+                                  {{"null source", SrErrNullPtr, [](Arguments& a) { a.src = nullptr; }},
+                                   {"null result", SrErrNullPtr, [](Arguments& a) { a.result = nullptr; }},
+                                   {"length 0", SrErrSize, [](Arguments& a) { a.len = 0; }},
+                                   {"length -1", SrErrSize, [](Arguments& a) { a.len = -1; }},
+                                   {"lowest length", SrErrSize, [](Arguments& a) { a.len = INT32_MIN; }}},
+                                  [&](const Arguments& a) { return call(a.src, a.len, a.result); }, {&result});
+    expect_reads_nothing_below_length_one<Source>(
+        [&](const Source* src, int32_t length) { return call(src, length, result.data()); });
 }
 
 // Any bits but a signalling NaN's: whether that one is made quiet is the compiler's choice of instructions.
