@@ -24,8 +24,8 @@ T* allocate(int32_t count)
 template <class T, int32_t OnStack = 0>
 class Scratch {
   public:
-    // Refused here: a count whose bytes no address space holds, since the allocator's own computation would wrap, and
-    // one below 1, which comes from a sum that wrapped.
+    // Refused here: a count whose bytes no address space holds, since the allocator's own computation would wrap,
+    // and one below 1, which comes from a sum that wrapped.
     explicit Scratch(int64_t count)
         : data_(count < 1 || count > kMost ? nullptr
                 : count <= OnStack         ? fixed_
