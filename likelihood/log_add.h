@@ -1,7 +1,7 @@
 // One addition in the log domain, ln(e^a + e^b), in the arithmetic of each hint.
 //
-// With hi the larger operand and d = -|a - b|: below the cut the result is hi raised to the floor; else hi + P(t), P
-// and t = d - bound by the interval that d lies in. NaN lies in no interval's way: it comes out.
+// With hi the larger operand and d = -|a - b|: below the cut the result is hi raised to the floor; else hi + P(t),
+// P and t = d - bound by the interval that d lies in. NaN lies in no interval's way: it comes out.
 #pragma once
 
 #include "core/simd.h"
@@ -85,8 +85,7 @@ struct AccurateLogAdd {
         const detail::Intervals_32f at(a, b);
         if (at.all_below_cut()) return at.with_floor(at.hi);
         const auto& coefficients = kFastLanes_64f[at.entry];
-        const __m128d low =
-            detail::even_and_odd(coefficients, 0, _mm_cvtps_pd(at.t), _mm_cvtps_pd(at.hi));
+        const __m128d low = detail::even_and_odd(coefficients, 0, _mm_cvtps_pd(at.t), _mm_cvtps_pd(at.hi));
         const __m128d high = detail::even_and_odd(coefficients, 2, _mm_cvtps_pd(_mm_movehl_ps(at.t, at.t)),
                                                   _mm_cvtps_pd(_mm_movehl_ps(at.hi, at.hi)));
         return at.with_floor(_mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high)));
@@ -138,13 +137,14 @@ struct DoubleLogAdd {
         const __m128d hi = _mm_max_pd(a, b);
         const __m128d d = detail::minus_abs(a - b);
         const __m128d below_cut = _mm_cmplt_pd(d, _mm_set1_pd(kLogCut_64f));
-        const __m128d floored = detail::choose(_mm_cmplt_pd(hi, _mm_set1_pd(kLogZeroTest_64f)),
-                                               _mm_set1_pd(kLogZero_64f), hi);
+        const __m128d floored =
+            detail::choose(_mm_cmplt_pd(hi, _mm_set1_pd(kLogZeroTest_64f)), _mm_set1_pd(kLogZero_64f), hi);
         if (_mm_movemask_pd(below_cut) == 3) return floored;
         const __m128d in_upper = _mm_cmple_pd(d, upper);
         const __m128d in_lower = _mm_cmple_pd(d, lower);
         const __m128d t = d - detail::choose(in_lower, lower, _mm_and_pd(in_upper, upper));
-        const auto& coefficients = kFullLanes_64f[lane_entry(_mm_movemask_pd(in_upper), _mm_movemask_pd(in_lower))];
+        const auto& coefficients =
+            kFullLanes_64f[lane_entry(_mm_movemask_pd(in_upper), _mm_movemask_pd(in_lower))];
         const auto c = [&](std::size_t term) { return Aligned::two(coefficients[term].data()); };
         const __m128d s = t * t;
         __m128d odd = c(0);
@@ -187,8 +187,8 @@ Lanes fold_serially(Lanes sum, const T* x, int32_t count)
     return sum;
 }
 
-// Up to seven elements one after the other; from eight in four lanes, which are then folded, upper half onto lower;
-// the rest one after the other.
+// Up to seven elements one after the other; from eight in four lanes, which are then folded, upper half onto
+// lower; the rest one after the other.
 inline float sum_logs(const float* x, int32_t len)
 {
     if (len < 8) return _mm_cvtss_f32(fold_serially<FastLogAdd>(OneLane::lanes(x), x + 1, len - 1));
