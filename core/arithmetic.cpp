@@ -10,7 +10,7 @@ namespace {
 
 // A constant that some number can be divided by: neither zero nor NaN.
 template <class T>
-constexpr SrStatus divisor(T value)
+constexpr SrStatus can_divide(T value)
 {
     return require(value < 0 || value > 0, SrErrDivByZero);
 }
@@ -22,6 +22,7 @@ SrStatus apply(Op op, T* dst, int32_t len, const Source*... src)
     return SrOk;
 }
 
+// Of a source and the in-out array, in this order.
 constexpr auto kSum = [](auto x, auto y) { return x + y; };
 constexpr auto kDifference = [](auto x, auto y) { return y - x; };
 constexpr auto kProduct = [](auto x, auto y) { return x * y; };
@@ -34,7 +35,8 @@ SrStatus copy(const T* src, T* dst, int32_t len)
     return SrOk;
 }
 
-// The two shortcuts are contract: 1 moves bits and 0 stores zeros even where the product would be NaN.
+// Wanted as it stands: 1 moves bits, and 0 (the reciprocal of an infinite divisor too) stores zeros even where
+// the product would be NaN.
 template <class T>
 SrStatus multiply_by(T value, const T* src, T* dst, int32_t len)
 {
@@ -55,7 +57,7 @@ inline bool any(__m128 mask) { return _mm_movemask_ps(mask) != 0; }
 inline bool any(__m128d mask) { return _mm_movemask_pd(mask) != 0; }
 
 template <class T>
-SrStatus divide(const T* divisors, const T* dividends, T* dst, int32_t len)
+SrStatus divide(const T* divisor, const T* dividend, T* dst, int32_t len)
 {
     const auto zero = repeat(T(0));
     auto zeros_met = zero;
@@ -63,7 +65,7 @@ SrStatus divide(const T* divisors, const T* dividends, T* dst, int32_t len)
         zeros_met = either(zeros_met, equal(x, zero));
         return y / x;
     };
-    elementwise(quotient, dst, len, divisors, dividends);
+    elementwise(quotient, dst, len, divisor, dividend);
     return any(zeros_met) ? SrWarnDivByZero : SrOk;
 }
 
@@ -79,10 +81,10 @@ SrStatus take_roots(double* srcdst, int32_t len)
     return any(negatives_met) ? SrWarnSqrtNegArg : SrOk;
 }
 
-__m128i smaller(__m128i x, __m128i y)
+inline __m128i smaller(__m128i x, __m128i y)
 {
-    const __m128i x_above = _mm_cmpgt_epi32(x, y);
-    return _mm_or_si128(_mm_and_si128(x_above, y), _mm_andnot_si128(x_above, x));
+    const __m128i where_they_differ = _mm_xor_si128(x, y);
+    return _mm_xor_si128(x, _mm_and_si128(where_they_differ, _mm_cmpgt_epi32(x, y)));
 }
 
 }  // namespace
@@ -93,7 +95,8 @@ using namespace zelsr;
 SrStatus zelsAbs_64f(const double* src, double* dst, int32_t len)
 {
     if (SrStatus failed = first_failure(non_null(src, dst), positive(len))) return failed;
-    return apply([](__m128d x) { return _mm_andnot_pd(_mm_set1_pd(-0.0), x); }, dst, len, src);
+    const __m128d all_but_sign = _mm_castsi128_pd(_mm_set1_epi64x(INT64_MAX));
+    return apply([=](__m128d x) { return _mm_and_pd(x, all_but_sign); }, dst, len, src);
 }
 
 SrStatus zelsAdd_32f_I(const float* src, float* srcdst, int32_t len)
@@ -129,7 +132,7 @@ SrStatus zelsMul_32f(const float* first, const float* second, float* dst, int32_
 SrStatus zelsAddC_32f(const float* src, float value, float* dst, int32_t len)
 {
     if (SrStatus failed = first_failure(non_null(src, dst), positive(len))) return failed;
-    if (!(value < 0 || value > 0)) return copy(src, dst, len);  // NaN copies too, as it stands
+    if (!(value < 0 || value > 0)) return copy(src, dst, len);  // wanted: NaN copies too
     const __m128 addend = repeat(value);
     return apply([addend](__m128 x) { return x + addend; }, dst, len, src);
 }
@@ -160,44 +163,44 @@ SrStatus zelsMulC_64f_I(double value, double* srcdst, int32_t len)
 
 SrStatus zelsDivC_32f(const float* src, float value, float* dst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(src, dst), positive(len), divisor(value))) return failed;
+    if (SrStatus failed = first_failure(non_null(src, dst), positive(len), can_divide(value))) return failed;
     return multiply_by(1 / value, src, dst, len);
 }
 
 SrStatus zelsDivC_64f(const double* src, double value, double* dst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(src, dst), positive(len), divisor(value))) return failed;
+    if (SrStatus failed = first_failure(non_null(src, dst), positive(len), can_divide(value))) return failed;
     return multiply_by(1 / value, src, dst, len);
 }
 
 SrStatus zelsDivC_32f_I(float value, float* srcdst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(srcdst), positive(len), divisor(value))) return failed;
+    if (SrStatus failed = first_failure(non_null(srcdst), positive(len), can_divide(value))) return failed;
     return multiply_by(1 / value, srcdst, srcdst, len);
 }
 
 SrStatus zelsDivC_64f_I(double value, double* srcdst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(srcdst), positive(len), divisor(value))) return failed;
+    if (SrStatus failed = first_failure(non_null(srcdst), positive(len), can_divide(value))) return failed;
     return multiply_by(1 / value, srcdst, srcdst, len);
 }
 
-SrStatus zelsDiv_32f(const float* divisors, const float* dividends, float* dst, int32_t len)
+SrStatus zelsDiv_32f(const float* divisor, const float* dividend, float* dst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(divisors, dividends, dst), positive(len))) return failed;
-    return divide(divisors, dividends, dst, len);
+    if (SrStatus failed = first_failure(non_null(divisor, dividend, dst), positive(len))) return failed;
+    return divide(divisor, dividend, dst, len);
 }
 
-SrStatus zelsDiv_64f(const double* divisors, const double* dividends, double* dst, int32_t len)
+SrStatus zelsDiv_64f(const double* divisor, const double* dividend, double* dst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(divisors, dividends, dst), positive(len))) return failed;
-    return divide(divisors, dividends, dst, len);
+    if (SrStatus failed = first_failure(non_null(divisor, dividend, dst), positive(len))) return failed;
+    return divide(divisor, dividend, dst, len);
 }
 
-SrStatus zelsDiv_32f_I(const float* divisors, float* srcdst, int32_t len)
+SrStatus zelsDiv_32f_I(const float* divisor, float* srcdst, int32_t len)
 {
-    if (SrStatus failed = first_failure(non_null(divisors, srcdst), positive(len))) return failed;
-    return divide(divisors, srcdst, srcdst, len);
+    if (SrStatus failed = first_failure(non_null(divisor, srcdst), positive(len))) return failed;
+    return divide(divisor, srcdst, srcdst, len);
 }
 
 SrStatus zelsSqrt_64f_I(double* srcdst, int32_t len)
@@ -221,5 +224,5 @@ SrStatus zelsMinEvery_32f_I(const float* src, float* srcdst, int32_t len)
 SrStatus zelsMinEvery_32s_I(const int32_t* src, int32_t* srcdst, int32_t len)
 {
     if (SrStatus failed = first_failure(non_null(src, srcdst), positive(len))) return failed;
-    return apply(smaller, srcdst, len, src, srcdst);
+    return apply([](__m128i x, __m128i y) { return smaller(x, y); }, srcdst, len, src, srcdst);
 }

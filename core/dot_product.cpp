@@ -1,9 +1,8 @@
 // Dot products.
 //
 // The floating-point forms add in an order that depends on the length alone, not on where the arrays lie: four
-// registers of partial sums take four registers of products in turn, whole registers behind them go to the first
-// one, and the last elements, one by one, to its first lane. Four hide the latency of an addition where
-// two loads feed each one.
+// registers of partial sums take the registers of products in turn, so that the latency of one addition hides
+// behind the loads of the others.
 #include "core/contract.h"
 #include "core/elementwise.h"
 #include "zelsr/core/vector.h"
@@ -14,17 +13,31 @@ namespace {
 inline float join_lanes(__m128 v) { return join_halves(v); }
 inline double join_lanes(__m128d v) { return join(v); }
 
-// The product of one element in the first lane, zeros in the others.
-inline __m128 first_only(float x) { return _mm_set_ss(x); }
-inline __m128d first_only(double x) { return _mm_set_sd(x); }
+inline __m128 keep(__m128 v, const void* mask)
+{
+    return _mm_and_ps(v, Unaligned::four(static_cast<const float*>(mask)));
+}
+inline __m128d keep(__m128d v, const void* mask)
+{
+    return _mm_and_pd(v, Unaligned::two(static_cast<const double*>(mask)));
+}
+inline __m128i keep(__m128i v, const void* mask) { return _mm_and_si128(v, Unaligned::bytes(mask)); }
 
-// Products of the elements of one type.
-template <class Load>
+// The last count lanes of v, of one element each, and zeros in the others.
+template <class T, class Register>
+Register last_lanes(Register v, std::ptrdiff_t count)
+{
+    alignas(16) static constexpr int8_t mask[32] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,
+                                                    0,  0,  0,  0,  0,  -1, -1, -1, -1, -1, -1,
+                                                    -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    return keep(v, mask + count * static_cast<std::ptrdiff_t>(sizeof(T)));
+}
+
 struct Same {
     template <class T>
     static auto product(const T* x, const T* y)
     {
-        return load<Load>(x) * load<Load>(y);
+        return FullRegister::of(x) * FullRegister::of(y);
     }
 };
 
@@ -41,6 +54,11 @@ template <class Terms, class Sum, class T>
 Sum sum_of_products(const T* x, const T* y, std::ptrdiff_t len)
 {
     constexpr std::ptrdiff_t step = kLanes<Sum>;
+    if (len < step) {
+        Sum sum = 0;
+        for (std::ptrdiff_t i = 0; i < len; ++i) sum += Sum(load_one(x + i)) * Sum(load_one(y + i));
+        return sum;
+    }
     auto sum0 = repeat(Sum(0)), sum1 = sum0, sum2 = sum0, sum3 = sum0;
     std::ptrdiff_t i = 0;
     for (; i <= len - 4 * step; i += 4 * step) {
@@ -49,16 +67,18 @@ Sum sum_of_products(const T* x, const T* y, std::ptrdiff_t len)
         sum2 += Terms::product(x + i + 2 * step, y + i + 2 * step);
         sum3 += Terms::product(x + i + 3 * step, y + i + 3 * step);
     }
-    for (; i <= len - step; i += step) sum0 += Terms::product(x + i, y + i);
-    for (; i < len; ++i) sum0 += first_only(Sum(load_one(x + i)) * Sum(load_one(y + i)));
+    if (i <= len - 2 * step) {
+        sum0 += Terms::product(x + i, y + i);
+        sum1 += Terms::product(x + i + step, y + i + step);
+        i += 2 * step;
+    }
+    if (i <= len - step) {
+        sum2 += Terms::product(x + i, y + i);
+        i += step;
+    }
+    if (i < len)  // the last register of elements, without those that are in already
+        sum3 += last_lanes<Sum>(Terms::product(x + len - step, y + len - step), len - i);
     return join_lanes((sum0 + sum1) + (sum2 + sum3));
-}
-
-template <class T>
-T dot_product(const T* x, const T* y, int32_t len)
-{
-    return all_aligned(x, y) ? sum_of_products<Same<Aligned>, T>(x, y, len)
-                             : sum_of_products<Same<Unaligned>, T>(x, y, len);
 }
 
 // Exact for every length. The sum of two products of 16-bit numbers lies from -2^31 + 2^16 to 2^31: the upper end
@@ -68,32 +88,39 @@ T dot_product(const T* x, const T* y, int32_t len)
 int64_t exact_dot_product(const int16_t* x, const int16_t* y, std::ptrdiff_t len)
 {
     constexpr std::ptrdiff_t step = kLanes<int16_t>;
-    constexpr uint32_t bias = 0x7fff0000;
-    const __m128i biases = repeat(static_cast<int32_t>(bias));
+    if (len < step) {
+        int64_t sum = 0;
+        for (std::ptrdiff_t i = 0; i < len; ++i) sum += load_one(x + i) * load_one(y + i);
+        return sum;
+    }
+    const __m128i bias = repeat(0x7fff0000);
     __m128i whole = _mm_setzero_si128(), high = whole;
-    const auto add = [&](std::ptrdiff_t i) {
-        const __m128i pairs = _mm_madd_epi16(Unaligned::bytes(x + i), Unaligned::bytes(y + i));
-        const __m128i biased = _mm_add_epi32(pairs, biases);
+    const auto add = [&](__m128i x_lanes, const int16_t* y_lanes) {
+        const __m128i biased = _mm_add_epi32(_mm_madd_epi16(x_lanes, Unaligned::bytes(y_lanes)), bias);
         whole = _mm_add_epi64(whole, biased);
         high = _mm_add_epi64(high, _mm_srli_epi64(biased, 32));
     };
     std::ptrdiff_t i = 0;
     for (; i <= len - 4 * step; i += 4 * step) {
-        add(i);
-        add(i + step);
-        add(i + 2 * step);
-        add(i + 3 * step);
+        add(Unaligned::bytes(x + i), y + i);
+        add(Unaligned::bytes(x + i + step), y + i + step);
+        add(Unaligned::bytes(x + i + 2 * step), y + i + 2 * step);
+        add(Unaligned::bytes(x + i + 3 * step), y + i + 3 * step);
     }
-    for (; i <= len - step; i += step) add(i);
-
-    alignas(16) uint64_t wholes[2], highs[2];
-    Aligned::put(wholes, whole);
-    Aligned::put(highs, high);
-    const uint64_t high_sum = highs[0] + highs[1];
-    const uint64_t biased_sum = wholes[0] + wholes[1] - (high_sum << 32) + high_sum;
-    auto sum = static_cast<int64_t>(biased_sum - static_cast<uint64_t>(i / 2) * bias);
-    for (; i < len; ++i) sum += load_one(x + i) * load_one(y + i);
-    return sum;
+    for (; i <= len - step; i += step) add(Unaligned::bytes(x + i), y + i);
+    std::ptrdiff_t registers = i / step;
+    if (i < len) {  // the last register of elements, without those that are in already
+        add(last_lanes<int16_t>(Unaligned::bytes(x + len - step), len - i), y + len - step);
+        ++registers;
+    }
+    __m128i sum = _mm_add_epi64(_mm_sub_epi64(whole, _mm_slli_epi64(high, 32)), high);
+    sum = _mm_add_epi64(sum, _mm_unpackhi_epi64(sum, sum));
+    // Four biases of 2^31 - 2^16 a register.
+    const __m128i count = _mm_cvtsi32_si128(static_cast<int32_t>(registers));
+    sum = _mm_sub_epi64(sum, _mm_sub_epi64(_mm_slli_epi64(count, 33), _mm_slli_epi64(count, 18)));
+    int64_t result;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(&result), sum);
+    return result;
 }
 
 }  // namespace
@@ -104,14 +131,14 @@ using namespace zelsr;
 SrStatus zelsDotProd_32f(const float* first, const float* second, int32_t len, float* result)
 {
     if (SrStatus failed = first_failure(non_null(first, second, result), positive(len))) return failed;
-    store_one(result, dot_product(first, second, len));
+    store_one(result, sum_of_products<Same, float>(first, second, len));
     return SrOk;
 }
 
 SrStatus zelsDotProd_64f(const double* first, const double* second, int32_t len, double* result)
 {
     if (SrStatus failed = first_failure(non_null(first, second, result), positive(len))) return failed;
-    store_one(result, dot_product(first, second, len));
+    store_one(result, sum_of_products<Same, double>(first, second, len));
     return SrOk;
 }
 

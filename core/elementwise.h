@@ -1,15 +1,13 @@
 // Element-by-element loops over arrays at any byte address: dst[i] = op(src[i], ...).
 //
-// An operation is written once, over a whole register. Single elements in front of the destination's first
+// An operation is written once, over a whole register. OneElement elements in front of the destination's first
 // 16-byte boundary and behind the last whole register run through it too, repeated in every lane, so that they
 // give the same bits and raise no exception that their element does not raise.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
-#include "core/rows.h"
 #include "core/simd.h"
 #include "zelsr/types.h"
 
@@ -26,106 +24,113 @@ struct ComplexLanes_32s {
 inline __m128 repeat(float x) { return _mm_set1_ps(x); }
 inline __m128d repeat(double x) { return _mm_set1_pd(x); }
 inline __m128i repeat(int32_t x) { return _mm_set1_epi32(x); }
-inline ComplexLanes_32f repeat(Zel32fc x)
-{
-    const __m128 pair = _mm_setr_ps(x.re, x.im, x.re, x.im);
-    return {pair, pair};
-}
-inline ComplexLanes_32s repeat(Zel32sc x)
-{
-    const __m128i pair = _mm_setr_epi32(x.re, x.im, x.re, x.im);
-    return {pair, pair};
-}
 
-template <class Load>
-inline __m128 load(const float* p)
-{
-    return Load::four(p);
-}
-template <class Load>
-inline __m128d load(const double* p)
-{
-    return Load::two(p);
-}
-template <class Load>
-inline __m128i load(const int32_t* p)
-{
-    return Load::bytes(p);
-}
-template <class Load>
-inline ComplexLanes_32f load(const Zel32fc* p)
-{
-    const auto* parts = reinterpret_cast<const float*>(p);
-    return {Load::four(parts), Load::four(parts + 4)};
-}
-template <class Load>
-inline ComplexLanes_32s load(const Zel32sc* p)
-{
-    return {Load::bytes(p), Load::bytes(p + 2)};
-}
+// A complex element's parts, without a look at the element itself, which may lie on any address.
+inline const float* parts(const Zel32fc* p) { return reinterpret_cast<const float*>(p); }
+inline const int32_t* parts(const Zel32sc* p) { return reinterpret_cast<const int32_t*>(p); }
 
-inline float first_lane(__m128 v) { return _mm_cvtss_f32(v); }
-inline double first_lane(__m128d v) { return _mm_cvtsd_f64(v); }
-inline int32_t first_lane(__m128i v) { return _mm_cvtsi128_si32(v); }
+// A register's worth of elements.
+struct FullRegister {
+    static __m128 of(const float* p) { return Unaligned::four(p); }
+    static __m128d of(const double* p) { return Unaligned::two(p); }
+    static __m128i of(const int32_t* p) { return Unaligned::bytes(p); }
+    static ComplexLanes_32f of(const Zel32fc* p) { return {of(parts(p)), of(parts(p) + 4)}; }
+    static ComplexLanes_32s of(const Zel32sc* p) { return {of(parts(p)), of(parts(p) + 4)}; }
+    static void put(float* p, __m128 v) { Unaligned::put(p, v); }
+    static void put(double* p, __m128d v) { Unaligned::put(p, v); }
+    static void put(int32_t* p, __m128i v) { Unaligned::put(p, v); }
+};
 
+// Two elements of a register that holds four, in both halves.
+struct TwoElements {
+    static __m128 of(const float* p) { return _mm_castsi128_ps(eight_bytes(p)); }
+    static __m128i of(const int32_t* p) { return eight_bytes(p); }
+    static ComplexLanes_32f of(const Zel32fc* p)
+    {
+        const __m128 both = FullRegister::of(parts(p));
+        return {both, both};
+    }
+    static ComplexLanes_32s of(const Zel32sc* p)
+    {
+        const __m128i both = FullRegister::of(parts(p));
+        return {both, both};
+    }
+    static void put(float* p, __m128 v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(v)); }
+    static void put(int32_t* p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
+
+  private:
+    static __m128i eight_bytes(const void* p)
+    {
+        const __m128i v = _mm_loadl_epi64(static_cast<const __m128i*>(p));
+        return _mm_unpacklo_epi64(v, v);
+    }
+};
+
+// One element, in every lane.
+struct OneElement {
+    static __m128 of(const float* p) { return repeat(load_one(p)); }
+    static __m128d of(const double* p) { return repeat(load_one(p)); }
+    static __m128i of(const int32_t* p) { return repeat(load_one(p)); }
+    static ComplexLanes_32f of(const Zel32fc* p)
+    {
+        const __m128 one = TwoElements::of(parts(p));
+        return {one, one};
+    }
+    static ComplexLanes_32s of(const Zel32sc* p)
+    {
+        const __m128i one = TwoElements::of(parts(p));
+        return {one, one};
+    }
+    static void put(float* p, __m128 v) { store_one(p, _mm_cvtss_f32(v)); }
+    static void put(double* p, __m128d v) { store_one(p, _mm_cvtsd_f64(v)); }
+    static void put(int32_t* p, __m128i v) { store_one(p, _mm_cvtsi128_si32(v)); }
+};
+
+// Elements in front of the first one on a 16-byte boundary; 0 where none ever lies on one.
 template <class T>
-inline constexpr int32_t kLanes = static_cast<int32_t>(16 / sizeof(T));
-
-// Elements in front of the first one on a 16-byte boundary, at most len; 0 where none ever lies on one.
-template <class T>
-int32_t elements_to_boundary(const T* array, int32_t len)
+int32_t elements_to_boundary(const T* array)
 {
     const auto gap = static_cast<int32_t>(-reinterpret_cast<std::uintptr_t>(array) % 16);
     constexpr auto size = static_cast<int32_t>(sizeof(T));
-    return gap % size == 0 ? std::min(gap / size, len) : 0;
+    return gap % size == 0 ? gap / size : 0;
 }
 
-namespace detail {
-
-template <class T, class Op, class... Source>
-inline void one_element(Op& op, std::ptrdiff_t i, T* dst, const Source*... src)
-{
-    store_one(dst + i, first_lane(op(repeat(load_one(src + i))...)));
-}
-
-template <class Load, class T, class Op, class... Source>
-inline void one_register(Op& op, std::ptrdiff_t i, T* dst, const Source*... src)
-{
-    Load::put(dst + i, op(load<Load>(src + i)...));
-}
-
-// All whole registers from element i on; the number of elements that are done.
-template <class Load, class T, class Op, class... Source>
-inline std::ptrdiff_t whole_registers(Op& op, std::ptrdiff_t i, std::ptrdiff_t len, T* dst, const Source*... src)
-{
-    constexpr std::ptrdiff_t step = kLanes<T>;
-    for (; i <= len - 4 * step; i += 4 * step) {
-        one_register<Load>(op, i, dst, src...);
-        one_register<Load>(op, i + step, dst, src...);
-        one_register<Load>(op, i + 2 * step, dst, src...);
-        one_register<Load>(op, i + 3 * step, dst, src...);
-    }
-    for (; i <= len - step; i += step) one_register<Load>(op, i, dst, src...);
-    return i;
-}
-
-}  // namespace detail
-
-// dst[i] = op(src[i]...) for i from 0 to len - 1, in this order: each register is stored before the next one is
+// dst[i] = op(src[i]...) for i from 0 to len - 1, in this order: results are stored before the next elements are
 // loaded, so that dst may start at the address of a source whose elements are as large or larger. op takes and
-// returns registers; it may keep state (a mask of what it met), in which a repeated element counts once or
-// several times.
+// returns registers; it may keep state that does not mind an element that it meets several times (a mask of what
+// there was), which stays in registers since everything is inlined.
 template <class T, class Op, class... Source>
-inline void elementwise(Op& op, T* dst, int32_t len, const Source*... src)
+[[gnu::always_inline]] inline void elementwise(Op& op, T* dst, int32_t len, const Source*... src)
 {
-    std::ptrdiff_t i = 0;
-    for (const int32_t head = elements_to_boundary(dst, len); i < head; ++i)
-        detail::one_element(op, i, dst, src...);
-    if (all_aligned(dst + i, (src + i)...))
-        i = detail::whole_registers<Aligned>(op, i, len, dst, src...);
-    else
-        i = detail::whole_registers<Unaligned>(op, i, len, dst, src...);
-    for (; i < len; ++i) detail::one_element(op, i, dst, src...);
+    constexpr int32_t lanes = kLanes<T>;
+    const auto advance = [&](int32_t count) {
+        dst += count;
+        ((src += count), ...);
+        len -= count;
+    };
+    if (len >= 8 * lanes)  // in shorter arrays a head costs more than aligned stores bring
+        for (int32_t head = elements_to_boundary(dst); head > 0; --head) {
+            OneElement::put(dst, op(OneElement::of(src)...));
+            advance(1);
+        }
+    const int32_t whole = len - len % (4 * lanes);
+    for (std::ptrdiff_t i = 0; i < whole; i += 4 * lanes) {
+        FullRegister::put(dst + i, op(FullRegister::of(src + i)...));
+        FullRegister::put(dst + i + lanes, op(FullRegister::of(src + i + lanes)...));
+        FullRegister::put(dst + i + 2 * lanes, op(FullRegister::of(src + i + 2 * lanes)...));
+        FullRegister::put(dst + i + 3 * lanes, op(FullRegister::of(src + i + 3 * lanes)...));
+    }
+    advance(whole);
+    while (len >= lanes) {
+        FullRegister::put(dst, op(FullRegister::of(src)...));
+        advance(lanes);
+    }
+    if constexpr (lanes == 4)
+        if (len >= 2) {
+            TwoElements::put(dst, op(TwoElements::of(src)...));
+            advance(2);
+        }
+    if (len > 0) OneElement::put(dst, op(OneElement::of(src)...));
 }
 
 }  // namespace zelsr

@@ -16,6 +16,9 @@ inline __m128d larger(__m128d x, __m128d y) { return _mm_max_pd(x, y); }
 inline __m128 smaller(__m128 x, __m128 y) { return _mm_min_ps(x, y); }
 inline __m128d smaller(__m128d x, __m128d y) { return _mm_min_pd(x, y); }
 
+inline float first_lane(__m128 v) { return _mm_cvtss_f32(v); }
+inline double first_lane(__m128d v) { return _mm_cvtsd_f64(v); }
+
 inline __m128 rotate_by_half(__m128 v) { return _mm_shuffle_ps(v, v, 0x4e); }
 inline __m128d rotate_by_half(__m128d v) { return _mm_shuffle_pd(v, v, 1); }
 inline __m128 rotate_by_one(__m128 v) { return _mm_shuffle_ps(v, v, 0x39); }
@@ -90,17 +93,17 @@ Kept<T> scan(const T* src, std::ptrdiff_t len)
     if (len >= 4 * step) {
         Kept<T> kept1 = kept, kept2 = kept, kept3 = kept;
         for (; i <= len - 4 * step; i += 4 * step) {
-            kept.take(load<Unaligned>(src + i));
-            kept1.take(load<Unaligned>(src + i + step));
-            kept2.take(load<Unaligned>(src + i + 2 * step));
-            kept3.take(load<Unaligned>(src + i + 3 * step));
+            kept.take(FullRegister::of(src + i));
+            kept1.take(FullRegister::of(src + i + step));
+            kept2.take(FullRegister::of(src + i + 2 * step));
+            kept3.take(FullRegister::of(src + i + 3 * step));
         }
         kept2.take(kept3);
         kept.take(kept1);
         kept.take(kept2);
     }
-    for (; i < len - step; i += step) kept.take(load<Unaligned>(src + i));
-    kept.take(load<Unaligned>(src + len - step));
+    for (; i < len - step; i += step) kept.take(FullRegister::of(src + i));
+    kept.take(FullRegister::of(src + len - step));
     return kept;
 }
 
@@ -114,14 +117,14 @@ std::ptrdiff_t first_position(T wanted, const T* src, std::ptrdiff_t len)
     constexpr std::ptrdiff_t step = kLanes<T>;
     const auto lanes = repeat(wanted);
     std::ptrdiff_t i = 0;
-    while (i <= len - step && !any_equal(load<Unaligned>(src + i), lanes)) i += step;
+    while (i <= len - step && !any_equal(FullRegister::of(src + i), lanes)) i += step;
     for (; i < len; ++i)
         if (load_one(src + i) == wanted) return i;
     return 0;
 }
 
-// One pass finds the value block by block; only the first block that holds it, still in the cache or not, is
-// searched for the position.
+// The value is found block by block; only the first block that holds it is searched for the position, while it
+// is likely to be in the cache still.
 template <template <class> class Kept, class T>
 SrStatus locate(const T* src, int32_t len, T* value, int32_t* index)
 {

@@ -12,26 +12,26 @@ namespace zelsr {
 namespace {
 
 // sqrt(s) = s * y with y = 1 / sqrt(s): the processor's estimate of y (relative error up to 1.5 * 2^-12) and one
-// Newton step, s*y * (3 - s*y*y) / 2, whose relative error stays below 2^-21. s * y is formed first, since y * y
-// is subnormal for large s. Sums for which the estimate or the step fails (zero, subnormal, infinity, NaN) take
-// the exact root.
+// Newton step, s*y * (3 - s*y*y) / 2. s * y is formed first, since y * y is subnormal for large s.
+//
+// Where the estimate is 0 or infinite, that is for zero, subnormal and infinite s, the step ends in minus
+// infinity or in the NaN of an invalid operation, whose sign bit is set: those lanes take the exact root.
 __m128 root(__m128 s)
 {
-    constexpr int32_t lowest_normal = 0x00800000, infinity = 0x7f800000;
-    // As unsigned numbers, lowest_normal <= bits < infinity; the offset moves the comparison to signed ones.
-    const __m128i from_lowest = _mm_sub_epi32(_mm_castps_si128(s), repeat(lowest_normal + INT32_MIN));
-    const __m128i in_range = _mm_cmplt_epi32(from_lowest, repeat(INT32_MIN + (infinity - lowest_normal)));
     const __m128 y = _mm_rsqrt_ps(s);
     const __m128 sy = s * y;
     const __m128 estimated = sy * (repeat(1.5F) - repeat(0.5F) * sy * y);
-    if (_mm_movemask_epi8(in_range) == 0xffff) return estimated;
-    const __m128 mask = _mm_castsi128_ps(in_range);
-    return _mm_or_ps(_mm_and_ps(mask, estimated), _mm_andnot_ps(mask, _mm_sqrt_ps(s)));
+    if (_mm_movemask_ps(estimated) == 0) return estimated;
+    const __m128 failed = _mm_castsi128_ps(_mm_srai_epi32(_mm_castps_si128(estimated), 31));
+    return _mm_or_ps(_mm_andnot_ps(failed, estimated), _mm_and_ps(failed, _mm_sqrt_ps(s)));
 }
 
 [[gnu::noinline]] void magnitudes(const Zel32fc* src, float* dst, int32_t len)
 {
-    auto magnitude = [](ComplexLanes_32f z) { return root(_mm_hadd_ps(z.low * z.low, z.high * z.high)); };
+    auto magnitude = [](ComplexLanes_32f z) {
+        const __m128 re = _mm_shuffle_ps(z.low, z.high, 0x88), im = _mm_shuffle_ps(z.low, z.high, 0xdd);
+        return root(re * re + im * im);
+    };
     elementwise(magnitude, dst, len, src);
 }
 

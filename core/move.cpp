@@ -42,13 +42,18 @@ SrStatus fill(T value, __m128i sixteen, T* dst, int32_t len)
         for (int32_t i = 0; i < len; ++i) store_one(dst + i, value);
         return SrOk;
     }
+    const auto put = [sixteen](void* to) { Unaligned::put(to, sixteen); };
     T* last = dst + (len - step);
-    Unaligned::put(dst, sixteen);
-    T* p = dst + elements_to_boundary(dst, len);
-    for (; last - p >= 3 * step; p += 4 * step)
-        for (int k = 0; k < 4; ++k) Unaligned::put(p + k * step, sixteen);
-    for (; p < last; p += step) Unaligned::put(p, sixteen);
-    Unaligned::put(last, sixteen);
+    put(dst);
+    T* p = dst + elements_to_boundary(dst);
+    for (; last - p >= 3 * step; p += 4 * step) {
+        put(p);
+        put(p + step);
+        put(p + 2 * step);
+        put(p + 3 * step);
+    }
+    for (; p < last; p += step) put(p);
+    put(last);
     return SrOk;
 }
 

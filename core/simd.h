@@ -57,6 +57,15 @@ template <int N, class F>
     (std::make_integer_sequence<int, N>{});
 }
 
+// The same address of a table, whose contents the compiler then does not know. Of constants that it knows it keeps
+// no copy in four lanes but one lane, which it repeats inside the loop where registers run short.
+template <class T>
+inline const T* opaque(const T* table)
+{
+    asm("" : "+r"(table));
+    return table;
+}
+
 // How a kernel loads and stores whole registers. The one place that tests pointers chooses between the two.
 // lanes() loads one register of the element's type.
 struct Aligned {
@@ -178,6 +187,10 @@ inline __m128 join_pairs(__m128 v0, __m128 v1, __m128 v2, __m128 v3)
 {
     return _mm_hadd_ps(_mm_hadd_ps(v0, v1), _mm_hadd_ps(v2, v3));
 }
+
+// Eight 16-bit integers as two registers of 32-bit ones.
+inline __m128i low_16s32s(__m128i x) { return _mm_srai_epi32(_mm_unpacklo_epi16(x, x), 16); }
+inline __m128i high_16s32s(__m128i x) { return _mm_srai_epi32(_mm_unpackhi_epi16(x, x), 16); }
 
 // lane 0 + lane 1
 inline double join(__m128d v) { return _mm_cvtsd_f64(_mm_add_sd(v, _mm_unpackhi_pd(v, v))); }

@@ -13,8 +13,8 @@ ZELSR_BEGIN_DECLARATIONS
  * be the same address where their elements have the same size.
  *
  * Scaling and overflow: results that do not fit saturate; what NaN becomes stands with each member. None
- * depends on the caller's rounding mode, but zelsConvert_32s32f(), zelsConvert_64f32f() and the
- * integer-to-float forms with sf, which round by it. Exceptions that the caller has unmasked do not fire in
+ * depends on the caller's rounding mode, but zelsConvert_32s32f(), zelsConvert_32s32f_Sfs() and
+ * zelsConvert_64f32f(), which round by it. Exceptions that the caller has unmasked do not fire in
  * the conversions to integers.
  *
  * Thread rules: no state.
@@ -26,17 +26,19 @@ SrStatus zelsConvert_8u32f(const uint8_t* src, float* dst, int32_t len);  /**< E
 SrStatus zelsConvert_16s32f(const int16_t* src, float* dst, int32_t len); /**< Exact. */
 SrStatus zelsConvert_32s32f(const int32_t* src, float* dst, int32_t len); /**< Rounded above 24 bits. */
 SrStatus zelsConvert_64f32f(const double* src, float* dst, int32_t len);  /**< Rounded; overflow gives infinity. */
-/** Times 2^-sf, sf limited to -112 to 126. */
+/** Exact: times 2^-sf, sf limited to -112 to 126. */
 SrStatus zelsConvert_16s32f_Sfs(const int16_t* src, float* dst, int32_t len, int32_t sf);
-/** Times 2^-sf, sf limited to -96 to 126. */
+/** Rounded above 24 bits, then times 2^-sf, sf limited to -96 to 126. */
 SrStatus zelsConvert_32s32f_Sfs(const int32_t* src, float* dst, int32_t len, int32_t sf);
-/** Times 2^-sf, sf limited to -1008 to 1022. */
+/** Exact: times 2^-sf, sf limited to -1008 to 1022. */
 SrStatus zelsConvert_16s64f_Sfs(const int16_t* src, double* dst, int32_t len, int32_t sf);
 /** @} */
 
 /** @name To integers
  * rounding 0 truncates toward zero, every other value rounds to nearest with ties to even. The multiplier
- * 2^-sf is formed in the source's precision by repeated halving or doubling, so it may be 0 or infinite.
+ * 2^-sf is formed in the source's precision by repeated halving or doubling, so it may be 0 (above 149 or 1074)
+ * or infinite (from -128 or -1024 down). Zero times an infinite multiplier, or infinity times a zero one, is a NaN
+ * with a set sign bit.
  * @{ */
 /** NaN gives 32767. */
 SrStatus zelsConvert_32f16s_Sfs(const float* src, int16_t* dst, int32_t len, int32_t rounding, int32_t sf);

@@ -26,7 +26,7 @@ ZELSR_BEGIN_DECLARATIONS
 /** @name Copy and fill
  * Move bytes: no value is looked at, so every NaN keeps its bits.
  * @{ */
-SrStatus zelsCopy_8u(const uint8_t* src, uint8_t* dst, int32_t len);    /**< dst[i] = src[i]; no overlap. */
+SrStatus zelsCopy_8u(const uint8_t* src, uint8_t* dst, int32_t len);    /**< dst[i] = src[i]; no overlap at all. */
 SrStatus zelsCopy_16s(const int16_t* src, int16_t* dst, int32_t len);   /**< As zelsCopy_8u(). */
 SrStatus zelsCopy_32s(const int32_t* src, int32_t* dst, int32_t len);   /**< As zelsCopy_8u(). */
 SrStatus zelsCopy_32f(const float* src, float* dst, int32_t len);       /**< As zelsCopy_8u(). */
@@ -76,32 +76,42 @@ SrStatus zelsDivC_64f_I(double value, double* srcdst, int32_t len);             
 SrStatus zelsDiv_32f(const float* divisor, const float* dividend, float* dst, int32_t len);
 SrStatus zelsDiv_64f(const double* divisor, const double* dividend, double* dst, int32_t len); /**< As zelsDiv_32f(). */
 SrStatus zelsDiv_32f_I(const float* divisor, float* srcdst, int32_t len); /**< As zelsDiv_32f(), srcdst the dividend. */
-/** srcdst[i] = sqrt(srcdst[i]). An element below zero stores NaN and gives ::SrWarnSqrtNegArg; -0 and NaN are
- * not below zero and stay. */
+/** srcdst[i] = sqrt(srcdst[i]), correctly rounded. An element below zero stores NaN and gives
+ * ::SrWarnSqrtNegArg; -0 and NaN are not below zero and stay. */
 SrStatus zelsSqrt_64f_I(double* srcdst, int32_t len);
-/** dst[i] = sqrt(re^2 + im^2), to about 22 bits; (0, 0) gives 0. The sum of squares is formed in single
- * precision. */
+/** dst[i] = sqrt(s), s = re^2 + im^2 in single precision.
+ *
+ * The root comes from the processor's reciprocal root estimate and one Newton step: its relative error is below
+ * 2^-21, and its last bits may differ between makes of processor. An s that is zero, subnormal, infinite or NaN
+ * takes the exact root, so (0, 0) gives 0. s overflows to infinity for magnitudes from 2^64 on and loses
+ * precision below 2^-63. */
 SrStatus zelsMagnitude_32fc(const Zel32fc* src, float* dst, int32_t len);
-/** dst[i] = sqrt(re^2 + im^2) * 2^-sf. An sf above 32 gives zeros, below -30 it gives 2147483647 for every
- * pair but (0, 0). */
+/** dst[i] = sqrt(re^2 + im^2) * 2^-sf, formed in double. An sf above 32 gives zeros, below -30 it gives
+ * 2147483647 for every pair but (0, 0). */
 SrStatus zelsMagnitude_32sc_Sfs(const Zel32sc* src, int32_t* dst, int32_t len, int32_t sf);
 /** @} */
 
 /** @name Logarithms
  * @{ */
-/** srcdst[i] = ln(srcdst[i]), within 1 unit in the last place.
+/** srcdst[i] = ln(srcdst[i]), within 0.87 units in the last place for every positive single, subnormal ones
+ * included; the same bits on every processor. ln(1) is +0, infinity stays.
  *
  * +0 gives minus infinity (::SrWarnLnZeroArg); a set sign bit, -0 and negative NaN included, gives NaN
  * (::SrWarnLnNegArg); a positive NaN stays and sets no status. The status is that of the first such element. */
 SrStatus zelsLn_32f_I(float* srcdst, int32_t len);
 /** dst[i] = ln(src[i]) * 2^-sf.
  *
- * For sf at or above 0 the integer nearest to the logarithm is shifted right by sf: rounding comes before
- * scaling. An element below 1 stores -2147483648, and the first such element sets ::SrWarnLnZeroArg or
- * ::SrWarnLnNegArg. */
+ * For sf at or above 0 the integer nearest to the logarithm (0 to 21, exact) is shifted right by sf: rounding comes
+ * before scaling. For sf below 0 the element is rounded to single, its logarithm is that of zelsLn_32f_I(), and the
+ * scaled value is saturated and rounded to nearest; ln(1) stays 0 under every sf. An element below 1 stores
+ * -2147483648, and the first such element sets ::SrWarnLnZeroArg or ::SrWarnLnNegArg. */
 SrStatus zelsLn_32s_Sfs(const int32_t* src, int32_t* dst, int32_t len, int32_t sf);
 SrStatus zelsLn_32s_ISfs(int32_t* srcdst, int32_t len, int32_t sf); /**< As zelsLn_32s_Sfs(), in place. */
 /** *result = sum of ln(src[i]), formed in double.
+ *
+ * Blocks of 512 elements take one logarithm each, of the product of their mantissas: the error stays near
+ * 2^-53 (len + |sum|), and the last bits are those of the C library's log. Subnormal elements count with their
+ * true logarithm, infinity gives infinity.
  *
  * The first special element in order ends the work: +0 stores plus infinity, as it stands
  * (::SrWarnLnZeroArg); a set sign bit stores NaN (::SrWarnLnNegArg); a positive NaN stores NaN (::SrOk). */
@@ -111,29 +121,33 @@ SrStatus zelsSumLn_64f(const double* src, int32_t len, double* result); /**< As 
 
 /** @name Sums and dot products
  * @{ */
-/** *result = sum of first[i] * second[i], in single precision. */
+/** *result = sum of first[i] * second[i], products and sum in single precision.
+ *
+ * The order of the floating-point additions depends on len alone: partial sums, one a vector lane, each of every
+ * 16th element (32f) or every 8th (64f, 32f64f), then the rest, then the join of the lanes. */
 SrStatus zelsDotProd_32f(const float* first, const float* second, int32_t len, float* result);
 SrStatus zelsDotProd_64f(const double* first, const double* second, int32_t len, double* result); /**< In double. */
-/** Products and sum in double. */
+/** Products (exact) and sum in double. */
 SrStatus zelsDotProd_32f64f(const float* first, const float* second, int32_t len, double* result);
-/** The exact integer sum. */
+/** The exact integer sum, for every len. */
 SrStatus zelsDotProd_16s64s(const int16_t* first, const int16_t* second, int32_t len, int64_t* result);
-/** The exact integer sum, rounded once to single. */
+/** The exact integer sum, rounded once to single, by the caller's rounding mode. */
 SrStatus zelsDotProd_16s32f(const int16_t* first, const int16_t* second, int32_t len, float* result);
 /** *result = sum of src[i], rounded once to single.
  *
  * hint 1 is fast: sums in single over blocks of 32768 elements, their totals added in extended precision (a
  * source that is not on a 4-byte boundary is added one by one in extended precision). Every other hint is
- * accurate: eight sums in extended precision, each of every eighth element, then the rest. */
+ * accurate: eight sums in extended precision, each of every eighth element, joined in pairs, then the rest. */
 SrStatus zelsSum_32f(const float* src, int32_t len, float* result, int32_t hint);
-/** *result = sum of src[i] * 2^-sf; the sum is formed in double. */
+/** *result = sum of src[i] * 2^-sf; the sum is exact, sf may be any number. */
 SrStatus zelsSum_16s32s_Sfs(const int16_t* src, int32_t len, int32_t* result, int32_t sf);
 /** *result = sum of src[i] * 2^-sf; the sum is exact, sf is limited to -31 to 63. */
 SrStatus zelsSum_32s_Sfs(const int32_t* src, int32_t len, int32_t* result, int32_t sf);
 /** @} */
 
 /** @name Extremes
- * With NaN in the data the results are undefined.
+ * With NaN in the data the results are undefined (an index lies within the array all the same). Zeros of
+ * both signs are equal: either may be the extreme.
  * @{ */
 SrStatus zelsMax_32f(const float* src, int32_t len, float* result);   /**< The largest element. */
 SrStatus zelsMax_64f(const double* src, int32_t len, double* result); /**< The largest element. */
@@ -141,12 +155,13 @@ SrStatus zelsMin_32f(const float* src, int32_t len, float* result);   /**< The s
 SrStatus zelsMin_64f(const double* src, int32_t len, double* result); /**< The smallest element. */
 /** Both extremes. */
 SrStatus zelsMinMax_32f(const float* src, int32_t len, float* lowest, float* highest);
-/** The largest element and the first index that holds it. A null index is allowed: zelsMax_32f(). */
+/** The largest element and the first index that holds it: *value = src[*index]. A null index is allowed:
+ * zelsMax_32f(). */
 SrStatus zelsMaxIndx_32f(const float* src, int32_t len, float* value, int32_t* index);
 SrStatus zelsMaxIndx_64f(const double* src, int32_t len, double* value, int32_t* index); /**< As zelsMaxIndx_32f(). */
 /** The smallest element and the first index that holds it. A null index is allowed: zelsMin_32f(). */
 SrStatus zelsMinIndx_32f(const float* src, int32_t len, float* value, int32_t* index);
-/** srcdst[i] = the larger of src[i] and srcdst[i]. */
+/** srcdst[i] = the larger of src[i] and srcdst[i]; of equal ones srcdst[i] stays. */
 SrStatus zelsMaxEvery_32f_I(const float* src, float* srcdst, int32_t len);
 SrStatus zelsMinEvery_32f_I(const float* src, float* srcdst, int32_t len);     /**< The smaller of the two. */
 SrStatus zelsMinEvery_32s_I(const int32_t* src, int32_t* srcdst, int32_t len); /**< The smaller of the two. */

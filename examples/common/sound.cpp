@@ -1,0 +1,82 @@
+#include "common/sound.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "common/failure.h"
+
+namespace zelsr::examples {
+namespace {
+
+constexpr float kLargestSample = 1e6f;
+constexpr float kFullScale = 0.9999f;  // 16-bit and wider formats reach 1 - 2^-15 at least
+
+// What libsndfile's own messages leave unclear.
+void check_file(const std::string& path)
+{
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) throw Failure(errno == ENOENT ? "no such file" : system_error_text());
+    if (S_ISDIR(info.st_mode)) throw Failure("is a directory, not a sound file");
+    if (!S_ISREG(info.st_mode)) throw Failure("is not a regular file");
+    if (access(path.c_str(), R_OK) != 0) throw Failure("cannot be read: " + system_error_text());
+    if (info.st_size == 0) throw Failure("is empty");
+}
+
+bool holds_integers(int format)
+{
+    int coding = format & SF_FORMAT_SUBMASK;
+    return coding == SF_FORMAT_PCM_16 || coding == SF_FORMAT_PCM_24 || coding == SF_FORMAT_PCM_32;
+}
+
+}  // namespace
+
+SoundFile::SoundFile(const std::string& path)
+{
+    check_file(path);
+    SF_INFO info{};
+    file_.reset(sf_open(path.c_str(), SFM_READ, &info));
+    if (!file_) {
+        std::string reason = sf_strerror(nullptr);
+        while (!reason.empty() && (reason.back() == '.' || reason.back() == '\n')) reason.pop_back();
+        std::replace(reason.begin(), reason.end(), '\n', ' ');
+        throw Failure("not a sound file that can be read: " + reason);
+    }
+    rate_ = info.samplerate;
+    channels_ = info.channels;
+    expected_ = info.frames > 0 && info.frames < SF_COUNT_MAX ? info.frames : 0;
+    integer_samples_ = holds_integers(info.format);
+    if (rate_ <= 0 || channels_ <= 0) throw Failure("has no sample rate or no channels");
+}
+
+std::size_t SoundFile::read(std::span<float> block)
+{
+    const auto channels = static_cast<std::size_t>(channels_);
+    interleaved_.resize(block.size() * channels);
+    sf_count_t got = sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(block.size()));
+    const auto samples = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
+
+    const float* next = interleaved_.data();
+    for (std::size_t i = 0; i < samples; ++i) {
+        float sum = 0;
+        for (std::size_t c = 0; c < channels; ++c) {
+            float sample = *next++;
+            if (!(std::fabs(sample) <= kLargestSample)) {
+                sample = 0;
+                ++mended_;
+            }
+            if (integer_samples_ && std::fabs(sample) >= kFullScale) ++clipped_;
+            sum += sample;
+        }
+        block[i] = sum / static_cast<float>(channels_);
+    }
+
+    position_ += static_cast<std::int64_t>(samples);
+    if (samples < block.size() && expected_ > position_) ended_early_ = true;
+    return samples;
+}
+
+}  // namespace zelsr::examples

@@ -1,0 +1,179 @@
+// Finds speech in sound files: trains a Gaussian for speech and one for pauses on each file, scores every frame
+// with both, and prints the segments where speech wins.
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/failure.h"
+#include "common/sound.h"
+#include "common/svg.h"
+#include "common/text.h"
+#include "score_speech/features.h"
+#include "score_speech/picture.h"
+#include "score_speech/segments.h"
+
+namespace zelsr::examples {
+namespace {
+
+constexpr std::string_view kUsage = "usage: score_speech FILE... [--svg OUT.svg] [--switch-penalty X] [--help]\n";
+
+constexpr std::string_view kHelp =
+    "\n"
+    "Finds the speech in sound files (WAV, FLAC, OGG and what else libsndfile reads).\n"
+    "\n"
+    "  --svg OUT.svg        draw waveform, spectrogram and scores; for one FILE\n"
+    "  --switch-penalty X   what a change between speech and pause costs in log score,\n"
+    "                       0 or more (default %s): a higher price, fewer segments\n"
+    "  --help               this text\n"
+    "\n"
+    "A table for each file goes to stdout: start and end of each segment in seconds, and\n"
+    "by how much the speech model's log score lies above the pause model's, per frame.\n"
+    "Exit status: 0 all files scored, 1 some file failed, 2 wrong use.\n";
+
+struct Options {
+    std::vector<std::string> files;
+    std::optional<std::string> svg;
+    double switch_penalty = kDefaultSwitchPenalty;
+    bool help = false;
+};
+
+double parse_penalty(std::string_view text)
+{
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || !std::isfinite(value))
+        throw Failure("--switch-penalty takes a number from 0 on, not '" + std::string(text) + "'");
+    return value;
+}
+
+// Takes "--name VALUE" and "--name=VALUE"; what follows "--" is a file.
+Options parse(const std::vector<std::string>& arguments)
+{
+    Options options;
+    bool only_files = false;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        if (only_files || !argument.starts_with("-")) {
+            options.files.push_back(argument);
+            continue;
+        }
+        const std::size_t equals = argument.find('=');
+        const std::string name = argument.substr(0, equals);
+        auto value = [&] {
+            if (equals != std::string::npos) return argument.substr(equals + 1);
+            if (i + 1 == arguments.size()) throw Failure(name + " needs a value");
+            return arguments[++i];
+        };
+        if (argument == "--")
+            only_files = true;
+        else if (argument == "--help" || argument == "-h")
+            options.help = true;
+        else if (name == "--svg")
+            options.svg = value();
+        else if (name == "--switch-penalty")
+            options.switch_penalty = parse_penalty(value());
+        else
+            throw Failure("unknown option " + argument);
+    }
+    if (options.help) return options;
+    if (options.files.empty()) throw Failure("no sound file given");
+    if (options.svg && options.files.size() > 1) throw Failure("--svg takes one sound file at a time");
+    return options;
+}
+
+std::string plural(std::size_t count, const std::string& what)
+{
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string summary_of(const Analysis& analysis, const Scoring& scoring)
+{
+    if (!scoring.told_apart)
+        return "no speech told from pauses in " + fixed(analysis.seconds, 2) + " s: " +
+               (scoring.rounds == 0
+                    ? "one level throughout"
+                    : "loud and quiet parts only " + fixed(scoring.level_difference, 1) + " dB apart");
+    double speech = 0;
+    for (const Segment& segment : scoring.segments)
+        speech += analysis.boundary(segment.end) - analysis.boundary(segment.first);
+    return "speech: " + fixed(speech, 2) + " of " + fixed(analysis.seconds, 2) + " s (" +
+           fixed(100 * speech / analysis.seconds, 1) + " %) in " + plural(scoring.segments.size(), "segment") +
+           ", up to " + fixed(scoring.level_difference, 1) + " dB above the pauses";
+}
+
+std::string table_of(const std::string& file, const Analysis& analysis, const Scoring& scoring)
+{
+    std::string out = file + ": " + fixed(analysis.seconds, 2) + " s, " + std::to_string(analysis.shape.rate) +
+                      " Hz, " + plural(static_cast<std::size_t>(analysis.channels), "channel") + "\n";
+    for (const std::string& remark : analysis.remarks) out += "  note: " + remark + "\n";
+    if (!scoring.segments.empty()) out += "  segment   start (s)     end (s)   length (s)   speech over pause\n";
+    int number = 0;
+    for (const Segment& segment : scoring.segments) {
+        const double start = analysis.boundary(segment.first), end = analysis.boundary(segment.end);
+        out += padded(std::to_string(++number), 9) + padded(fixed(start, 2), 12) + padded(fixed(end, 2), 12) +
+               padded(fixed(end - start, 2), 13) + padded(fixed(segment.mean_difference, 1), 20) + "\n";
+    }
+    return out + "  " + summary_of(analysis, scoring) + "\n";
+}
+
+void score_file(const std::string& file, const Options& options)
+{
+    SoundFile sound(file);
+    const Analysis analysis = analyse(sound, file_name(file));
+    const Scoring scoring = score(analysis.features, options.switch_penalty);
+    const std::string table = table_of(file, analysis, scoring);
+    std::fwrite(table.data(), 1, table.size(), stdout);
+    std::fflush(stdout);
+    if (options.svg)
+        write_file(*options.svg, draw(file_name(file), summary_of(analysis, scoring), analysis, scoring));
+}
+
+void complain(const std::string& text) { std::fprintf(stderr, "score_speech: %s\n", text.c_str()); }
+
+int run(const std::vector<std::string>& arguments)
+{
+    Options options;
+    try {
+        options = parse(arguments);
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
+        return 2;
+    }
+    if (options.help) {
+        std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
+        std::printf(kHelp.data(), fixed(kDefaultSwitchPenalty, 0).c_str());
+    }
+
+    bool failed = false;
+    for (const std::string& file : options.files) {
+        if (options.help) break;
+        try {
+            score_file(file, options);
+        } catch (const Failure& failure) {
+            complain(file + ": " + failure.what());
+            failed = true;
+        } catch (const std::bad_alloc&) {
+            complain(file + ": not enough memory");
+            failed = true;
+        }
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        complain("cannot write the results: " + system_error_text());
+        failed = true;
+    }
+    return failed ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace zelsr::examples
+
+int main(int count, char** arguments)
+{
+    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+}
