@@ -3,5 +3,6 @@
 #define ZELSR_LIKELIHOOD_H
 
 #include "zelsr/likelihood/gauss.h"
+#include "zelsr/likelihood/log_add.h"
 
 #endif
