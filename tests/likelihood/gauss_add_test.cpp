@@ -271,6 +271,26 @@ TYPED_TEST(GaussAdd, EqualTermsGainTheLogarithmOf2)
                     sizeof(T) == 4 ? 5e-7 : 1e-14);
 }
 
+// A constant that its double overflows: single precision doubles it over frames, double precision where lists of
+// 1000 components and more take a plain loop.
+TYPED_TEST(GaussAdd, ConstantsAreDoubledWhereSaid)
+{
+    using T = TypeParam;
+    const T largest = std::numeric_limits<T>::max(), infinity = std::numeric_limits<T>::infinity();
+    for (int width : {1, 3, 4, 7})
+        for (std::size_t height : {1u, 7u, 999u, 1000u, 1003u}) {
+            const std::vector<T> val(height, largest), old(height, 0);
+            for (const FrameMember<T>& m : frame_members(T()))
+                EXPECT_EQ(plain_call(m, frames_at_the_mean<T>(width, largest, old)),
+                          std::vector<T>(height, sizeof(T) == 4 ? infinity : largest))
+                    << m.name << ", height " << height;
+            for (const ComponentMember<T>& m : component_members(T()))
+                EXPECT_EQ(plain_call(m, components_at_the_feature<T>(width, val, old)),
+                          std::vector<T>(height, m.plain_from_1000 && height >= 1000 ? infinity : largest))
+                    << m.name << ", height " << height;
+        }
+}
+
 // Every sum is the scores of zelsLogGauss_* added by zelsLogAdd_*, or as near as the loops for narrow frames come.
 TYPED_TEST(GaussAdd, IsTheLogAdditionOfTheScores)
 {

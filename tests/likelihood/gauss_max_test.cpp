@@ -365,17 +365,27 @@ TYPED_TEST(GaussMax, CarriesTheRunningValueFromCallToCall)
     }
 }
 
-// A constant that its double overflows: single precision always doubles it, double precision in one member.
+// A constant that its double overflows: over frames single precision always doubles it, double precision in lists
+// and from 1000 frames of unit variance on; over components double precision does from 1000 on.
 TYPED_TEST(GaussMax, ConstantsAreDoubledWhereSaid)
 {
     using T = TypeParam;
     const T largest = std::numeric_limits<T>::max(), infinity = std::numeric_limits<T>::infinity();
     for (int width : {1, 3, 4, 7, 40})
-        for (const FrameMember<T>& m : frame_members(T())) {
-            const T expected = sizeof(T) == 4 || m.doubled ? infinity : largest;
-            EXPECT_EQ(plain_call(m, frames_at_the_mean<T>(width, largest, std::vector<T>(7, 0))),
-                      std::vector<T>(7, expected))
-                << m.name;
+        for (std::size_t height : {1u, 7u, 999u, 1000u, 1003u}) {
+            const std::vector<T> val(height, largest), old(height, 0);
+            for (const FrameMember<T>& m : frame_members(T())) {
+                const bool doubled = sizeof(T) == 4 || m.doubled || (m.plain_from_1000 && height >= 1000);
+                EXPECT_EQ(plain_call(m, frames_at_the_mean<T>(width, largest, old)),
+                          std::vector<T>(height, doubled ? infinity : largest))
+                    << m.name << ", height " << height;
+            }
+            for (const ComponentMember<T>& m : component_members(T())) {
+                const bool doubled = sizeof(T) == 8 && height >= 1000;
+                EXPECT_EQ(plain_call(m, components_at_the_feature<T>(width, val, old)),
+                          std::vector<T>(height, doubled ? infinity : largest))
+                    << m.name << ", height " << height;
+            }
         }
 }
 

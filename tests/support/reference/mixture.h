@@ -22,8 +22,8 @@ template <class Term>
 double frame_score_of_doubled_64f(const double* x, const Term& term, int width, double val)
 {
     double lanes[2] = {0, 0};
-    for (int k = 0; k < width; ++k) lanes[k % 2] += term(x, k);
-    return (2.0 * val - (lanes[0] + lanes[1])) * 0.5;
+    for (int k = 0; k < width; ++k) lanes[k % 2] -= term(x, k);
+    return (2.0 * val + (lanes[0] + lanes[1])) * 0.5;
 }
 
 // Whole mixtures: blocks of 100 scores, from the second one on behind the running value.
