@@ -14,6 +14,10 @@ namespace {
 constexpr int32_t kFramesTogether = 128;
 constexpr int32_t kGaussiansTogether = 100;
 
+// Blocks of doubles with any step that keeps rows on 16 bytes take the aligned kernels here, unlike elsewhere.
+template <class T>
+constexpr std::ptrdiff_t kStepMultiple = 16 / sizeof(T);
+
 // Additions of finished scores into running sums: the accurate one in single precision.
 void add_scores(const float* scores, float* sum, int32_t count) { add_logs<AccurateLogAdd>(scores, sum, count); }
 void add_scores(const double* scores, double* sum, int32_t count) { add_logs(scores, sum, count); }
@@ -26,7 +30,7 @@ void score_block(Rows frames, Term term, int32_t width, int32_t height, float va
 template <class Rows, class Term>
 void score_block(Rows frames, Term term, int32_t width, int32_t height, double val, double* scores)
 {
-    score_frames(frames, term, width, height, val, Store{scores});
+    score_frames_in_double(frames, term, width, height, PlainConstant(val), Store{scores}, kStepMultiple<double>);
 }
 
 template <class Rows, class Term, class T>
@@ -68,13 +72,14 @@ void add_gaussians(const T* frame, Rows mean, Rows inv_var, int32_t width, int32
     alignas(32) T scores[kGaussiansTogether];
     for (int32_t done = 0; done < height;) {
         const int32_t count = std::min(height - done, kGaussiansTogether);
-        score_gaussians(frame, mean.from(done), inv_var.from(done), width, count, val + done, Store{scores});
+        score_gaussians(frame, mean.from(done), inv_var.from(done), width, count, val + done, Store{scores},
+                        kStepMultiple<T>);
         add_scores(scores, sum + done, count);
         done += count;
     }
 }
 
-// From 1000 Gaussians the sums are joined one after the other, by Horner's rule.
+// From 1000 Gaussians the constants are doubled and the sums are joined one after the other, by Horner's rule.
 void add_gaussians_of_lists(const double* frame, RowList<double> mean, RowList<double> inv_var, int32_t width,
                             int32_t height, const double* val, double* sum)
 {
@@ -83,7 +88,7 @@ void add_gaussians_of_lists(const double* frame, RowList<double> mean, RowList<d
         for (int32_t i = 0; i < count; ++i, scores = _mm_unpackhi_pd(scores, scores))
             store_one(sum + j + i, add_logs_plain<DoubleLogDomain>(load_one(sum + j + i), _mm_cvtsd_f64(scores)));
     };
-    score_gaussians(frame, mean, inv_var, width, height, val, join);
+    score_gaussians<DoubledConstants>(frame, mean, inv_var, width, height, val, join);
 }
 
 }  // namespace

@@ -1,12 +1,39 @@
 // Running maximum of Gaussian scores, over frames and over Gaussians.
 //
-// Narrow frames take the kernels of the wide ones here, unlike plain scores; from height 1000 double-precision
-// forms keep the order of sums that they have below.
+// Narrow frames take the kernels of the wide ones here, unlike plain scores. From height 1000 the double-precision
+// forms below double their constants, and keep the order of the sums.
 #include "core/contract.h"
 #include "core/rows.h"
 #include "likelihood/score_frames.h"
 #include "likelihood/score_multimix.h"
 #include "zelsr/likelihood/mixture.h"
+
+namespace zelsr {
+namespace {
+
+constexpr int32_t kManyRows = 1000;
+
+void keep_max_of_frames(Block<double> frames, UnitVariance<double> term, int32_t width, int32_t height, double val,
+                        double* best)
+{
+    if (height < kManyRows)
+        score_frames(frames, term, width, height, val, keep_max(best));
+    else
+        score_frames_in_double(frames, term, width, height, DoubledConstant_64f(val), keep_max(best));
+}
+
+template <class Rows>
+void keep_max_of_gaussians(const double* feature, Rows mean, Rows inv_var, int32_t width, int32_t height,
+                           const double* val, double* best)
+{
+    if (height < kManyRows)
+        score_gaussians(feature, mean, inv_var, width, height, val, keep_max(best));
+    else
+        score_gaussians<DoubledConstants>(feature, mean, inv_var, width, height, val, keep_max(best));
+}
+
+}  // namespace
+}  // namespace zelsr
 
 using namespace zelsr;
 
@@ -74,7 +101,7 @@ SrStatus zelsLogGaussMax_IdVar_64f_D2(const double* frames, int32_t step, const 
     if (SrStatus failed =
             first_failure(stride(width, step), non_null(frames, mean, best), positive(width, height)))
         return failed;
-    score_frames(Block{frames, step}, UnitVariance{mean}, width, height, val, keep_max(best));
+    keep_max_of_frames(Block{frames, step}, UnitVariance{mean}, width, height, val, best);
     return SrOk;
 }
 
@@ -115,7 +142,7 @@ SrStatus zelsLogGaussMaxMultiMix_64f_D2(const double* mean, const double* inv_va
     if (SrStatus failed = first_failure(stride(width, step), non_null(mean, inv_var, feature, val, best),
                                         positive(width, height)))
         return failed;
-    score_gaussians(feature, Block{mean, step}, Block{inv_var, step}, width, height, val, keep_max(best));
+    keep_max_of_gaussians(feature, Block{mean, step}, Block{inv_var, step}, width, height, val, best);
     return SrOk;
 }
 
@@ -125,6 +152,6 @@ SrStatus zelsLogGaussMaxMultiMix_64f_D2L(const double* const* mean, const double
 {
     if (SrStatus failed = first_failure(non_null(mean, inv_var, feature, val, best), positive(width, height)))
         return failed;
-    score_gaussians(feature, RowList{mean}, RowList{inv_var}, width, height, val, keep_max(best));
+    keep_max_of_gaussians(feature, RowList{mean}, RowList{inv_var}, width, height, val, best);
     return SrOk;
 }
