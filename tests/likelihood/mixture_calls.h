@@ -150,6 +150,13 @@ inline std::vector<int> large_heights()
     return {99, 100, 101, 127, 128, 129, 200, 201, 255, 256, 257, 999, 1000, 1001};
 }
 
+// The first element of a row, one within its registers and the last.
+inline std::vector<std::size_t> ends_and_middle(std::size_t width)
+{
+    if (width < 3) return {width - 1};
+    return {0, width / 2, width - 1};
+}
+
 inline int to_four(int width) { return (4 - width % 4) % 4; }
 
 // Old running values beside the scores that join them: equal to the score, next to it, near and far on both

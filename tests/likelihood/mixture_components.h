@@ -252,8 +252,8 @@ void expect_many_components(const ComponentMember<T>& m)
 template <class T>
 void expect_every_placement(const ComponentMember<T>& m)
 {
-    for (int width : thin_effort() ? std::vector<int>{3, 7, 40} : std::vector<int>{1, 3, 4, 6, 7, 11, 36, 39})
-        for (int height : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 2, 3, 7}) {
+    for (int width : thin_effort() ? std::vector<int>{3, 7, 40} : std::vector<int>{1, 4, 7, 11, 39})
+        for (int height : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 2, 7}) {
             ComponentProblem<T> problem = random_components<T>(width, height);
             set_old(m, problem);
             for (const Arrangement& where : arrangements(5, sizeof(T))) {
@@ -302,14 +302,14 @@ void expect_one_row_off_16_bytes(const ComponentMember<T>& m)
 template <class T>
 void expect_special_values_in_their_own_component(const ComponentMember<T>& m)
 {
-    for (int width : thin_effort() ? std::vector<int>{3, 7} : std::vector<int>{1, 3, 4, 7, 11, 39})
+    for (int width : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 3, 4, 7, 11, 39})
         for (int height : thin_effort() ? std::vector<int>{9} : std::vector<int>{1, 9}) {
             ComponentProblem<T> plain = random_components<T>(width, height);
             set_old(m, plain);
             for (int misalign : {0, 8}) {
                 const ComponentLayout layout{{misalign}, {}, {}, {}, {}, to_four(width), {misalign}};
                 for (T special : special_values<T>()) {
-                    for (std::size_t k = 0; k < plain.feature.size(); k += k < 3 ? 1 : 7) {
+                    for (std::size_t k : ends_and_middle(plain.feature.size())) {
                         const std::size_t j = k % plain.val.size();
                         ComponentProblem<T> in_feature = plain, in_mean = plain, in_variance = plain,
                                             in_val = plain;
@@ -442,11 +442,8 @@ std::vector<T> plain_call(const ComponentMember<T>& m, const ComponentProblem<T>
 template <class T>
 ComponentProblem<T> components_at_the_feature(int width, const std::vector<T>& val, const std::vector<T>& old)
 {
-    ComponentProblem<T> p = random_components<T>(width, static_cast<int>(val.size()));
-    p.mean.assign(val.size(), p.feature);
-    p.val = val;
-    p.old = old;
-    return p;
+    const std::vector<T> feature = uniform_vector<T>(width, -3, 3), inv_var = uniform_vector<T>(width, T(0.1), 4);
+    return {std::vector(val.size(), feature), std::vector(val.size(), inv_var), feature, val, old};
 }
 
 }  // namespace zelsr::test::mixture

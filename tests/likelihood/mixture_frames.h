@@ -227,8 +227,8 @@ void expect_many_frames(const FrameMember<T>& m)
 template <class T>
 void expect_every_placement(const FrameMember<T>& m)
 {
-    for (int width : thin_effort() ? std::vector<int>{3, 7, 40} : std::vector<int>{1, 3, 4, 6, 7, 11, 36, 39})
-        for (int height : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 2, 3, 7}) {
+    for (int width : thin_effort() ? std::vector<int>{3, 7, 40} : std::vector<int>{1, 4, 7, 11, 39})
+        for (int height : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 2, 7}) {
             FrameProblem<T> problem = random_frames<T>(width, height);
             for (const Arrangement& where : arrangements(4, sizeof(T))) {
                 const FrameLayout layout{where[0], where[1],       where[2],
@@ -295,13 +295,13 @@ inline void expect_kernel_by_the_named_arrays(const FrameMember<float>& m)
 template <class T>
 void expect_special_values_in_their_own_frame(const FrameMember<T>& m)
 {
-    for (int width : thin_effort() ? std::vector<int>{3, 7} : std::vector<int>{1, 3, 4, 7, 11, 39}) {
+    for (int width : thin_effort() ? std::vector<int>{7} : std::vector<int>{1, 3, 4, 7, 11, 39}) {
         FrameProblem<T> plain = random_frames<T>(width, 7);
         for (int misalign : {0, 8}) {
             const FrameLayout layout{{misalign}, {}, {}, {}, to_four(width), {misalign}};
             set_old(m, plain, layout);
             for (T special : special_values<T>()) {
-                for (std::size_t k = 0; k < plain.mean.size(); k += k < 3 ? 1 : 7) {
+                for (std::size_t k : ends_and_middle(plain.mean.size())) {
                     FrameProblem<T> in_frames = plain, in_mean = plain, in_variance = plain;
                     in_frames.rows[k % 7][k] = special;
                     in_mean.mean[k] = special;
@@ -423,11 +423,8 @@ std::vector<T> plain_call(const FrameMember<T>& m, const FrameProblem<T>& p)
 template <class T>
 FrameProblem<T> frames_at_the_mean(int width, T val, const std::vector<T>& old)
 {
-    FrameProblem<T> p = random_frames<T>(width, static_cast<int>(old.size()));
-    p.rows.assign(old.size(), p.mean);
-    p.val = val;
-    p.old = old;
-    return p;
+    const std::vector<T> mean = uniform_vector<T>(width, -3, 3);
+    return {std::vector(old.size(), mean), mean, uniform_vector<T>(width, T(0.1), 4), val, old};
 }
 
 }  // namespace zelsr::test::mixture
