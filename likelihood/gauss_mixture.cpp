@@ -35,27 +35,18 @@ auto unit_variance_scores(const T* feature, Rows mean, int32_t width, const T* v
 // from the doubled constant in the order of the elements.
 float fold_one_by_one(const float* feature, Block<float> mean, int32_t width, int32_t height, const float* val)
 {
-    constexpr int kTogether = 4;  // chains of subtractions at a time; beyond the end the last component repeats
     float sum = 0;
-    for (int32_t first = 0; first < height; first += kTogether) {
-        const float* m[kTogether];
-        float score[kTogether];
-        for_each_index<kTogether>([&](auto n) {
-            const int32_t j = std::min(first + n, height - 1);
-            m[n] = mean[j];
-            score[n] = 2 * load_one(val + j);
-        });
-        for (int32_t k = 0; k < width; ++k)
-            for_each_index<kTogether>([&](auto n) {
-                const float d = load_one(feature + k) - load_one(m[n] + k);
-                score[n] = score[n] - d * d;
-            });
-        for (int32_t n = 0; n < std::min(kTogether, height - first); ++n) {
-            const float next = score[n] * 0.5F;
-            sum = first + n == 0 ? next
-                                 : static_cast<float>(add_logs_plain<SingleLogDomain>(static_cast<double>(sum),
-                                                                                      static_cast<double>(next)));
+    for (int32_t j = 0; j < height; ++j) {
+        const float* m = mean[j];
+        float score = 2 * load_one(val + j);
+        for (int32_t k = 0; k < width; ++k) {
+            const float d = load_one(feature + k) - load_one(m + k);
+            score = score - d * d;
         }
+        score = score * 0.5F;
+        sum = j == 0 ? score
+                     : static_cast<float>(
+                           add_logs_plain<SingleLogDomain>(static_cast<double>(sum), static_cast<double>(score)));
     }
     return sum;
 }
