@@ -47,10 +47,11 @@ void to_integers(const float* src, int16_t* dst, int32_t len, int32_t sf)
 
 constexpr int32_t kChunk = 128;
 
+// Modulo 2^32: the lowest one stays as it is.
 int32_t negated(int32_t sf) { return static_cast<int32_t>(0U - static_cast<uint32_t>(sf)); }
 
 template <class T>
-void add_scaled_logs(const T* src, T* srcdst, int32_t len, int32_t sf, int32_t hint)
+[[gnu::noinline]] void add_scaled_logs(const T* src, T* srcdst, int32_t len, int32_t sf, int32_t hint)
 {
     alignas(32) float a[kChunk];
     alignas(32) float b[kChunk];
@@ -106,7 +107,7 @@ T sum_few_scaled_logs(const T* src, int32_t len, int32_t sf)
 }
 
 // Chunks through single precision; from the second one on the running sum stands before the chunk as its first
-// element.
+// element. The last division knows scales beyond single precision.
 template <class T>
 T sum_many_scaled_logs(const T* src, int32_t len, int32_t sf)
 {
@@ -123,12 +124,12 @@ T sum_many_scaled_logs(const T* src, int32_t len, int32_t sf)
         sum = done == 0 ? sum_logs(chunk, count) : sum_logs(chunk - 1, count + 1);
         done += count;
     }
-    sum = static_cast<float>(static_cast<double>(sum) / static_cast<double>(scale));
+    sum = static_cast<float>(static_cast<double>(sum) / GetScale_32s64f(sf));
     return saturated<T>(sum, static_cast<float>(std::numeric_limits<T>::max()));
 }
 
 template <class T>
-T sum_scaled_logs(const T* src, int32_t len, int32_t sf)
+[[gnu::noinline]] T sum_scaled_logs(const T* src, int32_t len, int32_t sf)
 {
     if (len == 1) return load_one(src);  // whatever sf is
     return len < 7 ? sum_few_scaled_logs(src, len, sf) : sum_many_scaled_logs(src, len, sf);
@@ -191,6 +192,7 @@ SrStatus zelsLogAdd_64f(const double* src, double* srcdst, int32_t len, int32_t 
 SrStatus zelsLogAdd_32s_Sfs(const int32_t* src, int32_t* srcdst, int32_t len, int32_t sf, int32_t hint)
 {
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst))) return failed;
+    const DefaultFloatEnvironment environment;
     add_scaled_logs(src, srcdst, len, sf, hint);
     return SrOk;
 }
@@ -198,6 +200,7 @@ SrStatus zelsLogAdd_32s_Sfs(const int32_t* src, int32_t* srcdst, int32_t len, in
 SrStatus zelsLogAdd_16s_Sfs(const int16_t* src, int16_t* srcdst, int32_t len, int32_t sf, int32_t hint)
 {
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst))) return failed;
+    const DefaultFloatEnvironment environment;
     add_scaled_logs(src, srcdst, len, sf, hint);
     return SrOk;
 }
@@ -219,6 +222,7 @@ SrStatus zelsLogSum_64f(const double* src, double* result, int32_t len)
 SrStatus zelsLogSum_32s_Sfs(const int32_t* src, int32_t* result, int32_t len, int32_t sf)
 {
     if (SrStatus failed = first_failure(positive(len), non_null(src, result))) return failed;
+    const DefaultFloatEnvironment environment;
     store_one(result, sum_scaled_logs(src, len, sf));
     return SrOk;
 }
@@ -226,6 +230,7 @@ SrStatus zelsLogSum_32s_Sfs(const int32_t* src, int32_t* result, int32_t len, in
 SrStatus zelsLogSum_16s_Sfs(const int16_t* src, int16_t* result, int32_t len, int32_t sf)
 {
     if (SrStatus failed = first_failure(positive(len), non_null(src, result))) return failed;
+    const DefaultFloatEnvironment environment;
     store_one(result, sum_scaled_logs(src, len, sf));
     return SrOk;
 }

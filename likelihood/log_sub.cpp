@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/contract.h"
+#include "core/rounding.h"
 #include "core/scale.h"
 #include "likelihood/log_add.h"
 #include "zelsr/likelihood/log_add.h"
@@ -24,6 +25,7 @@ bool out_of_range(int32_t first, int32_t second)
 template <class T>
 SrStatus all_in_range(const T* first, const T* second, int32_t len)
 {
+    const DefaultFloatEnvironment environment;  // a subnormal difference counts
     for (int32_t i = 0; i < len; ++i)
         if (out_of_range(load_one(first + i), load_one(second + i))) return SrErrRange;
     return SrOk;
@@ -62,7 +64,7 @@ int32_t subtract_scaled_logs(int32_t s, int32_t y, float scale)
 }
 
 template <class T>
-void subtract_all(const T* src, T* srcdst, int32_t len)
+[[gnu::noinline]] void subtract_all(const T* src, T* srcdst, int32_t len)
 {
     for (int32_t i = 0; i < len; ++i)
         store_one(srcdst + i, subtract_logs(load_one(src + i), load_one(srcdst + i)));
@@ -70,7 +72,7 @@ void subtract_all(const T* src, T* srcdst, int32_t len)
 
 // A 16-bit result keeps the low 16 bits, so that the floor wraps: this is wanted.
 template <class T>
-void subtract_all_scaled(const T* src, T* srcdst, int32_t len, int32_t sf)
+[[gnu::noinline]] void subtract_all_scaled(const T* src, T* srcdst, int32_t len, int32_t sf)
 {
     const float scale = GetScale_32s32f(sf);
     for (int32_t i = 0; i < len; ++i)
@@ -87,6 +89,7 @@ SrStatus zelsLogSub_32f(const float* src, float* srcdst, int32_t len)
 {
     const auto in_range = [=] { return all_in_range(src, srcdst, len); };
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst), in_range)) return failed;
+    const DefaultFloatEnvironment environment;
     subtract_all(src, srcdst, len);
     return SrOk;
 }
@@ -95,6 +98,7 @@ SrStatus zelsLogSub_64f(const double* src, double* srcdst, int32_t len)
 {
     const auto in_range = [=] { return all_in_range(src, srcdst, len); };
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst), in_range)) return failed;
+    const DefaultFloatEnvironment environment;
     subtract_all(src, srcdst, len);
     return SrOk;
 }
@@ -103,6 +107,7 @@ SrStatus zelsLogSub_32s_Sfs(const int32_t* src, int32_t* srcdst, int32_t len, in
 {
     const auto in_range = [=] { return all_in_range(src, srcdst, len); };
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst), in_range)) return failed;
+    const DefaultFloatEnvironment environment;
     subtract_all_scaled(src, srcdst, len, sf);
     return SrOk;
 }
@@ -111,6 +116,7 @@ SrStatus zelsLogSub_16s_Sfs(const int16_t* src, int16_t* srcdst, int32_t len, in
 {
     const auto in_range = [=] { return all_in_range(src, srcdst, len); };
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst), in_range)) return failed;
+    const DefaultFloatEnvironment environment;
     subtract_all_scaled(src, srcdst, len, sf);
     return SrOk;
 }

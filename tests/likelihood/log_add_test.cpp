@@ -169,9 +169,9 @@ TYPED_TEST(LogAddFloat, EveryDifference)
         for (T near : around(static_cast<T>(d), 20)) differences.push_back(near);
     for (int i = 0; i < (thin_effort() ? 500 : 4000); ++i)
         differences.push_back(static_cast<T>(uniform(1.1 * Domain::kCut, 0.0)));
-    std::vector<T> larger = {T(0),        T(-0.0),        T(1),          T(-0.6931472), T(-0.0751832),
-                             T(-0.02975), T(-0.00111315), T(-0.0001234), T(12.25),      T(-300.7),
-                             T(65536),    T(-4.4e6),      T(-4.5e6),     T(-1e10)};
+    std::vector<T> larger = {T(0),          T(1e-7),     T(-3e-8),       T(-0.0),       T(1),     T(-0.6931472),
+                             T(-0.0751832), T(-0.02975), T(-0.00111315), T(-0.0001234), T(12.25), T(-300.7),
+                             T(65536),      T(-4.4e6),   T(-4.5e6),      T(-1e10)};
     for (const Domain domain{}; double floor : {domain.kLogZero, domain.kFloorBelow, 1.1 * domain.kLogZero})
         for (T near : around(static_cast<T>(floor), 2)) larger.push_back(near);
     Operands<T> all;
@@ -185,6 +185,24 @@ TYPED_TEST(LogAddFloat, EveryDifference)
     for (int32_t hint : kHints) {
         EXPECT_TRUE(adds<TypeParam>(all, 0, hint)) << "hint " << hint;
         EXPECT_TRUE(adds<TypeParam>(swapped, 0, hint)) << "hint " << hint;
+    }
+}
+
+// The larger term is the negative logarithm of what is added: what is left are the rounding errors of the
+// polynomial, in which the order of its sums shows.
+TYPED_TEST(LogAddFloat, EveryDifferenceWhereTheSumVanishes)
+{
+    using T = typename TypeParam::T;
+    for (int32_t hint : kHints) {
+        Operands<T> all;
+        for (int i = 0; i < (thin_effort() ? 300 : 3000); ++i) {
+            const T lo = static_cast<T>(uniform(DomainOf<T>::kCut, 0.0));
+            T hi = 0;
+            for (int step = 0; step < 20; ++step) hi -= TypeParam::sum(hi, lo, 0, hint);
+            all.src.push_back(hi);
+            all.srcdst.push_back(lo);
+        }
+        EXPECT_TRUE(adds<TypeParam>(all, 0, hint)) << "hint " << hint;
     }
 }
 

@@ -43,13 +43,7 @@ struct Scale_16s32s {
     template <class How = Direct>
     static SrStatus call(const int16_t* src, int32_t* dst, int32_t len, const Integer& c, How how = {})
     {
-        if constexpr (std::is_same_v<How, Direct>)
-            return how(zelsScaleLM_16s32s, src, dst, len, c.floor, c.multiplier, c.addend);
-        else  // as the caller lays them on the stack: each in a word of its own
-            return how(
-                reinterpret_cast<SrStatus (*)(const int16_t*, int32_t*, int32_t, int32_t, int32_t, int32_t)>(
-                    zelsScaleLM_16s32s),
-                src, dst, len, c.floor, c.multiplier, c.addend);
+        return how(zelsScaleLM_16s32s, src, dst, len, c.floor, c.multiplier, c.addend);
     }
 };
 
