@@ -22,8 +22,8 @@ ZELSR_BEGIN_DECLARATIONS
  * below 1 ::SrErrSize; the Mixture forms test null first, then stride, then size.
  *
  * Infinities and NaN flow through the arithmetic of the scores; constants beyond half of their type's range may
- * become infinite, since some members double them. Arrays on 16-byte boundaries with a step that is a multiple of 4
- * run fastest. No call allocates.
+ * become infinite, since some members double them. Arrays on 16-byte boundaries with a step that is a multiple of
+ * 4 run fastest. No call allocates.
  *
  * Thread rules: no state.
  * @{ */
