@@ -264,4 +264,24 @@ struct Store {
 template <class T>
 Store(T*) -> Store<T>;
 
+// The old value stays unless the score is greater: on equality, and where either is NaN.
+struct KeepMax_32f {
+    float* best;
+
+    void operator()(int32_t r, __m128 scores, int32_t count) const
+    {
+        store_first(best + r, _mm_max_ps(scores, load_first(best + r, count)), count);
+    }
+};
+struct KeepMax_64f {
+    double* best;
+
+    void operator()(int32_t r, __m128d scores, int32_t count) const
+    {
+        store_first(best + r, _mm_max_pd(scores, load_first(best + r, count)), count);
+    }
+};
+inline KeepMax_32f keep_max(float* best) { return {best}; }
+inline KeepMax_64f keep_max(double* best) { return {best}; }
+
 }  // namespace zelsr

@@ -4,5 +4,6 @@
 
 #include "zelsr/likelihood/gauss.h"
 #include "zelsr/likelihood/log_add.h"
+#include "zelsr/likelihood/mixture.h"
 
 #endif
