@@ -175,7 +175,6 @@ struct Member {
         const bool vector = single_vector() || (mixture() && unit());
         return {low() ? Arithmetic::Low : Arithmetic::Plain, vector ? Kernel::Vector : Kernel::Rows, integer()};
     }
-    // Single-precision sums whose every term is exact may have an order that is open.
     friend std::ostream& operator<<(std::ostream& out, const Member& m) { return out << m.name; }
 };
 
@@ -241,6 +240,18 @@ inline void keep_pairs_within_32_bits(Vector& row, const Vector& vector, bool ro
     }
 }
 
+// Log additions do something only where the terms lie within 15.3 of each other: running values near the scores,
+// components' constants that bring their scores together.
+inline void bring_together(const Member& m, Problem& p)
+{
+    for (std::size_t r = 0; r < p.rows.size(); ++r) {
+        const double apart = uniform(-18.0F, 18.0F);
+        const double score = reference::fixed::score(m.form(), p.operands(m, r), p.val(r), p.sf).value;
+        if (m.has("GaussAdd")) p.before[r] = static_cast<float>(score + apart);
+        if (m.mixture()) p.vals[r] = static_cast<float>(p.vals[r] - score + apart);
+    }
+}
+
 inline Problem random_problem(const Member& m, Values values, int width, int height, int32_t sf)
 {
     Problem p;
@@ -255,6 +266,7 @@ inline Problem random_problem(const Member& m, Values values, int width, int hei
         if (r == 0 || m.constant_a_row()) p.vals.push_back(std::round(uniform(-bound, bound)));
         p.before.push_back(std::round(uniform(-bound, bound)));
     }
+    bring_together(m, p);
     return p;
 }
 

@@ -80,22 +80,21 @@ TEST_P(FixedScores, EveryWidthAndHeight)
     for (int width : widths())
         for (int height : heights())
             for (Values values : all_values())
-                for (int round = m.single_vector() ? 0 : 2; round < 3; ++round)
-                    ASSERT_TRUE(runs(m, problem(values, width, height, any_of(scale_factors_16s())),
-                                     random_layout(width)));
+                ASSERT_TRUE(
+                    runs(m, problem(values, width, height, any_of(scale_factors_16s())), random_layout(width)));
 }
 
 TEST_P(FixedScores, EveryScaleFactor)
 {
     for (int32_t sf : scale_factors_16s())
-        for (int width : {1, 4, 7, 8, 15, 16, 22, 40})
+        for (int width : {1, 4, 7, 8, 15, 22})
             for (Values values : all_values())
                 ASSERT_TRUE(runs(m, problem(values, width, m.single_vector() ? 1 : 3, sf), random_layout(width)));
 }
 
 TEST_P(FixedScores, EveryPlacement)
 {
-    for (int width : {7, 16, 21})
+    for (int width : {7, 24})
         for (const Arrangement& where : arrangements(6, sizeof(int16_t))) {
             const Layout layout{where[0],
                                 where[1],
@@ -133,14 +132,14 @@ TEST_P(FixedScores, ManyRows)
     std::vector<int> heights = {99, 100, 101, 127, 128, 129, 200, 201, 256, 257};
     if (thin_effort()) heights = {100, 101, 128, 129};
     for (int height : heights)
-        for (int width : {3, 8, 12})
-            for (Values values : all_values())
-                for (int misalign : {0, 2}) {
-                    Layout layout;
-                    layout.rows.misalign = misalign;
-                    layout.beyond_width = (8 - width % 8) % 8;
-                    ASSERT_TRUE(runs(m, problem(values, width, height, any_of<int32_t>({-2, 1, 6})), layout));
-                }
+        for (int misalign : {0, 2})
+            for (int width : {3, 8, 12}) {
+                Layout layout;
+                layout.rows.misalign = misalign;
+                layout.beyond_width = (8 - width % 8) % 8;
+                ASSERT_TRUE(
+                    runs(m, problem(any_of(all_values()), width, height, any_of<int32_t>({-2, 1, 6})), layout));
+            }
 }
 
 TEST_P(FixedScores, AnyConstant)
@@ -151,25 +150,22 @@ TEST_P(FixedScores, AnyConstant)
         constants.insert(constants.end(), {16777217, -16777217, 2147483520, -2147483520});
     } else {
         for (float special : special_values<float>()) constants.push_back(special);
+        constants.insert(constants.end(), {-4.5e6, -5e6, -6e6, -16});  // about the floor of log additions
     }
-    // An integer maximum has no stated result for a plain score of 2^31.
+    const int height = m.single_vector() ? 1 : m.running() ? static_cast<int>(constants.size()) : 3;
     const bool integer_maximum = m.integer() && m.has("GaussMax");
-    for (int width : {1, 8, 11})
-        for (double val : constants)
-            for (double before : constants)
-                for (int32_t sf : {-1, 0, 4}) {
-                    if (integer_maximum && !(m.low() && sf >= 0) && val > 2147483520) continue;
-                    if (!m.running() && before != 0) continue;
-                    Problem p = problem(Values::Small, width, m.single_vector() ? 1 : 3, sf);
-                    p.vals.assign(p.vals.size(), val);
-                    p.before.assign(p.before.size(), before);
-                    p.before[0] = any_of(constants);
-                    if (!p.vals.empty() && p.vals.size() > 1) p.vals[1] = 5;
-                    ASSERT_TRUE(runs(m, p)) << "val " << val << ", before " << before;
-                }
+    for (double val : constants)
+        for (int32_t sf : {-1, 0, 4}) {
+            // An integer maximum has no stated result for a plain score of 2^31.
+            if (integer_maximum && !(m.low() && sf >= 0) && val > 2147483520) continue;
+            Problem p = problem(Values::Small, any_of<int>({1, 8, 11}), height, sf);
+            p.vals.assign(p.vals.size(), val);
+            if (p.vals.size() > 1) p.vals[1] = 5;
+            if (m.running()) p.before = constants;
+            ASSERT_TRUE(runs(m, p)) << "val " << val;
+        }
 }
 
-// A row is scored in its group as alone.
 TEST_P(FixedScores, IsValWhereFeatureAndMeanAreTheSame)
 {
     if (m.running() || m.mixture()) return;
