@@ -24,5 +24,43 @@ const Member kMembers[] = {
 };
 INSTANTIATE_TEST_SUITE_P(FrameMaxima, FixedScores, testing::ValuesIn(kMembers), member_name);
 
+TEST(FixedMaxima, AnIntegerIsAsExactAsASingle)
+{
+    const int16_t x = 1, m = 0, p = 1;
+    for (auto [before, after] : {std::pair{16777217, 16777216},
+                                 {16777219, 16777220},
+                                 {2147483520, 2147483520},
+                                 {2147483519, 2147483520},
+                                 {-5, -4},
+                                 {-4, -4},
+                                 {-3, -3},
+                                 {0, 0}}) {
+        int32_t best = before;
+        EXPECT_EQ(zelsLogGaussMax_16s32s_D2Sfs(&x, 1, &m, &p, 1, &best, 1, -3, -1), SrOk);  // the score is -4
+        EXPECT_EQ(best, after) << before;
+        best = before;
+        EXPECT_EQ(zelsLogGaussMax_IdVar_16s32s_D2Sfs(&x, 1, &m, 1, &best, 1, -3, -1), SrOk);
+        EXPECT_EQ(best, after) << before;
+        best = before;
+        EXPECT_EQ(zelsLogGaussMax_Low_16s32s_D2Sfs(&x, 1, &m, &p, 1, &best, 1, -4, 0), SrOk);  // loses the square
+        EXPECT_EQ(best, after) << before;
+    }
+    int32_t best = 0;
+    EXPECT_EQ(zelsLogGaussMax_Low_16s32s_D2Sfs(&x, 1, &m, &p, 1, &best, 1, 16777217, 0), SrOk);
+    EXPECT_EQ(best, 16777216) << "the score too";
+}
+
+TEST(FixedMaxima, AScoreThatIsNotANumberChangesNothing)
+{
+    const int16_t x = 1, m = 0, p = 1;
+    for (float before : special_values<float>()) {
+        float best = before;
+        EXPECT_EQ(zelsLogGaussMax_Scaled_16s32f_D2(&x, 1, &m, &p, 1, &best, 1, NAN, 0), SrOk);
+        EXPECT_TRUE(same_value(before, best));
+        EXPECT_EQ(zelsLogGaussMax_LowScaled_16s32f_D2(&x, 1, &m, &p, 1, &best, 1, NAN, 0), SrOk);
+        EXPECT_TRUE(same_value(before, best));
+    }
+}
+
 }  // namespace
 }  // namespace zelsr::test::fixed

@@ -240,16 +240,22 @@ inline void keep_pairs_within_32_bits(Vector& row, const Vector& vector, bool ro
     }
 }
 
-// Log additions do something only where the terms lie within 15.3 of each other: running values near the scores,
-// components' constants that bring their scores together.
+// Log additions do something only where the terms lie within 15.3 of each other, and their arithmetics differ
+// visibly only near 0: constants bring scores there, running values near the scores. Not where a score is fixed
+// too loosely.
 inline void bring_together(const Member& m, Problem& p)
 {
-    for (std::size_t r = 0; r < p.rows.size(); ++r) {
-        const double apart = uniform(-18.0F, 18.0F);
-        const double score = reference::fixed::score(m.form(), p.operands(m, r), p.val(r), p.sf).value;
-        if (m.has("GaussAdd")) p.before[r] = static_cast<float>(score + apart);
-        if (m.mixture()) p.vals[r] = static_cast<float>(p.vals[r] - score + apart);
+    const auto score = [&](std::size_t r) {
+        return reference::fixed::score(m.form(), p.operands(m, r), p.val(r), p.sf);
+    };
+    for (std::size_t r = 0; r < p.vals.size(); ++r) {
+        const Score first = score(r);
+        if (first.not_fixed > 0.01) continue;
+        p.vals[r] = static_cast<float>(p.vals[r] - first.value + uniform(-9.0F, 9.0F));
     }
+    for (std::size_t r = 0; r < p.rows.size(); ++r)
+        if (const Score now = score(r); now.not_fixed <= 0.01)
+            p.before[r] = static_cast<float>(now.value + uniform(-18.0F, 18.0F));
 }
 
 inline Problem random_problem(const Member& m, Values values, int width, int height, int32_t sf)
@@ -266,7 +272,7 @@ inline Problem random_problem(const Member& m, Values values, int width, int hei
         if (r == 0 || m.constant_a_row()) p.vals.push_back(std::round(uniform(-bound, bound)));
         p.before.push_back(std::round(uniform(-bound, bound)));
     }
-    bring_together(m, p);
+    if (m.has("GaussAdd") || m.mixture()) bring_together(m, p);
     return p;
 }
 

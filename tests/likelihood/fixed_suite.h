@@ -257,7 +257,8 @@ TEST_P(FixedScores, ExactScoresAreTheSameInEachRoundingMode)
     if (m.integer() || m.has("GaussAdd") || m.mixture()) return;
     for (int width : {5, 16, 39}) {
         const Problem p = problem(Values::Small, width, m.single_vector() ? 1 : 5, 2);
-        const auto expected = expected_results(m, p, [](std::size_t) { return false; });
+        auto expected = expected_results(m, p, [](std::size_t) { return false; });
+        for (Score& score : expected) score.not_fixed = 1e-30;  // rounding down, 1 - 1 is minus zero
         for (int mode : {FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO}) {
             const Trial trial(m, p);
             const Arguments arguments = trial.arguments();
