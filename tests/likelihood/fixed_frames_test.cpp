@@ -59,10 +59,13 @@ TEST(FixedFrames, DifferencesSaturateInGroupsOfEightOnly)
 TEST(FixedFrames, UnitVariancesDoNotWrap)
 {
     Rows16 r;
-    for (int k : {0, 2, 4, 6}) r.x[k] = INT16_MIN;
+    for (int k : {0, 1}) r.x[k] = INT16_MIN;
+    EXPECT_EQ(zelsLogGauss_IdVarScaled_16s32f_D2(r.x, 16, r.m, 8, r.single, 2, 0, -1), SrOk);
+    EXPECT_EQ(r.single[0], -0x1p31F) << "one pair's squares, 2^31 in all";
+    for (int k : {2, 4}) r.x[k] = INT16_MIN;
     EXPECT_EQ(zelsLogGauss_IdVarScaled_16s32f_D2(r.x, 16, r.m, 8, r.single, 2, 0, -1), SrOk);
     EXPECT_EQ(r.single[0], -0x1p32F);
-    for (int k : {1, 3, 5, 7}) r.x[k] = INT16_MAX;
+    for (int k : {3, 5, 6, 7}) r.x[k] = INT16_MAX;
     EXPECT_EQ(zelsLogGauss_IdVarScaled_16s32f_D2(r.x, 16, r.m, 8, r.single, 2, 0, -1), SrOk);
     EXPECT_NEAR(r.single[0], -0x1p33F, 0x1p20F);
 }

@@ -53,12 +53,6 @@ inline std::vector<int32_t> scale_factors_16s()
     return all;
 }
 
-template <class T>
-const T& any_of(const std::vector<T>& all)
-{
-    return all[generator()() % all.size()];
-}
-
 // Every array on 16 bytes, or each anywhere; steps of all kinds.
 inline Layout random_layout(int width)
 {

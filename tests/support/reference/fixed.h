@@ -66,7 +66,7 @@ inline Sum sum_in_any_order(const std::vector<float>& terms)
         magnitude += std::abs(whole);
     }
     const std::int64_t unit = bits & -bits;
-    if (magnitude <= (unit << 24)) return {static_cast<float>(sum)};
+    if (static_cast<double>(magnitude) <= 0x1p24 * static_cast<double>(unit)) return {static_cast<float>(sum)};
     return {static_cast<float>(sum), static_cast<double>(terms.size()) * 0x1p-23 * static_cast<double>(magnitude)};
 }
 
