@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cfenv>
+#include <memory>
 
 #include "likelihood/fixed_members.h"
 #include "support/environment.h"
