@@ -6,5 +6,6 @@
 #include "zelsr/likelihood/gauss.h"
 #include "zelsr/likelihood/log_add.h"
 #include "zelsr/likelihood/mixture.h"
+#include "zelsr/likelihood/select.h"
 
 #endif
