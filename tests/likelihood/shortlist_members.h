@@ -96,7 +96,8 @@ inline Groups random_groups(int groups, bool var, int limit)
 {
     Groups all;
     const int size = uniform(1, 4);
-    for (int g = 0; g < groups; ++g) all.push_back(uniform_vector<int32_t>(var ? uniform(1, 4) : size, 0, limit - 1));
+    for (int g = 0; g < groups; ++g)
+        all.push_back(uniform_vector<int32_t>(var ? uniform(1, 4) : size, 0, limit - 1));
     return all;
 }
 
@@ -174,7 +175,10 @@ class Rows {
 };
 
 // A list of indices, flush with the forbidden page behind it.
-inline Placement behind(const std::vector<int32_t>& list) { return flush(Edge::Back, list.size() * sizeof(int32_t)); }
+inline Placement behind(const std::vector<int32_t>& list)
+{
+    return flush(Edge::Back, list.size() * sizeof(int32_t));
+}
 
 inline testing::AssertionResult same_rows(const std::vector<Bytes>& expected, const std::vector<Bytes>& actual)
 {

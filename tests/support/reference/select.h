@@ -71,17 +71,19 @@ inline void invert_in_rows(const Groups& groups, std::vector<Bytes>& rows, int o
 inline void invert_in_columns(const Groups& groups, std::vector<Bytes>& rows, int offset)
 {
     for (std::size_t c = 0; c < groups.size(); ++c)
-        for (std::int32_t t : groups[c]) invert_bit(rows[static_cast<std::size_t>(t)], offset + static_cast<int>(c));
+        for (std::int32_t t : groups[c])
+            invert_bit(rows[static_cast<std::size_t>(t)], offset + static_cast<int>(c));
 }
 
 // --- scores of selected components ---
 
 // One frame, component after component: the first score as it is, then ln(e^s + e^d) by add(s, d). selected(j) and
-// score(j) tell of component j. Scores are counted in 16 bits, so that 65536 of them count as none.
-template <class Selected, class Score, class Add>
-float selected_sum(int components, Selected selected, Score score, float default_value, Add add)
+// score(j) tell of component j. Counter is the type that counts the scores: one of 16 bits takes 65536 of them for
+// none.
+template <class Counter, class Selected, class Score, class Add>
+float selected_sum(int components, Selected selected, Score score, float fallback, Add add)
 {
-    std::uint16_t counter = 0;
+    Counter counter = 0;
     float sum = -4.5e6F;
     for (int j = 0; j < components; ++j) {
         if (!selected(j)) continue;
@@ -89,7 +91,7 @@ float selected_sum(int components, Selected selected, Score score, float default
         sum = counter == 0 ? s : add(s, sum);
         ++counter;
     }
-    return counter == 0 ? default_value : sum;
+    return counter == 0 ? fallback : sum;
 }
 
 // A score in double precision, and how far a score in single precision may lie from it, whatever the order of its
@@ -123,15 +125,16 @@ inline RealScore real_score(const std::int16_t* x, const std::int16_t* m, const 
         sum += static_cast<double>(d * d) * p[k];
         magnitude += static_cast<double>(d * d) * std::abs(p[k]);
     }
-    return real_score(std::abs(double{val}), std::ldexp(magnitude, -sf - 1), val - std::ldexp(sum, -sf - 1), width);
+    return real_score(std::abs(double{val}), std::ldexp(magnitude, -sf - 1), val - std::ldexp(sum, -sf - 1),
+                      width);
 }
 
 // An addition in single precision beside ln(e^a + e^b): what the cut leaves out, up to 2.23e-7, is more than its
 // polynomial in single precision errs by anywhere above the cut; then the result is rounded.
 inline constexpr double kFastAddition = 2.25e-7;
 
-// The logarithm of the sum of some scores, and how far sums by additions in single precision, in any order, may lie
-// from it. A sum of logarithms moves no further than the logarithm that moves furthest.
+// The logarithm of the sum of some scores, and how far sums by additions in single precision, in any order, may
+// lie from it. A sum of logarithms moves no further than the logarithm that moves furthest.
 inline RealScore real_sum(const std::vector<RealScore>& scores)
 {
     RealScore sum = scores.front();

@@ -1,0 +1,566 @@
+// Tables of bits: uniting rows, inverting bits.
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "likelihood/shortlist_members.h"
+#include "support/bits.h"
+#include "support/faults.h"
+#include "support/odd_stack.h"
+
+namespace zelsr::test::shortlist {
+namespace {
+
+using Builders = testing::Types<Build, BuildVar>;
+using Fillers = testing::Types<Row, RowVar, Column, ColumnVar>;
+struct BuilderNames {
+    template <class M>
+    static std::string GetName(int i)
+    {
+        static const char* const names[] = {"Fixed", "Var"};
+        return names[i];
+    }
+};
+struct FillerNames {
+    template <class M>
+    static std::string GetName(int i)
+    {
+        static const char* const names[] = {"Row", "RowVar", "Column", "ColumnVar"};
+        return names[i];
+    }
+};
+
+template <class M>
+class BuildSignTable : public testing::Test {};
+TYPED_TEST_SUITE(BuildSignTable, Builders, BuilderNames);
+template <class M>
+class FillShortlist : public testing::Test {};
+TYPED_TEST_SUITE(FillShortlist, Fillers, FillerNames);
+
+template <std::size_t N>
+Bytes bytes(const uint8_t (&array)[N])
+{
+    return Bytes(array, array + N);
+}
+
+// --- uniting rows ---
+
+// One call with every array between guard pages: the status, the result's bits, everything else as before.
+template <class M>
+testing::AssertionResult builds(const Groups& groups, const std::vector<Bytes>& table, const Rows& rows,
+                                int offset, int width, Placement place)
+{
+    const std::vector<int32_t> list = joined(groups), counts = sizes(groups);
+    const Guarded<int32_t> index(list, behind(list)), count(counts, behind(counts));
+    const Guarded<uint8_t> result(groups.size() * bytes_of(width), place);
+    const Arguments a{index.data(),  counts[0],
+                      count.data(),  rows.list(),
+                      rows.count(),  static_cast<int32_t>(table[0].size()),
+                      offset,        width,
+                      result.data(), static_cast<int32_t>(groups.size())};
+    if (auto right = status_is(SrOk, M::call(a)); !right) return right;
+    if (!result.intact() || !rows.intact())
+        return testing::AssertionFailure() << "a byte beside an array was written";
+    if (index.values() != list || count.values() != counts)
+        return testing::AssertionFailure() << "the list or the counts were written";
+    if (auto same = same_rows(table, rows.values()); !same)
+        return testing::AssertionFailure() << "the table was written: " << same.message();
+    return same_values(M::kVar ? reference::first_bit_table(groups, table, offset, width)
+                               : reference::sign_table(groups, table, offset, width),
+                       result.values());
+}
+
+template <class M>
+testing::AssertionResult builds(const Groups& groups, const std::vector<Bytes>& table, int offset, int width)
+{
+    return builds<M>(groups, table, Rows(table, true), offset, width, {});
+}
+
+// Sparse rows, so that the union of four is not full; with a bit before and a bit behind every window.
+std::vector<Bytes> random_table(int count, std::size_t bytes) { return random_rows(count, bytes, 60); }
+
+// Results of 1 to 8 rows: those from 5 bytes on, of 4 to 24 columns, from rows that are 32 bytes longer than the
+// window needs may be united many bits at a time.
+TYPED_TEST(BuildSignTable, EveryOffsetWidthAndRowLength)
+{
+    int places = 0;
+    for (std::size_t needed = 1; needed <= 8; ++needed)
+        for (std::size_t spare : {0u, 1u, 7u, 31u, 32u, 33u, 64u}) {
+            const std::vector<Bytes> table = random_table(6, needed + spare);
+            const Rows rows(table, spare % 2 == 0);
+            for (int offset = 0; offset <= 17; ++offset)
+                for (int width = 1; width <= 40; ++width) {
+                    if (bytes_of(offset + width) != needed) continue;
+                    if (thin_effort() && (offset + width + static_cast<int>(spare)) % 5 != 0) continue;
+                    const int height = 1 + ++places % 8;
+                    const Placement place{places % 16, places % 3 == 0 ? Edge::Front : Edge::Back};
+                    ASSERT_TRUE(builds<TypeParam>(random_groups(height, TypeParam::kVar, 6), table, rows, offset,
+                                                  width, place))
+                        << "offset " << offset << ", width " << width << ", " << spare
+                        << " bytes more than needed, " << height << " rows, result " << describe(place);
+                }
+        }
+}
+
+TYPED_TEST(BuildSignTable, EveryHeightAroundFiveBytesOfResult)
+{
+    for (int width : {1, 3, 4, 8, 9, 16, 17, 24, 25, 32, 33})
+        for (int height = 1; height <= 9; ++height)
+            for (std::size_t spare : {0u, 32u})
+                for (int offset : {0, 5, 8}) {
+                    const std::size_t needed = bytes_of(offset + width);
+                    const std::vector<Bytes> table = random_table(5, needed + spare);
+                    const Rows rows(table, height % 2 == 0);
+                    const std::size_t bytes = static_cast<std::size_t>(height) * bytes_of(width);
+                    for (Edge edge : {Edge::Front, Edge::Back})
+                        ASSERT_TRUE(builds<TypeParam>(random_groups(height, TypeParam::kVar, 5), table, rows,
+                                                      offset, width, flush(edge, bytes)))
+                            << "offset " << offset << ", width " << width << ", " << height << " rows, " << spare
+                            << " bytes more than needed";
+                }
+}
+
+TYPED_TEST(BuildSignTable, LargeTables)
+{
+    for (int round = 0; round < (thin_effort() ? 3 : 20); ++round) {
+        const int width = round % 2 == 0 ? uniform(4, 24) : uniform(25, 700), offset = uniform(0, 1000);
+        const std::size_t spare = round % 4 < 2 ? 0 : 32;
+        const std::vector<Bytes> table =
+            random_rows(100, bytes_of(offset + width) + spare, round % 3 == 0 ? 2 : 20);
+        Groups groups(static_cast<std::size_t>(uniform(1, 60)));
+        const int size = uniform(1, 30);
+        for (auto& group : groups) group = uniform_vector<int32_t>(TypeParam::kVar ? uniform(1, 30) : size, 0, 99);
+        ASSERT_TRUE(builds<TypeParam>(groups, table, offset, width)) << "offset " << offset << ", width " << width;
+    }
+}
+
+// Bits beside the window are 1, bits in it are 0, or the reverse.
+TYPED_TEST(BuildSignTable, TakesNoBitBesideTheWindow)
+{
+    for (int offset = 0; offset <= 17; ++offset)
+        for (int width = 1; width <= 40; ++width)
+            for (std::size_t spare : {0u, 32u}) {
+                Bytes beside(bytes_of(offset + width) + spare, 0xff), inside(beside.size(), 0);
+                for (int c = 0; c < width; ++c) reference::invert_bit(beside, offset + c);
+                for (int c = 0; c < width; ++c) reference::invert_bit(inside, offset + c);
+                const Groups groups(5, {0}), others(5, {1});
+                const Bytes nothing(5 * bytes_of(width), 0);
+                ASSERT_EQ(reference::sign_table(groups, {beside, inside}, offset, width), nothing);
+                ASSERT_TRUE(builds<TypeParam>(groups, {beside, inside}, offset, width)) << offset << ", " << width;
+                if (TypeParam::kVar) continue;
+                ASSERT_TRUE(builds<TypeParam>(others, {beside, inside}, offset, width)) << offset << ", " << width;
+            }
+}
+
+TYPED_TEST(BuildSignTable, OneBitAtATimeLandsInItsColumn)
+{
+    for (int width : {1, 4, 7, 8, 23, 24, 25, 40})
+        for (int offset : {0, 3, 8, 15})
+            for (int set = 0; set < width; ++set) {
+                Bytes row(bytes_of(offset + width) + 32, 0);
+                reference::set_bit(row.data(), offset + set);
+                ASSERT_TRUE(builds<TypeParam>(Groups(5, {0}), {row}, offset, width))
+                    << "bit " << set << " of " << width << ", offset " << offset;
+            }
+}
+
+TEST(BuildSignTable, IsTheUnionOfItsGroupsRows)
+{
+    const uint8_t row0[] = {0b10000000, 0b00000001}, row1[] = {0b00010000, 0b00000100}, row2[] = {0xff, 0xff};
+    const uint8_t* const table[] = {row0, row1, row2};
+    const int32_t index[] = {0, 1, 1, 1, 2, 0};
+    uint8_t result[] = {9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(zelsBuildSignTable_8u1u(index, 2, table, 3, 2, 0, result, 3, 16), SrOk);
+    EXPECT_EQ(bytes(result), (Bytes{0b10010000, 0b00000101, 0b00010000, 0b00000100, 0xff, 0xff}));
+    // Bits 3 to 14: the bits behind the twelfth column are 0.
+    EXPECT_EQ(zelsBuildSignTable_8u1u(index, 2, table, 3, 2, 3, result, 3, 12), SrOk);
+    EXPECT_EQ(bytes(result), (Bytes{0b10000000, 0b00100000, 0b10000000, 0b00100000, 0xff, 0xf0}));
+}
+
+// Of output row r the first counts[r] indices of the whole list, and one bit for all columns.
+TEST(BuildSignTable, OfSeveralCountsSetsOnlyTheTopBitOfARowFromTheListsStart)
+{
+    const uint8_t empty[] = {0, 0, 0}, last_column[] = {0, 0, 0b00000001}, full[] = {0xff, 0xff, 0xff};
+    const uint8_t* const table[] = {empty, last_column, full};
+    // Groups {0}, {2, 2}, {0, 2, 1}, {2}; taken are {0}, {0, 2}, {0, 2, 2}, {0}.
+    const int32_t index[] = {0, 2, 2, 0, 2, 1, 2}, counts[] = {1, 2, 3, 1};
+    uint8_t result[12];
+    std::fill_n(result, 12, uint8_t{0xaa});
+    EXPECT_EQ(zelsBuildSignTable_Var_8u1u(index, counts, table, 3, 3, 0, result, 4, 24), SrOk);
+    EXPECT_EQ(bytes(result), (Bytes{0, 0, 0, 0x80, 0, 0, 0x80, 0, 0, 0, 0, 0}));
+    // The last column alone sets the first bit; one column fewer sets none.
+    const int32_t second[] = {1};
+    EXPECT_EQ(zelsBuildSignTable_Var_8u1u(second, counts, table, 3, 3, 0, result, 1, 24), SrOk);
+    EXPECT_EQ(Bytes(result, result + 6), (Bytes{0x80, 0, 0, 0x80, 0, 0}));
+    EXPECT_EQ(zelsBuildSignTable_Var_8u1u(second, counts, table, 3, 3, 0, result, 1, 23), SrOk);
+    EXPECT_EQ(result[0], 0);
+    EXPECT_EQ(zelsBuildSignTable_Var_8u1u(second, counts, table, 3, 3, 22, result, 1, 2), SrOk);
+    EXPECT_EQ(result[0], 0x80);
+}
+
+// Rows that no index names are not looked at, not even for null.
+TYPED_TEST(BuildSignTable, LeavesUnnamedRowsAlone)
+{
+    const Bytes row(40, 0x11);
+    uint8_t* const table[] = {nullptr, const_cast<uint8_t*>(row.data()), nullptr};
+    const std::vector<int32_t> index(6, 1), counts(6, 1);
+    uint8_t result[6];
+    for (int32_t width : {3, 8}) {
+        std::fill_n(result, 6, uint8_t{0xaa});
+        const Arguments a{index.data(), 1, counts.data(), table, 3, 40, 0, width, result, 6};
+        EXPECT_EQ(TypeParam::call(a), SrOk);
+        EXPECT_EQ(result[5], width == 3 ? 0 : TypeParam::kVar ? 0x80 : 0x11);
+    }
+}
+
+// A problem in memory of its own, for the checks.
+struct Checked {
+    std::vector<Bytes> table = random_rows(4, 40, 60);
+    Rows rows{table, true};
+    std::vector<int32_t> index = uniform_vector<int32_t>(18, 0, 3), counts = std::vector<int32_t>(6, 3);
+    Guarded<uint8_t> result{12};
+    Arguments good{index.data(), 3, counts.data(), rows.list(), 4, 3, 9, 15, result.data(), 6};
+};
+
+TYPED_TEST(BuildSignTable, PointersSizesRowLengthCountsAndIndicesAreCheckedInThisOrder)
+{
+    static const int32_t bad_index[] = {-1}, bad_count[] = {3, 3, 3, 3, 3, 0};
+    Checked c;
+    ASSERT_EQ(TypeParam::call(c.good), SrOk);
+    const auto call = [](const Arguments& a) { return TypeParam::call(a); };
+    for (int32_t size : {0, -1, INT_MIN}) {
+        std::vector<Fault<Arguments>> faults = {
+            {"index", SrErrNullPtr, [](Arguments& a) { a.index = nullptr; }},
+            {"table", SrErrNullPtr, [](Arguments& a) { a.rows = nullptr; }},
+            {"result", SrErrNullPtr, [](Arguments& a) { a.result = nullptr; }},
+            {"rows", SrErrSize, [size](Arguments& a) { a.rows_count = size; }},
+            {"row length", SrErrSize, [size](Arguments& a) { a.row_bytes = size; }},
+            {"offset", SrErrSize, [](Arguments& a) { a.offset = -1; }},
+            {"width", SrErrSize, [size](Arguments& a) { a.width = size; }},
+            {"height", SrErrSize, [size](Arguments& a) { a.height = size; }},
+            {"short rows", SrErrStride, [](Arguments& a) { a.row_bytes = 2; }},
+            {"bad index", SrErrBadArg, [](Arguments& a) { a.index = bad_index; }},
+        };
+        if (TypeParam::kVar) {
+            faults.insert(faults.begin(), {"counts", SrErrNullPtr, [](Arguments& a) { a.counts = nullptr; }});
+            faults.insert(faults.end() - 1, {"bad count", SrErrSize, [](Arguments& a) { a.counts = bad_count; }});
+        } else {
+            faults.insert(faults.begin() + 3, {"count", SrErrSize, [size](Arguments& a) { a.count = size; }});
+        }
+        expect_check_order<Arguments>(c.good, faults, call, {&c.result});
+    }
+    Arguments a = c.good;
+    a.offset = INT_MIN;
+    EXPECT_EQ(TypeParam::call(a), SrErrSize);
+}
+
+TYPED_TEST(BuildSignTable, ABadIndexAnywhereLeavesTheResult)
+{
+    for (int32_t row_bytes : {3, 40}) {  // as short as the window allows, and long
+        Checked c;
+        c.good.row_bytes = row_bytes;
+        c.result.take_snapshot();
+        for (int32_t bad : {-1, 4, INT_MIN, INT_MAX})
+            for (std::size_t i = 0; i < c.index.size(); ++i) {
+                std::vector<int32_t> list = c.index;
+                list[i] = bad;
+                const Guarded<int32_t> index(list, behind(list));
+                Arguments a = c.good;
+                a.index = index.data();
+                EXPECT_EQ(TypeParam::call(a), SrErrBadArg) << bad << " at " << i;
+                EXPECT_TRUE(c.result.as_snapshot()) << bad << " at " << i;
+            }
+    }
+}
+
+// As many indices as the counts add up to, no more: a bad one behind them is not seen.
+TYPED_TEST(BuildSignTable, TestsNoIndexBehindTheLast)
+{
+    Checked c;
+    c.index.push_back(-1);
+    Arguments a = c.good;
+    a.index = c.index.data();
+    EXPECT_EQ(TypeParam::call(a), SrOk);
+    if (!TypeParam::kVar) return;
+    c.counts[5] = 4;
+    EXPECT_EQ(TypeParam::call(a), SrErrBadArg);
+    c.counts[0] = 2;
+    EXPECT_EQ(TypeParam::call(a), SrOk);
+}
+
+TEST(BuildSignTable, ACountBelowOneAnywhereLeavesTheResult)
+{
+    for (std::size_t r = 0; r < 6; ++r)
+        for (int32_t bad : {0, -1, INT_MIN}) {
+            Checked c;
+            c.counts[r] = bad;
+            c.result.take_snapshot();
+            EXPECT_EQ(BuildVar::call(c.good), SrErrSize) << bad << " for row " << r;
+            EXPECT_TRUE(c.result.as_snapshot());
+        }
+}
+
+template <class M>
+void expect_row_length_bound(const Arguments& good)
+{
+    for (int offset = 0; offset <= 17; ++offset)
+        for (int width = 1; width <= 15; ++width) {
+            Arguments a = good;
+            a.offset = offset;
+            a.width = width;
+            a.row_bytes = static_cast<int32_t>(bytes_of(offset + width));
+            EXPECT_EQ(M::call(a), SrOk) << "offset " << offset << ", width " << width;
+            if (--a.row_bytes == 0) continue;
+            EXPECT_EQ(M::call(a), SrErrStride) << "offset " << offset << ", width " << width;
+        }
+    Arguments a = good;  // three bytes hold 24 bits
+    a.row_bytes = 3;
+    a.width = 15;
+    a.offset = 9;
+    EXPECT_EQ(M::call(a), SrOk);
+    a.offset = 10;
+    EXPECT_EQ(M::call(a), SrErrStride);
+    for (int32_t offset : {INT_MAX, INT_MAX - 1, INT_MAX - 6, INT_MAX - 7, INT_MAX - 14}) {
+        a.offset = offset;
+        EXPECT_EQ(M::call(a), SrErrStride) << "offset " << offset;
+    }
+}
+
+TYPED_TEST(BuildSignTable, TheWindowMayFillTheRowButNotPassIt)
+{
+    Checked c;
+    expect_row_length_bound<TypeParam>(c.good);
+    Arguments a = c.good;
+    a.width = INT_MAX;
+    EXPECT_EQ(TypeParam::call(a), SrErrStride);
+    a.offset = INT_MAX;
+    EXPECT_EQ(TypeParam::call(a), SrErrStride);
+}
+
+// --- inverting bits ---
+
+// Rows of bits to be filled, and the groups of indices for the member.
+struct FillProblem {
+    std::vector<Bytes> bits;
+    Groups groups;
+    int offset, width;
+};
+
+template <class M>
+FillProblem random_fill(int height, int width, int offset, std::size_t spare)
+{
+    return {random_rows(height, bytes_of(offset + width) + spare, 128),
+            M::kColumns ? random_groups(width, M::kVar, height) : random_groups(height, M::kVar, width), offset,
+            width};
+}
+
+template <class M>
+std::vector<Bytes> filled(FillProblem p)
+{
+    if (M::kColumns)
+        reference::invert_in_columns(p.groups, p.bits, p.offset);
+    else
+        reference::invert_in_rows(p.groups, p.bits, p.offset);
+    return p.bits;
+}
+
+template <class M>
+testing::AssertionResult fills(const FillProblem& p, bool even_behind)
+{
+    const std::vector<int32_t> list = joined(p.groups), counts = sizes(p.groups);
+    const Guarded<int32_t> index(list, behind(list)), count(counts, behind(counts));
+    const Rows rows(p.bits, even_behind);
+    const Arguments a{index.data(), counts[0],
+                      count.data(), rows.list(),
+                      rows.count(), static_cast<int32_t>(p.bits[0].size()),
+                      p.offset,     p.width,
+                      nullptr,      0};
+    if (auto right = status_is(SrOk, M::call(a)); !right) return right;
+    if (!rows.intact()) return testing::AssertionFailure() << "a byte beside a row was written";
+    if (auto right = same_rows(filled<M>(p), rows.values()); !right) return right;
+    if (auto right = status_is(SrOk, M::call(a)); !right) return right;
+    if (auto restored = same_rows(p.bits, rows.values()); !restored)
+        return testing::AssertionFailure() << "the second run does not restore the rows: " << restored.message();
+    if (index.values() != list || count.values() != counts)
+        return testing::AssertionFailure() << "the list or the counts were written";
+    return testing::AssertionSuccess();
+}
+
+TYPED_TEST(FillShortlist, EveryOffsetAndWidthAndASecondRunRestores)
+{
+    int round = 0;
+    for (int offset = 0; offset <= 17; ++offset)
+        for (int width = 1; width <= 40; ++width)
+            for (std::size_t spare : {0u, 1u, 32u}) {
+                const int height = 1 + ++round % 7;
+                if (thin_effort() && round % 7 != offset % 7) continue;
+                ASSERT_TRUE(fills<TypeParam>(random_fill<TypeParam>(height, width, offset, spare), round % 2 == 0))
+                    << "offset " << offset << ", width " << width << ", " << height << " rows, " << spare
+                    << " bytes more than needed";
+            }
+}
+
+TYPED_TEST(FillShortlist, LargeTables)
+{
+    for (int round = 0; round < (thin_effort() ? 2 : 10); ++round)
+        ASSERT_TRUE(fills<TypeParam>(
+            random_fill<TypeParam>(uniform(20, 60), uniform(100, 400), uniform(0, 900), 3), round % 2 == 0));
+}
+
+TYPED_TEST(FillShortlist, AnIndexThatStandsTwiceCancelsItself)
+{
+    for (int offset : {0, 3, 8, 15})
+        for (std::size_t group = 0; group < 3; ++group)
+            for (int32_t t = 0; t < 3; ++t) {
+                FillProblem p{random_rows(3, 4, 128), Groups(3, {1, 2, 1, 0, 2, 0}), offset, 3};
+                ASSERT_EQ(filled<TypeParam>(p), p.bits);
+                ASSERT_TRUE(fills<TypeParam>(p, true)) << "offset " << offset;
+                p.groups[group] = {t, 2, 2, t, (t + 1) % 3, t};
+                ASSERT_NE(filled<TypeParam>(p), p.bits);
+                ASSERT_TRUE(fills<TypeParam>(p, true)) << "offset " << offset << ", group " << group;
+            }
+}
+
+TEST(FillShortlist, InvertsTheBitsByValue)
+{
+    uint8_t first[] = {0x00, 0x0f}, second[] = {0xff, 0xf0};
+    uint8_t* const rows[] = {first, second};
+    const int32_t in_rows[] = {0, 5, 3, 3};
+    EXPECT_EQ(zelsFillShortlist_Row_1u(in_rows, 6, 2, rows, 2, 2, 4), SrOk);
+    EXPECT_EQ(bytes(first), (Bytes{0b00001000, 0b01001111}));  // bits 4 and 9
+    EXPECT_EQ(bytes(second), (Bytes{0xff, 0xf0}));             // one twice
+    const int32_t of_columns[] = {0, 1, 1, 0}, counts[] = {1, 2, 1};
+    EXPECT_EQ(zelsFillShortlist_ColumnVar_1u(of_columns, counts, rows, 2, 2, 7, 3), SrOk);
+    EXPECT_EQ(bytes(first), (Bytes{0b00001001, 0b00001111}));  // bits 7 and 9
+    EXPECT_EQ(bytes(second), (Bytes{0xff, 0xf0}));
+    const int32_t of_rows[] = {2, 0, 1, 2}, row_counts[] = {1, 3};
+    EXPECT_EQ(zelsFillShortlist_RowVar_1u(of_rows, row_counts, 3, rows, 2, 2, 13), SrOk);
+    EXPECT_EQ(bytes(first), (Bytes{0b00001001, 0b00001110}));
+    EXPECT_EQ(bytes(second), (Bytes{0xff, 0xf7}));
+    const int32_t by_columns[] = {0, 1, 1};
+    EXPECT_EQ(zelsFillShortlist_Column_1u(by_columns, 1, rows, 2, 2, 0, 3), SrOk);
+    EXPECT_EQ(bytes(first), (Bytes{0b10001001, 0b00001110}));
+    EXPECT_EQ(bytes(second), (Bytes{0b10011111, 0xf7}));
+}
+
+// Four rows of up to 20 columns, or four columns of up to 20 rows, with three indices each.
+struct CheckedFill {
+    explicit CheckedFill(bool columns)
+        : bits(random_rows(columns ? 20 : 4, 3, 128)), rows(bits, true), good{index.data(),     3,
+                                                                              counts.data(),    rows.list(),
+                                                                              columns ? 20 : 4, 3,
+                                                                              columns ? 20 : 4, columns ? 4 : 20,
+                                                                              nullptr,          0}
+    {}
+    std::vector<Bytes> bits;
+    Rows rows;
+    std::vector<int32_t> index = uniform_vector<int32_t>(12, 0, 19), counts = std::vector<int32_t>(4, 3);
+    Arguments good;
+};
+
+TYPED_TEST(FillShortlist, PointersSizesAndThenTheRestAreChecked)
+{
+    static const int32_t bad_index[] = {-1}, bad_count[] = {3, 3, 3, 0};
+    CheckedFill c(TypeParam::kColumns);
+    ASSERT_EQ(TypeParam::call(c.good), SrOk);
+    const auto call = [](const Arguments& a) { return TypeParam::call(a); };
+    for (int32_t size : {0, -1, INT_MIN}) {
+        std::vector<Fault<Arguments>> faults = {
+            {"index", SrErrNullPtr, [](Arguments& a) { a.index = nullptr; }},
+            {"rows", SrErrNullPtr, [](Arguments& a) { a.rows = nullptr; }},
+            {"height", SrErrSize, [size](Arguments& a) { a.rows_count = size; }},
+            {"row length", SrErrSize, [size](Arguments& a) { a.row_bytes = size; }},
+            {"width", SrErrSize, [size](Arguments& a) { a.width = size; }},
+            {"offset", SrErrSize, [](Arguments& a) { a.offset = -1; }},
+        };
+        const Fault<Arguments> stride{"short rows", SrErrStride, [](Arguments& a) { a.row_bytes = 1; }};
+        const Fault<Arguments> count{"bad count", SrErrSize, [](Arguments& a) { a.counts = bad_count; }};
+        if (!TypeParam::kVar) {
+            faults.push_back({"count", SrErrSize, [size](Arguments& a) { a.count = size; }});
+            faults.push_back(stride);
+        } else {
+            faults.insert(faults.begin(), {"counts", SrErrNullPtr, [](Arguments& a) { a.counts = nullptr; }});
+            faults.push_back(TypeParam::kColumns ? stride : count);  // the two differ here
+            faults.push_back(TypeParam::kColumns ? count : stride);
+        }
+        faults.push_back({"bad index", SrErrBadArg, [](Arguments& a) { a.index = bad_index; }});
+        expect_check_order<Arguments>(c.good, faults, call, c.rows.outputs());
+    }
+    Arguments a = c.good;
+    a.offset = INT_MIN;
+    EXPECT_EQ(TypeParam::call(a), SrErrSize);
+}
+
+TYPED_TEST(FillShortlist, ABadIndexAnywhereChangesNoBit)
+{
+    CheckedFill c(TypeParam::kColumns);
+    for (int32_t bad : {-1, 20, INT_MIN, INT_MAX})
+        for (std::size_t i = 0; i < c.index.size(); ++i) {
+            std::vector<int32_t> list = c.index;
+            list[i] = bad;
+            const Guarded<int32_t> index(list, behind(list));
+            Arguments a = c.good;
+            a.index = index.data();
+            EXPECT_EQ(TypeParam::call(a), SrErrBadArg) << bad << " at " << i;
+            EXPECT_TRUE(same_rows(c.bits, c.rows.values())) << bad << " at " << i;
+        }
+    c.index.push_back(-1);  // behind the last
+    Arguments a = c.good;
+    a.index = c.index.data();
+    EXPECT_EQ(TypeParam::call(a), SrOk);
+}
+
+TYPED_TEST(FillShortlist, ACountBelowOneAnywhereChangesNoBit)
+{
+    if (!TypeParam::kVar) return;
+    for (std::size_t r = 0; r < 4; ++r)
+        for (int32_t bad : {0, -1, INT_MIN}) {
+            CheckedFill c(TypeParam::kColumns);
+            c.counts[r] = bad;
+            EXPECT_EQ(TypeParam::call(c.good), SrErrSize) << bad << " for group " << r;
+            EXPECT_TRUE(same_rows(c.bits, c.rows.values()));
+        }
+}
+
+// All indices 0, so that no width and no height is too small for them.
+TYPED_TEST(FillShortlist, TheWindowMayFillTheRowButNotPassIt)
+{
+    CheckedFill c(TypeParam::kColumns);
+    const std::vector<int32_t> zeros(100, 0), counts(25, 1);
+    Arguments a = c.good;
+    a.index = zeros.data();
+    a.counts = counts.data();
+    a.count = 1;
+    expect_row_length_bound<TypeParam>(a);
+    a.width = INT_MAX;
+    EXPECT_EQ(TypeParam::call(a), SrErrStride);
+    a.offset = INT_MAX;
+    EXPECT_EQ(TypeParam::call(a), SrErrStride);
+}
+
+#ifdef __i386__
+template <class M>
+void expect_any_stack(const Arguments& a)
+{
+    for (int misalign : {0, 4, 8, 12}) EXPECT_EQ(M::call(a, OnOddStack{misalign}), SrOk) << misalign;
+}
+
+TYPED_TEST(BuildSignTable, TakesACallWithTheStackOn4Bytes)
+{
+    Checked c;
+    for (int32_t row_bytes : {3, 40}) {
+        c.good.row_bytes = row_bytes;
+        expect_any_stack<TypeParam>(c.good);
+    }
+}
+
+TYPED_TEST(FillShortlist, TakesACallWithTheStackOn4Bytes)
+{
+    CheckedFill c(TypeParam::kColumns);
+    expect_any_stack<TypeParam>(c.good);  // an even number of runs
+    EXPECT_TRUE(same_rows(c.bits, c.rows.values()));
+}
+#endif
+
+}  // namespace
+}  // namespace zelsr::test::shortlist
