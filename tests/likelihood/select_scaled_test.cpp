@@ -32,6 +32,7 @@ TYPED_TEST(LogGaussMixtureSelectScaled, EveryScaleFactor)
         for (int width : {1, 8, 11}) {
             auto p = random_problem<int16_t>(width, s.components, s.height, 128);
             for (int32_t sf : scale_factors()) {
+                if (sf == INT32_MAX) continue;  // its successor is not a number of 32 bits
                 p.sf = sf;
                 ASSERT_TRUE(sums<TypeParam>(p))
                     << s.components << " components, " << s.height << " frames, sf " << sf;

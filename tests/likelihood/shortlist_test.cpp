@@ -446,7 +446,7 @@ TEST(FillShortlist, InvertsTheBitsByValue)
 // Four rows of up to 20 columns, or four columns of up to 20 rows, with three indices each.
 struct CheckedFill {
     explicit CheckedFill(bool columns)
-        : bits(random_rows(columns ? 20 : 4, 3, 128)), rows(bits, true), good{index.data(),     3,
+        : bits(random_rows(columns ? 20 : 4, 8, 128)), rows(bits, true), good{index.data(),     3,
                                                                               counts.data(),    rows.list(),
                                                                               columns ? 20 : 4, 3,
                                                                               columns ? 20 : 4, columns ? 4 : 20,
