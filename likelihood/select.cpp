@@ -150,6 +150,8 @@ auto non_null_rows(const T* const* rows, int32_t height)
 
 using namespace zelsr;
 
+// The stride comes last here, unlike in the other mixtures: wanted.
+
 SrStatus zelsLogGaussMixture_Select_32f_D2(const float* frames, const float* mean, const float* inv_var,
                                            int32_t step, int32_t width, const float* val, const uint8_t* table,
                                            int32_t components, float* sum, int32_t height, float fallback)

@@ -38,25 +38,26 @@ class SetBits {
     // The next word that is not zero.
     bool load_word()
     {
-        for (; left_ >= 32 && word_ == 0; next_ += 4, left_ -= 32, end_ += 32)
-            if (const uint32_t four_bytes = load_one(reinterpret_cast<const uint32_t*>(next_)); four_bytes != 0)
-                word_ = __builtin_bswap32(four_bytes);
-        if (word_ == 0 && left_ > 0) {
-            uint32_t four_bytes = 0;
-            std::memcpy(&four_bytes, next_, static_cast<std::size_t>(left_ + 7) / 8);
-            word_ = __builtin_bswap32(four_bytes) & ~(0xffffffffU >> left_);  // not the bits behind the last one
-            left_ = 0;
-            end_ += 32;
+        while (word_ == 0 && left_ > 0) {
+            uint32_t bytes = 0;
+            if (left_ >= 32) {
+                std::memcpy(&bytes, next_, 4);
+                word_ = __builtin_bswap32(bytes);
+                next_ += 4;
+            } else {  // the bits behind the last one are not looked at
+                std::memcpy(&bytes, next_, static_cast<std::size_t>(left_ + 7) / 8);
+                word_ = __builtin_bswap32(bytes) & ~(0xffffffffU >> left_);
+            }
+            left_ -= 32;
+            begin_ += 32;
         }
-        begin_ = end_ - 32;
         return word_ != 0;
     }
 
     const uint8_t* next_ = nullptr;
-    int32_t left_ = 0;   // bits from next_ on
-    int32_t end_ = 0;    // the position at next_
-    int32_t begin_ = 0;  // the position of the word's first bit
-    uint32_t word_ = 0;
+    int32_t left_ = 0;     // bits from next_ on; below 0 behind an incomplete word
+    int32_t begin_ = -32;  // the position of the word's first bit
+    uint32_t word_ = 0;    // what is left of it, the first bit on top
 };
 
 // A packed table with a row a frame.

@@ -60,7 +60,7 @@ auto indices_below(int32_t bound, const int32_t* indices, Groups groups, int32_t
     };
 }
 
-// Shortlists.
+// Shortlists. Bits are inverted, not set, so that an index that stands twice cancels itself: wanted.
 
 void invert_bit(uint8_t* row, uint32_t bit)
 {
@@ -91,8 +91,7 @@ void invert_in_columns(const int32_t* indices, Groups groups, uint8_t* const* ro
 
 // Sign tables.
 
-// Where the used bits of a table row lie: their bytes, how far the first of them stands behind the top of its
-// byte.
+// Where the used bits of a table row lie: their bytes; shift: the bits of the first byte before them.
 struct UsedBits {
     std::size_t first_byte;
     std::size_t bytes;

@@ -25,9 +25,8 @@ ZELSR_BEGIN_DECLARATIONS
  * cancels itself. The first bit of a row that belongs to the list is bit offset; row_bytes is the length of a row
  * in bytes. Counts and indices are 32-bit; groups follow each other in the list.
  *
- * Checks, in this order: any null pointer ::SrErrNullPtr; height, width, row_bytes or count below 1, offset below
- * 0
- * ::SrErrSize; row_bytes below (offset + width + 7) / 8 ::SrErrStride; an index below 0 or beyond the end
+ * Checks, in this order: any null pointer ::SrErrNullPtr; height, width, row_bytes or count below 1 or offset
+ * below 0 ::SrErrSize; row_bytes below (offset + width + 7) / 8 ::SrErrStride; an index below 0 or beyond the end
  * ::SrErrBadArg. The entries of an array of counts (below 1: ::SrErrSize) are tested before the stride in
  * zelsFillShortlist_RowVar_1u(), after it in zelsFillShortlist_ColumnVar_1u(). A failed check changes no bit.
  * @{ */
@@ -76,7 +75,7 @@ SrStatus zelsBuildSignTable_Var_8u1u(const int32_t* indices, const int32_t* coun
  * Two arithmetics:
  * - Blocks of frames with variances, from 9 components and 2 frames on: scores in the arithmetic of the forms for
  *   many Gaussians, log additions by the fast hint of zelsLogAdd_32f(), in the order of the components. For at
- * most 20 components and 20 frames (Scaled: fewer than 20 frames) the work memory comes from the allocator
+ *   most 20 components and 20 frames (Scaled: fewer than 20 frames) the work memory comes from the allocator
  *   (::SrErrMemAlloc if refused, nothing written); otherwise nothing is allocated.
  * - Everything else: scores in the arithmetic of one vector and one Gaussian, log additions by the accurate hint,
  *   in the order of the components. Counters of the scored components, 16 bits a frame, come from the allocator
