@@ -28,15 +28,13 @@ constexpr Shape kShapes[] = {{1, 1}, {4, 3}, {8, 21}, {9, 1}, {9, 2}, {20, 19}, 
 
 TYPED_TEST(LogGaussMixtureSelectScaled, EveryScaleFactor)
 {
+    int round = 0;
     for (Shape s : kShapes)
-        for (int width : {1, 8, 11}) {
-            auto p = random_problem<int16_t>(width, s.components, s.height, 128);
-            for (int32_t sf : scale_factors()) {
-                if (sf == INT32_MAX) continue;  // its successor is not a number of 32 bits
-                p.sf = sf;
-                ASSERT_TRUE(sums<TypeParam>(p))
-                    << s.components << " components, " << s.height << " frames, sf " << sf;
-            }
+        for (int32_t sf : scale_factors()) {
+            if (sf == INT32_MAX) continue;  // its successor is not a number of 32 bits
+            auto p = random_problem<int16_t>(round++ % 11 + 1, s.components, s.height, 128);
+            p.sf = sf;
+            ASSERT_TRUE(sums<TypeParam>(p)) << s.components << " components, " << s.height << " frames, sf " << sf;
         }
 }
 
@@ -45,7 +43,7 @@ TYPED_TEST(LogGaussMixtureSelectScaled, EveryScaleFactor)
 TYPED_TEST(LogGaussMixtureSelectScaled, DifferencesSaturateInGroupsOfEight)
 {
     for (Shape s : kShapes)
-        for (int width = 1; width <= 33; ++width)
+        for (int width : {1, 2, 7, 8, 9, 15, 16, 17, 24, 31, 33})
             for (int k = 0; k < width; ++k) {
                 if (thin_effort() && k % 8 != 0 && k != width - 1) continue;
                 auto p = random_problem<int16_t>(width, s.components, s.height, 256);

@@ -27,7 +27,7 @@ std::vector<int> up_to_21_and(std::vector<int> more)
 {
     std::vector<int> all;
     for (int n = 1; n <= 21; ++n)
-        if (!thin_effort() || n < 4 || (n >= 8 && n < 11) || n > 18) all.push_back(n);
+        if (!thin_effort() || n < 3 || n == 8 || n == 9 || n > 18) all.push_back(n);
     all.insert(all.end(), more.begin(), more.end());
     return all;
 }
@@ -36,8 +36,12 @@ std::vector<int> up_to_21_and(std::vector<int> more)
 struct Shape {
     int components, height;
 };
-constexpr Shape kShapes[] = {{1, 1},   {3, 4},   {8, 3},   {8, 40},  {9, 1},   {9, 2}, {20, 19},
-                             {20, 20}, {20, 21}, {21, 19}, {21, 20}, {21, 21}, {40, 2}};
+std::vector<Shape> shapes()
+{
+    if (thin_effort()) return {{1, 1}, {3, 4}, {8, 2}, {9, 2}, {20, 20}, {21, 3}};
+    return {{1, 1},   {3, 4},   {8, 3},   {8, 40},  {9, 1},   {9, 2}, {20, 19},
+            {20, 20}, {20, 21}, {21, 19}, {21, 20}, {21, 21}, {40, 2}};
+}
 
 TYPED_TEST(LogGaussMixtureSelect, EveryNumberOfComponentsAndFrames)
 {
@@ -96,7 +100,7 @@ TYPED_TEST(LogGaussMixtureSelect, EveryPlacement)
     const auto all = arrangements(6, sizeof(T));
     for (Shape s : {Shape{4, 3}, Shape{9, 6}, Shape{10, 21}}) {
         const auto p = random_problem<T>(13, s.components, s.height, 128);
-        for (std::size_t n = 0; n < all.size(); n += thin_effort() ? 3 : 1) {
+        for (std::size_t n = 0; n < all.size(); n += thin_effort() ? 5 : 1) {
             const Arrangement& a = all[n];
             const Layout layout{a[0],           a[1], a[2], a[3], a[4], a[5], 3, {a[0].misalign}, {a[1].misalign},
                                 {a[2].misalign}};
@@ -108,7 +112,7 @@ TYPED_TEST(LogGaussMixtureSelect, EveryPlacement)
 // In a list every row has an address of its own, which decides that row's kernel.
 TYPED_TEST(LogGaussMixtureSelect, EveryMixtureOfRowAddresses)
 {
-    for (int width : {1, 3, 5, 8, 15, 22, 27})
+    for (int width : thin_effort() ? std::vector<int>{3, 22} : std::vector<int>{1, 3, 5, 8, 15, 22, 27})
         for (const std::vector<int>& frames : {std::vector<int>{0}, {0, 4}, {8, 0, 1}})
             for (const std::vector<int>& mean : {std::vector<int>{0}, {4, 0, 0}, {0, 7}})
                 for (const std::vector<int>& inv_var : {std::vector<int>{0}, {0, 0, 0, 12}, {1, 0}}) {
@@ -126,7 +130,7 @@ TYPED_TEST(LogGaussMixtureSelect, EveryMixtureOfRowAddresses)
 TYPED_TEST(LogGaussMixtureSelect, AFrameWithoutAComponentReceivesTheFallback)
 {
     using T = typename TestFixture::T;
-    for (Shape s : kShapes)
+    for (Shape s : shapes())
         for (float fallback : special_values<float>()) {
             auto p = random_problem<T>(5, s.components, s.height, 128);
             p.fallback = fallback;
@@ -143,7 +147,7 @@ TYPED_TEST(LogGaussMixtureSelect, AFrameWithoutAComponentReceivesTheFallback)
 
 TYPED_TEST(LogGaussMixtureSelect, BitsBehindTheLastComponentDoNotCount)
 {
-    for (Shape s : kShapes) {
+    for (Shape s : shapes()) {
         auto p = random_problem<typename TestFixture::T>(5, s.components, s.height, 100);
         const std::vector<float> result = plain_call<TypeParam>(p);
         for (std::size_t i = bytes_of(s.components) - 1; i < p.table.size(); i += bytes_of(s.components))
@@ -169,7 +173,7 @@ Problem<T> whole_numbers(int width, Shape s)
 
 TYPED_TEST(LogGaussMixtureSelect, OneComponentIsItsScore)
 {
-    for (Shape s : kShapes)
+    for (Shape s : shapes())
         for (int width : {1, 3, 4, 8, 11, 24, 39}) {
             auto p = whole_numbers<typename TestFixture::T>(width, s);
             std::vector<float> expected;
@@ -204,7 +208,7 @@ Problem<T> constants(Shape s, const std::vector<float>& vals)
 TYPED_TEST(LogGaussMixtureSelect, OneComponentHasNoFloor)
 {
     using Limits = std::numeric_limits<float>;
-    for (Shape s : kShapes)
+    for (Shape s : shapes())
         for (float val : {-5e6F, -4.5e6F, -1e30F, 0.0F, 12.25F, 1e30F, Limits::infinity(), -Limits::infinity(),
                           Limits::quiet_NaN()})
             for (int j : {0, s.components / 2, s.components - 1}) {
@@ -222,7 +226,7 @@ TYPED_TEST(LogGaussMixtureSelect, TwoComponentsByValue)
     struct Case {
         float first, second, sum;
     };
-    for (Shape s : kShapes) {
+    for (Shape s : shapes()) {
         if (s.components < 2) continue;
         for (Case c :
              {Case{0, 0, 0.6931471827215062F}, Case{0, -16, 0}, Case{-16, 0, 0}, Case{-5e6F, -6e6F, -4.5e6F},
@@ -246,7 +250,7 @@ TYPED_TEST(LogGaussMixtureSelect, TwoComponentsByValue)
 TYPED_TEST(LogGaussMixtureSelect, UnselectedComponentsHaveNoInfluence)
 {
     using T = typename TestFixture::T;
-    for (Shape s : kShapes)
+    for (Shape s : shapes())
         for (float special : special_values<float>()) {
             auto p = random_problem<T>(5, s.components, s.height, 128);
             auto changed = p;
@@ -270,9 +274,10 @@ TYPED_TEST(LogGaussMixtureSelect, UnselectedComponentsHaveNoInfluence)
 TYPED_TEST(LogGaussMixtureSelect, InfinitiesAndNotNumbersFlowThroughTheirOwnFrame)
 {
     using T = typename TestFixture::T;
-    for (Shape s : kShapes)
+    for (Shape s : shapes())
         for (float special : special_values<float>())
             for (int density : {40, 256}) {
+                if (thin_effort() && density == 256 && s.components > 8) continue;
                 const auto plain = random_problem<T>(5, s.components, s.height, density);
                 auto in_val = plain;
                 in_val.val[static_cast<std::size_t>(s.components) / 2] = special;
@@ -295,8 +300,8 @@ TYPED_TEST(LogGaussMixtureSelect, IsTheLogarithmOfTheSum)
 {
     using T = typename TestFixture::T;
     const std::vector<T> ones(200, T(1));
-    for (Shape s : kShapes)
-        for (int width : {1, 5, 13, 40, 200})
+    for (Shape s : shapes())
+        for (int width : thin_effort() ? std::vector<int>{5, 40} : std::vector<int>{1, 5, 13, 40, 200})
             for (float spread : {0.1F, 1.0F, 30.0F}) {
                 auto p = random_problem<T>(width, s.components, s.height, 180);
                 for (auto* rows : {&p.frames, &p.mean})

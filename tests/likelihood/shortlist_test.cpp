@@ -48,10 +48,11 @@ Bytes bytes(const uint8_t (&array)[N])
 // One call with every array between guard pages: the status, the result's bits, everything else as before.
 template <class M>
 testing::AssertionResult builds(const Groups& groups, const std::vector<Bytes>& table, const Rows& rows,
-                                int offset, int width, Placement place)
+                                int offset, int width, Placement place, Placement index_place,
+                                Placement count_place)
 {
     const std::vector<int32_t> list = joined(groups), counts = sizes(groups);
-    const Guarded<int32_t> index(list, behind(list)), count(counts, behind(counts));
+    const Guarded<int32_t> index(list, index_place), count(counts, count_place);
     const Guarded<uint8_t> result(groups.size() * bytes_of(width), place);
     const Arguments a{index.data(),  counts[0],
                       count.data(),  rows.list(),
@@ -68,6 +69,13 @@ testing::AssertionResult builds(const Groups& groups, const std::vector<Bytes>& 
     return same_values(M::kVar ? reference::first_bit_table(groups, table, offset, width)
                                : reference::sign_table(groups, table, offset, width),
                        result.values());
+}
+
+template <class M>
+testing::AssertionResult builds(const Groups& groups, const std::vector<Bytes>& table, const Rows& rows,
+                                int offset, int width, Placement place)
+{
+    return builds<M>(groups, table, rows, offset, width, place, behind(joined(groups)), behind(sizes(groups)));
 }
 
 template <class M>
@@ -196,6 +204,20 @@ TEST(BuildSignTable, OfSeveralCountsSetsOnlyTheTopBitOfARowFromTheListsStart)
     EXPECT_EQ(result[0], 0);
     EXPECT_EQ(zelsBuildSignTable_Var_8u1u(second, counts, table, 3, 3, 22, result, 1, 2), SrOk);
     EXPECT_EQ(result[0], 0x80);
+}
+
+// Lists and counts at any byte address.
+TYPED_TEST(BuildSignTable, EveryPlacementOfTheLists)
+{
+    const std::vector<Bytes> table = random_table(6, 40);
+    const Rows rows(table, true);
+    const std::vector<Placement> all = placements(sizeof(int32_t));
+    for (std::size_t n = 0; n < all.size(); ++n)
+        for (int width : {3, 17}) {
+            const Groups groups = random_groups(5, TypeParam::kVar, 6);
+            ASSERT_TRUE(builds<TypeParam>(groups, table, rows, 3, width, {}, all[n], all[(n + 3) % all.size()]))
+                << describe(all[n]);
+        }
 }
 
 // Rows that no index names are not looked at, not even for null.
@@ -365,10 +387,11 @@ std::vector<Bytes> filled(FillProblem p)
 }
 
 template <class M>
-testing::AssertionResult fills(const FillProblem& p, bool even_behind)
+testing::AssertionResult fills(const FillProblem& p, bool even_behind, Placement index_place,
+                               Placement count_place)
 {
     const std::vector<int32_t> list = joined(p.groups), counts = sizes(p.groups);
-    const Guarded<int32_t> index(list, behind(list)), count(counts, behind(counts));
+    const Guarded<int32_t> index(list, index_place), count(counts, count_place);
     const Rows rows(p.bits, even_behind);
     const Arguments a{index.data(), counts[0],
                       count.data(), rows.list(),
@@ -384,6 +407,20 @@ testing::AssertionResult fills(const FillProblem& p, bool even_behind)
     if (index.values() != list || count.values() != counts)
         return testing::AssertionFailure() << "the list or the counts were written";
     return testing::AssertionSuccess();
+}
+
+template <class M>
+testing::AssertionResult fills(const FillProblem& p, bool even_behind)
+{
+    return fills<M>(p, even_behind, behind(joined(p.groups)), behind(sizes(p.groups)));
+}
+
+TYPED_TEST(FillShortlist, EveryPlacementOfTheLists)
+{
+    const std::vector<Placement> all = placements(sizeof(int32_t));
+    for (std::size_t n = 0; n < all.size(); ++n)
+        ASSERT_TRUE(fills<TypeParam>(random_fill<TypeParam>(4, 9, 3, 0), true, all[n], all[(n + 3) % all.size()]))
+            << describe(all[n]);
 }
 
 TYPED_TEST(FillShortlist, EveryOffsetAndWidthAndASecondRunRestores)
