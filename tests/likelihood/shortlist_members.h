@@ -1,11 +1,14 @@
 // The functions on tables of bits: their calls in one form, and random problems for them.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
-#include <numeric>
+#include <climits>
 #include <string>
 #include <vector>
 
+#include "support/bits.h"
 #include "support/effort.h"
 #include "support/guarded.h"
 #include "support/operation.h"
@@ -131,6 +134,12 @@ inline std::vector<Bytes> random_rows(int count, std::size_t bytes, int density)
     return rows;
 }
 
+template <std::size_t N>
+Bytes bytes(const uint8_t (&array)[N])
+{
+    return Bytes(array, array + N);
+}
+
 // Ends on the forbidden page, or begins at the other one.
 inline Placement flush(Edge edge, std::size_t bytes)
 {
@@ -187,5 +196,41 @@ inline testing::AssertionResult same_rows(const std::vector<Bytes>& expected, co
             return testing::AssertionFailure() << "row " << r << ": " << same.message();
     return testing::AssertionSuccess();
 }
+
+// Windows of up to 15 bits in rows of at least 4 bytes.
+template <class M>
+void expect_row_length_bound(const Arguments& good)
+{
+    for (int offset = 0; offset <= 17; ++offset)
+        for (int width = 1; width <= 15; ++width) {
+            Arguments a = good;
+            a.offset = offset;
+            a.width = width;
+            a.row_bytes = static_cast<int32_t>(bytes_of(offset + width));
+            EXPECT_EQ(M::call(a), SrOk) << "offset " << offset << ", width " << width;
+            if (--a.row_bytes == 0) continue;
+            EXPECT_EQ(M::call(a), SrErrStride) << "offset " << offset << ", width " << width;
+        }
+    Arguments a = good;  // three bytes hold 24 bits
+    a.row_bytes = 3;
+    a.width = 15;
+    a.offset = 9;
+    EXPECT_EQ(M::call(a), SrOk);
+    a.offset = 10;
+    EXPECT_EQ(M::call(a), SrErrStride);
+    for (int32_t offset : {INT_MAX, INT_MAX - 1, INT_MAX - 6, INT_MAX - 7, INT_MAX - 14}) {
+        a.offset = offset;
+        EXPECT_EQ(M::call(a), SrErrStride) << "offset " << offset;
+    }
+}
+
+#ifdef __i386__
+template <class M>
+void expect_any_stack(const Arguments& a)
+{
+    for (int misalign : {0, 4, 8, 12}) EXPECT_EQ(M::call(a, OnOddStack{misalign}), SrOk) << misalign;
+}
+
+#endif
 
 }  // namespace zelsr::test::shortlist
