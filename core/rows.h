@@ -36,6 +36,7 @@ struct Block {
     std::ptrdiff_t step;
 
     const T* operator[](int32_t r) const { return first + r * step; }
+    Block from(int32_t r) const { return {first + r * step, step}; }
 
     // step_multiple: some 64f families ask for a step that is a multiple of 4, although 2 keeps rows aligned.
     bool on_16_bytes(int32_t /*height*/, std::ptrdiff_t step_multiple = 16 / sizeof(T)) const
@@ -53,6 +54,7 @@ struct RowList {
     const T* const* rows;
 
     const T* operator[](int32_t r) const { return rows[r]; }
+    RowList from(int32_t r) const { return {rows + r}; }
 
     bool on_16_bytes(int32_t height, std::ptrdiff_t /*step_multiple*/ = 0) const
     {

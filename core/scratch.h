@@ -1,6 +1,7 @@
 // Work memory of one call: a fixed array on the stack up to a bound, the allocator's beyond it.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -23,7 +24,12 @@ T* allocate(int32_t count)
 template <class T, int32_t OnStack = 0>
 class Scratch {
   public:
-    explicit Scratch(int32_t count) : data_(count > OnStack ? allocate<T>(count) : fixed_) {}
+    // A count whose bytes no address space holds is refused here: the allocator's own computation would wrap.
+    explicit Scratch(int64_t count)
+        : data_(count <= OnStack ? fixed_
+                : count <= kMost ? allocate<T>(static_cast<int32_t>(count))
+                                 : nullptr)
+    {}
     ~Scratch()
     {
         if (data_ != fixed_) zelsFree(data_);
@@ -36,6 +42,8 @@ class Scratch {
     T& operator[](int32_t i) const { return data_[i]; }
 
   private:
+    static constexpr int64_t kMost = std::min<int64_t>(INT32_MAX, (SIZE_MAX / 2) / sizeof(T));
+
     alignas(32) T fixed_[OnStack > 0 ? OnStack : 1];
     T* data_;
 };

@@ -148,6 +148,26 @@ inline __m128 first_lanes(int count) { return _mm_load_ps(reinterpret_cast<const
 // Lane 1 in lane 0 and so on, zero in the last.
 inline __m128 next_lane(__m128 v) { return _mm_castsi128_ps(_mm_srli_si128(_mm_castps_si128(v), 4)); }
 
+// The first count lanes, to and from any byte address.
+inline void store_first(float* to, __m128 v, int32_t count)
+{
+    if (count == 4) return Unaligned::put(to, v);
+    for (int32_t i = 0; i < count; ++i, v = next_lane(v)) store_one(to + i, _mm_cvtss_f32(v));
+}
+inline void store_first(double* to, __m128d v, int32_t count)
+{
+    if (count == 2) return Unaligned::put(to, v);
+    store_one(to, _mm_cvtsd_f64(v));
+}
+inline __m128 load_first(const float* from, int32_t count)
+{
+    return count == 4 ? Unaligned::lanes(from) : FirstLanes{count}.lanes(from);
+}
+inline __m128d load_first(const double* from, int32_t count)
+{
+    return count == 2 ? Unaligned::lanes(from) : OneLane::lanes(from);
+}
+
 // (lane 0 + lane 1) + (lane 2 + lane 3)
 inline float join_pairs(__m128 v)
 {

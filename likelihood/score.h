@@ -250,26 +250,6 @@ inline void sum_each(Scored scored, int32_t first, int32_t last, int32_t width, 
     if (last - r == 1) take(std::integral_constant<int, 1>{}, r, 1);
 }
 
-// The first count lanes of a vector of results, wherever they lie.
-inline void store_first(float* to, __m128 v, int32_t count)
-{
-    if (count == 4) return Unaligned::put(to, v);
-    for (int32_t i = 0; i < count; ++i, v = next_lane(v)) store_one(to + i, _mm_cvtss_f32(v));
-}
-inline void store_first(double* to, __m128d v, int32_t count)
-{
-    if (count == 2) return Unaligned::put(to, v);
-    store_one(to, _mm_cvtsd_f64(v));
-}
-inline __m128 load_first(const float* from, int32_t count)
-{
-    return count == 4 ? Unaligned::lanes(from) : FirstLanes{count}.lanes(from);
-}
-inline __m128d load_first(const double* from, int32_t count)
-{
-    return count == 2 ? Unaligned::lanes(from) : OneLane::lanes(from);
-}
-
 // Reductions: what happens to the finished scores of rows r to r + count - 1.
 
 template <class T>
@@ -280,5 +260,25 @@ struct Store {
 };
 template <class T>
 Store(T*) -> Store<T>;
+
+// The old value stays unless the score is greater: on equality, and where either is NaN.
+struct KeepMax_32f {
+    float* best;
+
+    void operator()(int32_t r, __m128 scores, int32_t count) const
+    {
+        store_first(best + r, _mm_max_ps(scores, load_first(best + r, count)), count);
+    }
+};
+struct KeepMax_64f {
+    double* best;
+
+    void operator()(int32_t r, __m128d scores, int32_t count) const
+    {
+        store_first(best + r, _mm_max_pd(scores, load_first(best + r, count)), count);
+    }
+};
+inline KeepMax_32f keep_max(float* best) { return {best}; }
+inline KeepMax_64f keep_max(double* best) { return {best}; }
 
 }  // namespace zelsr

@@ -34,6 +34,14 @@ struct PlainConstant {
     __m128d operator()(__m128d negative_sum) const { return val + _mm_set1_pd(0.5) * negative_sum; }
 };
 
+// (2 val + -S) * 0.5, of a negative sum
+struct DoubledConstant_64f {
+    __m128d twice_val;
+
+    explicit DoubledConstant_64f(double val) : twice_val(_mm_set1_pd(2 * val)) {}
+    __m128d operator()(__m128d negative_sum) const { return (twice_val + negative_sum) * _mm_set1_pd(0.5); }
+};
+
 template <class Load, class Tail, class Rows, class Term, class Reduce>
 inline void score_by_registers(Rows frames, Term term, int32_t width, int32_t height, float val, Reduce reduce)
 {
@@ -77,17 +85,24 @@ void score_frames(Rows frames, Term term, int32_t width, int32_t height, float v
 
 // Double precision: two partial sums of a frame; an odd last element goes to the first. The step must be a
 // multiple of 4 for the aligned kernel, although 2 would keep rows on 16 bytes: this is wanted.
-template <class Rows, class Term, class Reduce>
-void score_frames(Rows frames, Term term, int32_t width, int32_t height, double val, Reduce reduce)
+template <class Constant, class Rows, class Term, class Reduce>
+void score_frames_in_double(Rows frames, Term term, int32_t width, int32_t height, Constant constant,
+                            Reduce reduce)
 {
     const FramesAgainstOne scored{frames, term};
-    const auto finish = [constant = PlainConstant(val), reduce](int32_t r, __m128d sums, int32_t count) {
+    const auto finish = [constant, reduce](int32_t r, __m128d sums, int32_t count) {
         reduce(r, constant(sums), count);
     };
     if (model_aligned(term) && frames.on_16_bytes(height, 4))
         sum_each<Subtracted, Aligned, LaneZeroTail<Subtracted>>(scored, 0, height, width, finish);
     else
         sum_each<Subtracted, Unaligned, LaneZeroTail<Subtracted>>(scored, 0, height, width, finish);
+}
+
+template <class Rows, class Term, class Reduce>
+void score_frames(Rows frames, Term term, int32_t width, int32_t height, double val, Reduce reduce)
+{
+    score_frames_in_double(frames, term, width, height, PlainConstant(val), reduce);
 }
 
 }  // namespace zelsr
