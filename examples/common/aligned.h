@@ -15,15 +15,23 @@ struct AlignedRelease {
 };
 
 using AlignedFloats = std::unique_ptr<float[], AlignedRelease>;
+using AlignedShorts = std::unique_ptr<std::int16_t[], AlignedRelease>;
 
 // At least one element, not initialised.
 inline AlignedFloats aligned_floats(std::int64_t count)
 {
-    float* block = count <= std::numeric_limits<std::int32_t>::max() / 4
-                       ? zelsMalloc_32f(static_cast<std::int32_t>(count))
-                       : nullptr;
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max() / sizeof(float);
+    float* block = count <= kMost ? zelsMalloc_32f(static_cast<std::int32_t>(count)) : nullptr;
     if (block == nullptr) throw std::bad_alloc();
     return AlignedFloats(block);
+}
+
+inline AlignedShorts aligned_shorts(std::int64_t count)
+{
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max() / sizeof(std::int16_t);
+    std::int16_t* block = count <= kMost ? zelsMalloc_16s(static_cast<std::int32_t>(count)) : nullptr;
+    if (block == nullptr) throw std::bad_alloc();
+    return AlignedShorts(block);
 }
 
 }  // namespace zelsr::examples

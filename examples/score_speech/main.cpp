@@ -1,5 +1,5 @@
-// Finds speech in sound files: trains a Gaussian for speech and one for pauses on each file, scores every frame
-// with both, and prints the segments where speech wins.
+// Finds speech in sound files: trains a mixture of Gaussians for speech and one for pauses on each file, scores
+// every frame with both, and prints the segments where speech wins.
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -13,6 +13,7 @@
 #include "common/sound.h"
 #include "common/svg.h"
 #include "common/text.h"
+#include "score_speech/comparison.h"
 #include "score_speech/features.h"
 #include "score_speech/picture.h"
 #include "score_speech/segments.h"
@@ -20,7 +21,10 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr std::string_view kUsage = "usage: score_speech FILE... [--svg OUT.svg] [--switch-penalty X] [--help]\n";
+constexpr int kMostComponents = 64;
+
+constexpr std::string_view kUsage =
+    "usage: score_speech FILE... [--svg OUT.svg] [--switch-penalty X] [--components N] [--fixed[=low]] [--help]\n";
 
 constexpr std::string_view kHelp =
     "\n"
@@ -29,6 +33,12 @@ constexpr std::string_view kHelp =
     "  --svg OUT.svg        draw waveform, spectrogram and scores; for one FILE\n"
     "  --switch-penalty X   what a change between speech and pause costs in log score,\n"
     "                       0 or more (default %s): a higher price, fewer segments\n"
+    "  --components N       Gaussians a model, 1 to %d (default 1): a mixture follows speech\n"
+    "                       more closely; speech and pauses need 8 frames a component each\n"
+    "  --fixed              score in 16 bits as well, and show what that changes: the part of\n"
+    "                       the frames that score higher under the same model, the segments\n"
+    "                       with the same ends, and the time to score a frame\n"
+    "  --fixed=low          the same, and in 32-bit integer sums too\n"
     "  --help               this text\n"
     "\n"
     "A table for each file goes to stdout: start and end of each segment in seconds, and\n"
@@ -39,6 +49,8 @@ struct Options {
     std::vector<std::string> files;
     std::optional<std::string> svg;
     double switch_penalty = kDefaultSwitchPenalty;
+    int components = 1;
+    std::vector<Arithmetic> arithmetics;  // to compare with floating point
     bool help = false;
 };
 
@@ -48,6 +60,16 @@ double parse_penalty(std::string_view text)
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || !std::isfinite(value))
         throw Failure("--switch-penalty takes a number from 0 on, not '" + std::string(text) + "'");
+    return value;
+}
+
+int parse_components(std::string_view text)
+{
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < 1 || value > kMostComponents)
+        throw Failure("--components takes a whole number from 1 to " + std::to_string(kMostComponents) +
+                      ", not '" + std::string(text) + "'");
     return value;
 }
 
@@ -77,6 +99,12 @@ Options parse(const std::vector<std::string>& arguments)
             options.svg = value();
         else if (name == "--switch-penalty")
             options.switch_penalty = parse_penalty(value());
+        else if (name == "--components")
+            options.components = parse_components(value());
+        else if (argument == "--fixed")
+            options.arithmetics = {Arithmetic::kPlain};
+        else if (argument == "--fixed=low")
+            options.arithmetics = {Arithmetic::kPlain, Arithmetic::kLow};
         else
             throw Failure("unknown option " + argument);
     }
@@ -125,8 +153,10 @@ void score_file(const std::string& file, const Options& options)
 {
     SoundFile sound(file);
     const Analysis analysis = analyse(sound, file_name(file));
-    const Scoring scoring = score(analysis.features, options.switch_penalty);
-    const std::string table = table_of(file, analysis, scoring);
+    const Scoring scoring = score(analysis.features, options.switch_penalty, options.components);
+    std::string table = table_of(file, analysis, scoring);
+    if (scoring.told_apart && !options.arithmetics.empty())
+        table += table_of(compare(analysis.features, scoring, options.switch_penalty, options.arithmetics));
     std::fwrite(table.data(), 1, table.size(), stdout);
     std::fflush(stdout);
     if (options.svg)
@@ -147,7 +177,7 @@ int run(const std::vector<std::string>& arguments)
     }
     if (options.help) {
         std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
-        std::printf(kHelp.data(), fixed(kDefaultSwitchPenalty, 0).c_str());
+        std::printf(kHelp.data(), fixed(kDefaultSwitchPenalty, 0).c_str(), kMostComponents);
     }
 
     bool failed = false;

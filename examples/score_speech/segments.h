@@ -1,10 +1,12 @@
-// Finds the stretches of speech in a file by two Gaussians trained on the file itself.
+// Finds the stretches of speech in a file by two mixtures of Gaussians trained on the file itself.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "score_speech/features.h"
+#include "score_speech/mixture.h"
 
 namespace zelsr::examples {
 
@@ -17,14 +19,25 @@ struct Segment {
     double mean_difference;   // speech score less pause score, over its frames
 };
 
+struct Models {
+    Mixture pause, speech;
+};
+
 struct Scoring {
     std::vector<float> speech, pause;  // log scores, one a frame
     std::vector<Segment> segments;
-    int rounds = 0;               // of training
-    double level_difference = 0;  // dB, between the two models
-    bool told_apart = false;      // if not, there are no segments
+    int rounds = 0;                // of training
+    double level_difference = 0;   // dB, between the two models
+    bool told_apart = false;       // if not, there are no segments
+    std::optional<Models> models;  // that gave the scores; none if there is but one level
 };
 
-Scoring score(const FeatureRows& features, double switch_penalty);
+// Two Gaussians first; where they tell speech from pauses, mixtures of `components` Gaussians grow out of them.
+// Throws Failure if speech or pauses have too few frames for that.
+Scoring score(const FeatureRows& features, double switch_penalty, int components);
+
+// The segments along the best path through the scores.
+std::vector<Segment> segments_by(const std::vector<float>& pause, const std::vector<float>& speech,
+                                 double switch_penalty);
 
 }  // namespace zelsr::examples

@@ -18,6 +18,11 @@ PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop
 KEPT = sorted(name for name in os.listdir(SPEECH) if name.endswith(".flac"))
 SVG = "{http://www.w3.org/2000/svg}"
 ROW = re.compile(r"^ +(\d+) +([\d.]+) +([\d.]+) +([\d.]+) +(-?[\d.]+)$", re.MULTILINE)
+# Arithmetic, bits of the features and of the reciprocal variances, scale factor, frames alike in per cent,
+# segments alike, of how many.
+COMPARED = re.compile(r"^  (plain|low) +Q(\d+) +Q(-?\d+) +(\d+) +([\d.]+) % +(\d+) of (\d+) +[\d.]+ us$",
+                      re.MULTILINE)
+FLOAT_TIME = re.compile(r"^  float +[\d.]+ us$", re.MULTILINE)
 
 
 def run(*arguments, **options):
@@ -124,8 +129,8 @@ class ScoreSpeechTest(unittest.TestCase):
                     self.assertNotRegex(value, r"\b(nan|inf)\b")
         return panels
 
-    def check_failure(self, path, reason, status=1, **options):
-        result = run(path, **options)
+    def check_failure(self, path, reason, status=1, options=(), **process):
+        result = run(path, *options, **process)
         self.assertEqual(result.returncode, status)
         self.assertEqual(result.stdout, "")
         self.assertRegex(result.stderr, r"\Ascore_speech: .*" + reason + r".*\n\Z")
@@ -162,6 +167,66 @@ class ScoreSpeechTest(unittest.TestCase):
             with open(self.path(name), "rb") as file:
                 pictures.append(file.read())
         self.assertEqual(*pictures)
+
+    # Mixtures and 16 bits
+
+    def test_mixtures_find_the_kept_sentences(self):
+        for name in KEPT:
+            with self.subTest(name), open(os.path.join(SPEECH, name.replace(".flac", ".txt"))) as lines:
+                truth = [tuple(map(float, line.split())) for line in lines]
+                output = self.scored(os.path.join(SPEECH, name), "--components", "4")
+                self.assertGreater(agreement(segments(output), truth, duration(output)), 0.95, output)
+                self.assertEqual(len(segments(output)), len(truth), output)
+
+    def test_one_component_is_the_default(self):
+        files = [os.path.join(SPEECH, name) for name in KEPT]
+        self.assertEqual(self.scored(*files, "--components=1"), self.scored(*files))
+
+    def test_fixed_point_decides_as_floating_point(self):
+        for components in (1, 4, 7, 16):
+            for name in KEPT:
+                with self.subTest(name, components=components):
+                    file = os.path.join(SPEECH, name)
+                    output = self.scored(file, "--components", str(components), "--fixed=low")
+                    rows = {row[0]: row[1:] for row in COMPARED.findall(output)}
+                    self.assertEqual(list(rows), ["plain", "low"], output)
+                    self.assertTrue(all(float(row[3]) > 98 for row in rows.values()), output)
+                    features, precisions, sf = map(int, rows["plain"][:3])
+                    self.assertGreater(features, 10)
+                    self.assertEqual(sf, 2 * features + precisions)
+                    self.assertIn(int(rows["low"][2]), range(16))
+                    # The plain form keeps enough for the very same segments.
+                    self.assertEqual(rows["plain"][4:], 2 * (str(len(segments(output))),), output)
+                    self.assertRegex(output, FLOAT_TIME)
+
+    def test_fixed_point_adds_a_table(self):
+        file = os.path.join(SPEECH, KEPT[0])
+        plain = self.scored(file, "--components=4", "--fixed")
+        self.assertTrue(plain.startswith(self.scored(file, "--components=4")))
+        self.assertEqual([row[0] for row in COMPARED.findall(plain)], ["plain"])
+
+    def test_two_comparisons_give_the_same_bytes_but_for_the_times(self):
+        arguments = [os.path.join(SPEECH, KEPT[1]), "--components", "8", "--fixed=low"]
+        first, second = (re.sub(r"[\d.]+ us$", "", self.scored(*arguments), flags=re.MULTILINE) for _ in range(2))
+        self.assertEqual(first, second)
+
+    def test_mixtures_of_made_sounds(self):
+        for pause in (0.002, 0):
+            with self.subTest(pause=pause):
+                write_pcm16(self.path("a.wav"), [bursts(16000, pause=pause)], 16000)
+                for components in ("3", "24"):
+                    output = self.scored(self.path("a.wav"), "--components", components, "--fixed=low")
+                    self.assertGreater(agreement(segments(output), TRUTH, LENGTH), 0.95, output)
+                    self.assertTrue(all(float(row[4]) > 98 for row in COMPARED.findall(output)), output)
+
+    def test_nothing_to_compare_without_segments(self):
+        write_pcm16(self.path("a.wav"), [[0.0] * 32000], 16000)
+        silence = self.scored(self.path("a.wav"))
+        self.assertEqual(self.scored(self.path("a.wav"), "--components=64", "--fixed=low"), silence)
+
+    def test_too_few_frames_for_the_components(self):
+        self.check_failure(os.path.join(SPEECH, KEPT[0]), "too short for 64 components: "
+                           r"\d+ clear frames of pauses allow \d+", options=["--components", "64"])
 
     # Formats
 
@@ -285,16 +350,22 @@ class ScoreSpeechTest(unittest.TestCase):
     # Options, picture, progress
 
     def test_help(self):
-        self.assertIn("usage: score_speech FILE...", self.scored("--help"))
+        output = self.scored("--help")
+        self.assertIn("usage: score_speech FILE...", output)
+        for option in ("--components N", "--fixed ", "--fixed=low"):
+            self.assertIn("\n  " + option, output)
 
     def test_wrong_use(self):
         good = os.path.join(SPEECH, KEPT[0])
         for arguments in ([], ["--none", good], [good, "--svg"], [good, good, "--svg", self.path("a.svg")],
                           [good, "--switch-penalty", "-1"], [good, "--switch-penalty", "nan"],
-                          [good, "--switch-penalty", "3x"]):
+                          [good, "--switch-penalty", "3x"], [good, "--components"], [good, "--components", "0"],
+                          [good, "--components", "65"], [good, "--components", "-3"],
+                          [good, "--components", "4.5"], [good, "--components="],
+                          [good, "--components", "99999999999"], [good, "--fixed=high"], [good, "--fixed="]):
             result = run(*arguments)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
-            self.assertIn("usage:", result.stderr)
+            self.assertRegex(result.stderr, r"\Ascore_speech: .*\nusage:.*\n\Z")
         self.check_failure("--", "no sound file given\nusage:.*", status=2)
 
     def test_switch_penalty_makes_fewer_segments(self):
