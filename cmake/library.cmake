@@ -8,7 +8,7 @@ target_link_libraries(zelsr_flags INTERFACE zelsr_arithmetic)
 target_compile_options(zelsr_flags INTERFACE
   -Wall -Wextra -Wconversion -Wshadow -Wno-psabi
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-math-errno -fno-semantic-interposition
-  -fvisibility=hidden -fvisibility-inlines-hidden)
+  -fvisibility=hidden -fvisibility-inlines-hidden ${ZELSR_SANITIZERS})
 if(ZELSR_ARCH STREQUAL i386)
   # Old callers keep the stack on 4 bytes only.
   target_compile_options(zelsr_flags INTERFACE -mstackrealign)

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/simd.h"
+
 namespace zelsr {
 
 template <class T>
@@ -23,7 +25,7 @@ template <class T>
 int RowMatrAlErr(const T* const* rows, int32_t height)
 {
     for (int32_t r = 0; r < height; ++r)
-        if (!is_aligned(rows[r])) return 1;
+        if (!is_aligned(load_one(rows + r))) return 1;
     return 0;
 }
 
@@ -46,13 +48,14 @@ struct Block {
 template <class T>
 Block(const T*, int32_t) -> Block<T>;
 
+// The list itself may lie on any byte address, as every array may.
 template <class T>
 struct RowList {
     using Element = T;
 
     const T* const* rows;
 
-    const T* operator[](int32_t r) const { return rows[r]; }
+    const T* operator[](int32_t r) const { return load_one(rows + r); }
 
     bool on_16_bytes(int32_t height, std::ptrdiff_t /*step_multiple*/ = 0) const
     {

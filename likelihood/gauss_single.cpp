@@ -34,8 +34,8 @@ double score_direct(const double* feature, const double* mean, const double* var
 SrStatus score_by_reciprocals(const float* feature, const float* mean, const float* var, int32_t len,
                               float* result, float val)
 {
-    constexpr uint32_t kSlack = 32;
-    const Scratch<float> reciprocal(static_cast<int32_t>(static_cast<uint32_t>(len) + kSlack));
+    constexpr int32_t kSlack = 32;
+    const Scratch<float> reciprocal(int64_t{len} + kSlack);
     if (!reciprocal) return SrErrMemAlloc;
     zelsSet_32f(1.0F, reciprocal.data(), len);
     const SrStatus status = zelsDiv_32f(var, reciprocal.data(), reciprocal.data(), len);

@@ -151,7 +151,8 @@ template <class Sign, class Load, class Lanes, int N, class Group>
 [[gnu::always_inline]] inline void add_registers(Lanes (&sum)[N], const Group& group, int32_t width)
 {
     constexpr int32_t kStep = kLanes<typename Group::Element>;
-    for (int32_t k = 0; k + kStep <= width; k += kStep)
+    const int32_t whole = width & -kStep;
+    for (int32_t k = 0; k < whole; k += kStep)
         group.each_term(k, Load{}, [&](auto n, Lanes term) { sum[n] = Sign::join(sum[n], term); });
 }
 
@@ -233,7 +234,7 @@ struct LaneZeroTail {
 };
 
 // Sums of rows first to last - 1, a group at a time; finish(r, sums, count) takes those of rows r to r + count - 1
-// in the first lanes. A single last row does not fill a group.
+// in the first lanes. A single last row does not fill a group. No index passes last, which may be 2^31 - 1.
 template <class Sign, class Load, class Tail, class Scored, class Finish>
 inline void sum_each(Scored scored, int32_t first, int32_t last, int32_t width, Finish finish)
 {
@@ -245,8 +246,10 @@ inline void sum_each(Scored scored, int32_t first, int32_t last, int32_t width, 
         finish(r, Tail::join(sum, group, width), count);
     };
     int32_t r = first;
-    for (; last - r > 1; r += kTogether)
-        take(std::integral_constant<int, kTogether>{}, r, std::min(last - r, int32_t{kTogether}));
+    for (int32_t count; last - r > 1; r += count) {
+        count = std::min(last - r, int32_t{kTogether});
+        take(std::integral_constant<int, kTogether>{}, r, count);
+    }
     if (last - r == 1) take(std::integral_constant<int, 1>{}, r, 1);
 }
 

@@ -14,14 +14,15 @@ inline __m128 sixteen_by_sixteen(const float* x, Term term, int32_t len, Tail ta
     const auto term_at = [x, term](int32_t k) { return term.at(k, Load{})(Load::lanes(x + k)); };
     __m128 a = _mm_setzero_ps();
     __m128 b = _mm_setzero_ps();
+    const int32_t whole = len & -16;
     int32_t k = 0;
-    for (; k + 16 <= len; k += 16) {
+    for (; k < whole; k += 16) {
         a = a - term_at(k);
         b = b - term_at(k + 8);
         a = a - term_at(k + 4);
         b = b - term_at(k + 12);
     }
-    if (k + 8 <= len) {
+    if (len - k >= 8) {
         a = a - term_at(k);
         a = a - term_at(k + 4);
         k += 8;
@@ -44,7 +45,7 @@ template <class Load, class Term>
 inline auto register_tail(const float* x, Term term, int32_t len)
 {
     return [=](__m128& a, int32_t k) {
-        if (k + 4 <= len) {
+        if (len - k >= 4) {
             a = a - term.at(k, Load{})(Load::lanes(x + k));
             k += 4;
         }
@@ -110,7 +111,7 @@ inline double score_one_in_double(const T* x, Term term, int32_t len, double val
     if (len > 8) {
         __m128d even_pair = _mm_setzero_pd();
         __m128d odd_pair = _mm_setzero_pd();
-        for (; k + 8 <= len; k += 8) {
+        for (const int32_t whole = len & -8; k < whole; k += 8) {
             even_pair = even_pair + pair_at(k);
             odd_pair = odd_pair + pair_at(k + 2);
             even_pair = even_pair + pair_at(k + 4);
@@ -126,9 +127,10 @@ inline double score_one_in_double(const T* x, Term term, int32_t len, double val
 template <class Load, class Term>
 inline double score_one_even_odd(const double* x, Term term, int32_t len, double val)
 {
+    const int32_t whole = len & -2;
     __m128d sums = _mm_setzero_pd();
     int32_t k = 0;
-    for (; k + 2 <= len; k += 2) sums = sums + term.at(k, Load{})(Load::lanes(x + k));
+    for (; k < whole; k += 2) sums = sums + term.at(k, Load{})(Load::lanes(x + k));
     double even = _mm_cvtsd_f64(sums);
     const double odd = _mm_cvtsd_f64(_mm_unpackhi_pd(sums, sums));
     if (k < len) even = even + term.at(k, WidenedOne{})(WidenedOne::lanes(x + k));

@@ -198,6 +198,17 @@ TEST(Scratch, ARefusedBlockTestsFalse)
     EXPECT_FALSE(refused);
 }
 
+// A count that wrapped around must not look like one that fits on the stack.
+TEST(Scratch, ACountBelowOneTestsFalse)
+{
+    AllocatorWatch watch;
+    for (int32_t count : {0, -1, INT32_MIN, INT32_MIN + 31}) {
+        EXPECT_FALSE(Scratch<float>(count)) << count;
+        EXPECT_FALSE((Scratch<float, 16>(count))) << count;
+    }
+    EXPECT_EQ(watch.requests(), 0);
+}
+
 TEST(Table, PointerAsInteger)
 {
     int x = 0;

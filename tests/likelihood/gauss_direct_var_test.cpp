@@ -172,6 +172,22 @@ TEST_P(Memory, BadArgumentsAskForNone)
     EXPECT_EQ(watch.requests(), 0);
 }
 
+// The count of the scratch wraps around: refused, with nothing read and no block asked for.
+TEST(DirectVariance, ALengthBeyondTheLargestScratchIsRefused)
+{
+    const Guarded<float> nothing(0);  // its address is the forbidden page's
+    Guarded<float> result{1};
+    AllocatorWatch watch;
+    for (int32_t len : {INT32_MAX, INT32_MAX - 31}) {
+        result.take_snapshot();
+        EXPECT_EQ(zelsLogGaussSingle_DirectVar_32f(nothing.data(), nothing.data(), nothing.data(), len,
+                                                   result.data(), 1),
+                  SrErrMemAlloc);
+        EXPECT_TRUE(result.as_snapshot());
+    }
+    EXPECT_EQ(watch.requests(), 0);
+}
+
 TEST_P(Memory, TheOtherMembersAskForNone)
 {
     AllocatorWatch watch;

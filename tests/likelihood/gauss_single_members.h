@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 #include <vector>
 
 #include "support/arrangements.h"
@@ -30,24 +29,40 @@ struct Problem {
     const In* v() const { return var.data(); }
 };
 
-// What a call must do. tolerance 0: to the bit.
+template <class In, class Out>
+Problem<In, Out> random_problem(int len)
+{
+    return {uniform_vector<In>(len, -3, 3), uniform_vector<In>(len, -3, 3), uniform_vector<In>(len, In(0.1), 4),
+            uniform<Out>(-1, 1)};
+}
+
+// What a call must do, to the bit.
 template <class Out>
 struct Outcome {
     Out score;
-    double tolerance = 0;
     SrStatus status = SrOk;
     bool written = true;
 };
 
 enum class Variance { Inverse, Unit, Direct };
 
-// A member: its function, its variance array, whether that array's alignment chooses the kernel, its outcome.
-template <class InType, class OutType, Variance Kind, bool VarianceCounts = Kind == Variance::Inverse>
+template <class In, class Out>
 struct Member {
-    using In = InType;
-    using Out = OutType;
-    static constexpr Variance kVariance = Kind;
-    static constexpr bool kVarianceCounts = VarianceCounts;
+    using With = SrStatus (*)(const In*, const In*, const In*, int32_t, Out*, Out);
+    using Without = SrStatus (*)(const In*, const In*, int32_t, Out*, Out);
+
+    const char* name;
+    Variance variance;
+    bool variance_counts;  // its array's alignment, too, chooses the kernel
+    With with_variance;
+    Without without_variance;
+    Outcome<Out> (*outcome)(const Problem<In, Out>&, bool aligned);
+
+    SrStatus call(const In* x, const In* m, const In* v, int32_t len, Out* result, Out val) const
+    {
+        return variance == Variance::Unit ? without_variance(x, m, len, result, val)
+                                          : with_variance(x, m, v, len, result, val);
+    }
 };
 
 inline bool any_zero(const std::vector<float>& values)
@@ -55,115 +70,75 @@ inline bool any_zero(const std::vector<float>& values)
     return std::any_of(values.begin(), values.end(), [](float v) { return v == 0.0F; });
 }
 
-// The plain loops: any order of a double-precision sum.
-template <class In, class Term>
-Outcome<double> in_any_order(const Problem<In, double>& p, const Term& term)
+// The members of each pair of types.
+
+inline std::vector<Member<float, float>> members(float, float)
 {
-    return {reference::score_serial_64f(p.x(), term, p.length(), p.val),
-            reference::any_order_tolerance_64f(p.x(), term, p.length(), p.val)};
+    using P = Problem<float, float>;
+    using Result = Outcome<float>;
+    return {
+        {"32f", Variance::Inverse, true, zelsLogGaussSingle_32f, nullptr,
+         [](const P& p, bool aligned) -> Result {
+             return {reference::score_single_32f(p.x(), p.m(), p.v(), p.length(), p.val, aligned)};
+         }},
+        {"IdVar_32f", Variance::Unit, false, nullptr, zelsLogGaussSingle_IdVar_32f,
+         [](const P& p, bool aligned) -> Result {
+             return {reference::score_single_32f(p.x(), p.m(), p.length(), p.val, aligned)};
+         }},
+        {"DirectVar_32f", Variance::Direct, false, zelsLogGaussSingle_DirectVar_32f, nullptr,
+         [](const P& p, bool aligned) -> Result {
+             std::vector<float> inv_var;
+             for (float v : p.var) inv_var.push_back(1.0F / v);
+             return {reference::score_single_32f(p.x(), p.m(), inv_var.data(), p.length(), p.val, aligned),
+                     any_zero(p.var) ? SrWarnDivByZero : SrOk};
+         }},
+    };
 }
 
-struct Single_32f : Member<float, float, Variance::Inverse> {
-    static constexpr auto kFunction = zelsLogGaussSingle_32f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool aligned)
-    {
-        return {reference::score_single_32f(p.x(), p.m(), p.v(), p.length(), p.val, aligned)};
-    }
-};
-struct Single_64f : Member<double, double, Variance::Inverse> {
-    static constexpr auto kFunction = zelsLogGaussSingle_64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        return in_any_order(p, InverseVariance{p.m(), p.v()});
-    }
-};
-struct Single_32f64f : Member<float, double, Variance::Inverse> {
-    static constexpr auto kFunction = zelsLogGaussSingle_32f64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        return in_any_order(p, InverseVariance<float, double>{p.m(), p.v()});
-    }
-};
-struct IdVar_32f : Member<float, float, Variance::Unit> {
-    static constexpr auto kFunction = zelsLogGaussSingle_IdVar_32f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool aligned)
-    {
-        return {reference::score_single_32f(p.x(), p.m(), p.length(), p.val, aligned)};
-    }
-};
-struct IdVar_64f : Member<double, double, Variance::Unit> {
-    static constexpr auto kFunction = zelsLogGaussSingle_IdVar_64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        if (p.length() <= 54) return in_any_order(p, UnitVariance{p.m()});
-        return {reference::score_even_odd_64f(p.x(), UnitVariance{p.m()}, p.length(), p.val)};
-    }
-};
-struct IdVar_32f64f : Member<float, double, Variance::Unit> {
-    static constexpr auto kFunction = zelsLogGaussSingle_IdVar_32f64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        return in_any_order(p, UnitVariance<float, double>{p.m()});
-    }
-};
-struct DirectVar_32f : Member<float, float, Variance::Direct> {
-    static constexpr auto kFunction = zelsLogGaussSingle_DirectVar_32f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool aligned)
-    {
-        std::vector<float> inv_var;
-        for (float v : p.var) inv_var.push_back(1.0F / v);
-        return {reference::score_single_32f(p.x(), p.m(), inv_var.data(), p.length(), p.val, aligned), 0,
-                any_zero(p.var) ? SrWarnDivByZero : SrOk};
-    }
-};
-struct DirectVar_64f : Member<double, double, Variance::Direct, true> {
-    static constexpr auto kFunction = zelsLogGaussSingle_DirectVar_64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        return {reference::score_even_odd_64f(p.x(), DirectVariance{p.m(), p.v()}, p.length(), p.val)};
-    }
-};
-struct DirectVar_32f64f : Member<float, double, Variance::Direct> {
-    static constexpr auto kFunction = zelsLogGaussSingle_DirectVar_32f64f;
-    static Outcome<Out> outcome(const Problem<In, Out>& p, bool)
-    {
-        if (any_zero(p.var)) return {0, 0, SrWarnDivByZero, false};
-        const DirectVariance<float, double> term{p.m(), p.v()};
-        return {reference::score_serial_64f(p.x(), term, p.length(), p.val)};
-    }
-};
-
-using Members = testing::Types<Single_32f, Single_64f, Single_32f64f, IdVar_32f, IdVar_64f, IdVar_32f64f,
-                               DirectVar_32f, DirectVar_64f, DirectVar_32f64f>;
-struct MemberNames {
-    template <class M>
-    static std::string GetName(int i)
-    {
-        static const char* const names[] = {"32f",           "64f",           "32f64f",
-                                            "IdVar_32f",     "IdVar_64f",     "IdVar_32f64f",
-                                            "DirectVar_32f", "DirectVar_64f", "DirectVar_32f64f"};
-        return names[i];
-    }
-};
-template <class M>
-SrStatus call(const typename M::In* feature, const typename M::In* mean, const typename M::In* var, int32_t len,
-              typename M::Out* result, typename M::Out val)
+inline std::vector<Member<double, double>> members(double, double)
 {
-    if constexpr (M::kVariance == Variance::Unit)
-        return M::kFunction(feature, mean, len, result, val);
-    else
-        return M::kFunction(feature, mean, var, len, result, val);
+    using P = Problem<double, double>;
+    using Result = Outcome<double>;
+    return {
+        {"64f", Variance::Inverse, true, zelsLogGaussSingle_64f, nullptr,
+         [](const P& p, bool) -> Result {
+             return {reference::score_four_sums_64f(p.x(), InverseVariance{p.m(), p.v()}, p.length(), p.val)};
+         }},
+        {"IdVar_64f", Variance::Unit, false, nullptr, zelsLogGaussSingle_IdVar_64f,
+         [](const P& p, bool) -> Result {
+             const UnitVariance term{p.m()};
+             return {p.length() <= 54 ? reference::score_four_sums_64f(p.x(), term, p.length(), p.val)
+                                      : reference::score_even_odd_64f(p.x(), term, p.length(), p.val)};
+         }},
+        {"DirectVar_64f", Variance::Direct, true, zelsLogGaussSingle_DirectVar_64f, nullptr,
+         [](const P& p, bool) -> Result {
+             return {reference::score_even_odd_64f(p.x(), DirectVariance{p.m(), p.v()}, p.length(), p.val)};
+         }},
+    };
 }
 
-template <class M>
-using ProblemOf = Problem<typename M::In, typename M::Out>;
-
-template <class M>
-ProblemOf<M> random_problem(int len)
+inline std::vector<Member<float, double>> members(float, double)
 {
-    using In = typename M::In;
-    return {uniform_vector<In>(len, -3, 3), uniform_vector<In>(len, -3, 3), uniform_vector<In>(len, In(0.1), 4),
-            uniform<typename M::Out>(-1, 1)};
+    using P = Problem<float, double>;
+    using Result = Outcome<double>;
+    return {
+        {"32f64f", Variance::Inverse, true, zelsLogGaussSingle_32f64f, nullptr,
+         [](const P& p, bool) -> Result {
+             const InverseVariance<float, double> term{p.m(), p.v()};
+             return {reference::score_four_sums_64f(p.x(), term, p.length(), p.val)};
+         }},
+        {"IdVar_32f64f", Variance::Unit, false, nullptr, zelsLogGaussSingle_IdVar_32f64f,
+         [](const P& p, bool) -> Result {
+             const UnitVariance<float, double> term{p.m()};
+             return {reference::score_four_sums_64f(p.x(), term, p.length(), p.val)};
+         }},
+        {"DirectVar_32f64f", Variance::Direct, false, zelsLogGaussSingle_DirectVar_32f64f, nullptr,
+         [](const P& p, bool) -> Result {
+             if (any_zero(p.var)) return {0, SrWarnDivByZero, false};
+             const DirectVariance<float, double> term{p.m(), p.v()};
+             return {reference::score_serial_64f(p.x(), term, p.length(), p.val)};
+         }},
+    };
 }
 
 template <class Out>
@@ -174,39 +149,35 @@ testing::AssertionResult as_expected(const Outcome<Out>& expected, SrStatus stat
 {
     if (status != expected.status)
         return testing::AssertionFailure() << "status " << status << " instead of " << expected.status;
-    if (!expected.written) return same_value(kUnwritten<Out>, result);
-    if (expected.tolerance == 0) return same_value(expected.score, result);
-    return near_values(std::vector<Out>{expected.score}, std::vector<Out>{result}, expected.tolerance);
+    return same_value(expected.written ? expected.score : kUnwritten<Out>, result);
 }
 
 // The call between guard pages; where: feature, mean, variance, result.
-template <class M>
-testing::AssertionResult scores(const ProblemOf<M>& problem, const Arrangement& where)
+template <class In, class Out>
+testing::AssertionResult scores(const Member<In, Out>& member, const Problem<In, Out>& problem,
+                                const Arrangement& where = Arrangement(4))
 {
-    using In = typename M::In;
-    using Out = typename M::Out;
     Guarded<In> feature(problem.feature, where[0]), mean(problem.mean, where[1]), var(problem.var, where[2]);
     Guarded<Out> result(std::vector<Out>{kUnwritten<Out>}, where[3]);
     for (GuardedBytes* input : std::initializer_list<GuardedBytes*>{&feature, &mean, &var}) input->take_snapshot();
     const SrStatus status =
-        call<M>(feature.data(), mean.data(), var.data(), problem.length(), result.data(), problem.val);
+        member.call(feature.data(), mean.data(), var.data(), problem.length(), result.data(), problem.val);
     const bool aligned =
-        where[0].misalign == 0 && where[1].misalign == 0 && (!M::kVarianceCounts || where[2].misalign == 0);
-    if (!result.intact()) return testing::AssertionFailure() << "written beside the result";
+        where[0].misalign == 0 && where[1].misalign == 0 && (!member.variance_counts || where[2].misalign == 0);
+    testing::AssertionResult right = as_expected(member.outcome(problem, aligned), status, result.get(0));
+    if (!result.intact()) right = testing::AssertionFailure() << "written beside the result";
     if (!feature.as_snapshot() || !mean.as_snapshot() || !var.as_snapshot())
-        return testing::AssertionFailure() << "an input was written";
-    return as_expected(M::outcome(problem, aligned), status, result.get(0));
+        right = testing::AssertionFailure() << "an input was written";
+    if (right) return right;
+    return testing::AssertionFailure() << member.name << ", length " << problem.length() << ": " << right.message()
+                                       << "; feature, mean, variance, result: " << describe(where);
 }
 
 // Both kernels at both edges.
-inline const std::vector<Arrangement>& few_arrangements()
+inline std::vector<Arrangement> few_arrangements()
 {
-    static const std::vector<Arrangement> few = {
-        {{0}, {0}, {0}, {0}},
-        {{8}, {8}, {8}, {8}},
-        {{0, Edge::Front}, {0, Edge::Front}, {0, Edge::Front}, {0, Edge::Front}},
-        {{7, Edge::Front}, {7, Edge::Front}, {7, Edge::Front}, {7, Edge::Front}}};
-    return few;
+    return {Arrangement(4), Arrangement(4, {8}), Arrangement(4, {0, Edge::Front}),
+            Arrangement(4, {7, Edge::Front})};
 }
 
 }  // namespace zelsr::test::single

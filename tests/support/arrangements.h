@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/guarded.h"
@@ -41,6 +42,19 @@ inline std::string describe(const Arrangement& arrangement)
     for (const Placement& placement : arrangement) text += (text.empty() ? "" : "; ") + describe(placement);
     return text;
 }
+
+// The values of a list in turn, over and over: a sweep over one argument that meets every value of another without
+// the product of the two.
+template <class T>
+class Cycle {
+  public:
+    explicit Cycle(std::vector<T> values) : values_(std::move(values)) {}
+    const T& next() { return values_[i_++ % values_.size()]; }
+
+  private:
+    std::vector<T> values_;
+    std::size_t i_ = 0;
+};
 
 // A D2 block: rows at the step, not a number and infinities between them, nothing behind the last element.
 template <class T>

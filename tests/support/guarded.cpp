@@ -42,6 +42,19 @@ std::byte* take_region(std::size_t payload)
     return region;
 }
 
+// Word by word: most of a test's time goes by here.
+bool all_canaries(const std::byte* from, const std::byte* to)
+{
+    constexpr std::uint64_t eight_canaries = 0x0101010101010101u * static_cast<std::uint64_t>(kCanary);
+    for (std::uint64_t word; to - from >= 8; from += 8) {
+        std::memcpy(&word, from, 8);
+        if (word != eight_canaries) return false;
+    }
+    for (; from != to; ++from)
+        if (*from != kCanary) return false;
+    return true;
+}
+
 }  // namespace
 
 std::vector<Placement> placements(std::size_t element_size)
@@ -86,11 +99,7 @@ GuardedBytes::~GuardedBytes() { free_regions().emplace(payload_, region_); }
 
 bool GuardedBytes::intact() const
 {
-    for (std::byte* p = region_; p != array_; ++p)
-        if (*p != kCanary) return false;
-    for (std::byte* p = array_ + bytes_; p != region_ + payload_; ++p)
-        if (*p != kCanary) return false;
-    return true;
+    return all_canaries(region_, array_) && all_canaries(array_ + bytes_, region_ + payload_);
 }
 
 }  // namespace zelsr::test

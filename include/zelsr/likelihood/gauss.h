@@ -23,11 +23,15 @@ ZELSR_BEGIN_DECLARATIONS
  * row list only the list itself is tested); width (len), height below 1 ::SrErrSize.
  *
  * Infinities and NaN flow through the arithmetic; the sign of a variance is not looked at. Steps count
- * elements. Arrays and rows on 16-byte boundaries, with a step that is a multiple of 4, run fastest; the
- * alignment may change how the partial sums of a score are associated where a member says so, and nothing
- * else.
+ * elements. Arrays, rows and lists may lie on any byte address; arrays and rows on 16-byte boundaries, with a
+ * step that is a multiple of 4, run fastest.
  *
- * Order of the sums in single precision: a vector's elements go to four partial sums by their index modulo 4.
+ * Order of the sums in single precision: elements with the same index modulo 4 share a partial sum (of one
+ * vector two, for alternate groups of eight). Where the elements behind the last whole group go depends on the
+ * alignment in zelsLogGaussSingle_32f, zelsLogGaussSingle_DirectVar_32f and, from width 4 on, in the members for
+ * many frames (zelsLogGauss_IdVar_32f_D2L at every width): there the score's last places may depend on it. Every
+ * other member gives the same bits at every alignment, and every member the same bits for a frame or a component
+ * whatever it is scored together with.
  *
  * Thread rules: no state.
  * @{ */

@@ -110,6 +110,19 @@ double score_serial_64f(const In* x, const Term& term, int n, double val)
     return val - 0.5 * sum;
 }
 
+// Beyond eight elements: whole groups of eight into four sums by their index modulo 4, then the rest.
+template <class In, class Term>
+double score_four_sums_64f(const In* x, const Term& term, int n, double val)
+{
+    if (n <= 8) return score_serial_64f(x, term, n, val);
+    double sums[4] = {0, 0, 0, 0};
+    int k = 0;
+    for (; k < n - n % 8; ++k) sums[k % 4] += term(x, k);
+    double sum = (sums[0] + sums[2]) + (sums[1] + sums[3]);
+    for (; k < n; ++k) sum += term(x, k);
+    return val - 0.5 * sum;
+}
+
 // Even and odd element positions apart.
 template <class In, class Term>
 double score_even_odd_64f(const In* x, const Term& term, int n, double val)
