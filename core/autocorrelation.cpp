@@ -64,7 +64,7 @@ void correlate_group(const float* src, int32_t len, int32_t first_lag, float* ds
     int32_t i = 0;
     while (i < whole) {
         __m128 sums[kSums][Vectors] = {};
-        const int32_t end = std::min(whole, i + kBlock);
+        const int32_t end = i + std::min(whole - i, kBlock);
         for (; i <= end - kSums; i += kSums) for_each_index<kSums>([&](auto s) { add_products(i + s, sums[s]); });
         for (; i < end; ++i) add_products(i, sums[0]);
         for_each_index<Vectors>(

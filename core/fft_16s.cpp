@@ -11,25 +11,19 @@
 namespace zelsr::fft {
 namespace {
 
-SrStatus order_in_range(int32_t order) { return require(order >= 0 && order <= kMaxOrder, SrErrFftOrder); }
 SrStatus is_record(const ZelFFTState_R_16s32s* state)
 {
     return require(state->identity == kIdentity_16s32s, SrErrContext);
 }
 
-// Bytes of the head and of the gap up to the inner record.
-constexpr std::int64_t kHeadBytes = 64;
-
 SrStatus set_up(ZelFFTState_R_16s32s* record, int32_t order, int32_t flag, int32_t hint, uint8_t* setup,
                 bool owned)
 {
-    const Sizes sizes = sizes_of(order);
-    const std::int64_t work = work_16s32s(sizes, order);
+    const int32_t work_size = reported(work_16s32s(sizes_of(order), order));
     auto* inner = reinterpret_cast<ZelFFTState_R_32f*>(align_up(reinterpret_cast<uint8_t*>(record + 1)));
-    *record = ZelFFTState_R_16s32s{0, order, hint, reported(work), owned, inner};
+    *record = ZelFFTState_R_16s32s{0, order, hint, work_size, owned, inner};
     if (SrStatus failed = zelsFFTInit_R_32f(&inner, order, flag, hint, reinterpret_cast<uint8_t*>(inner), setup))
         return failed;
-    if (!reportable(sizes.record + kHeadBytes) || !reportable(work)) return SrErrMemAlloc;
     record->identity = kIdentity_16s32s;
     return SrOk;
 }
@@ -69,15 +63,13 @@ using namespace zelsr::fft;
 SrStatus zelsFFTGetSize_R_16s32s(int32_t order, int32_t flag, int32_t /*hint*/, int32_t* record_size,
                                  int32_t* setup_size, int32_t* work_size)
 {
-    int32_t inner_record, inner_setup, inner_work;
-    if (SrStatus failed = first_failure(order_in_range(order), non_null(record_size, setup_size, work_size), [&] {
-            return zelsFFTGetSize_R_32f(order, flag, 0, &inner_record, &inner_setup, &inner_work);
-        }))
+    if (SrStatus failed =
+            first_failure(order_in_range(order), non_null(record_size, setup_size, work_size), known_flag(flag)))
         return failed;
     const Sizes sizes = sizes_of(order);
     // Small orders are told no room for aligning their work memory; they need none.
     const std::int64_t alignment = sizes.work == 0 ? 0 : kTableAlignment;
-    store_one(record_size, reported(sizes.record + kHeadBytes));
+    store_one(record_size, reported(record_16s32s(sizes)));
     store_one(setup_size, reported(setup_16s32s(sizes)));
     store_one(work_size, reported(work_16s32s(sizes, order) + alignment));
     return SrOk;
@@ -97,23 +89,13 @@ SrStatus zelsFFTInit_R_16s32s(ZelFFTState_R_16s32s** state, int32_t order, int32
 
 SrStatus zelsFFTInitAlloc_R_16s32s(ZelFFTState_R_16s32s** state, int32_t order, int32_t flag, int32_t hint)
 {
-    int32_t record_size, setup_size, work_size;
-    if (SrStatus failed = first_failure(non_null(state), [&] {
-            return zelsFFTGetSize_R_16s32s(order, flag, hint, &record_size, &setup_size, &work_size);
-        }))
-        return failed;
-    uint8_t* memory = zelsMalloc_8u(record_size);
-    uint8_t* setup = memory != nullptr && setup_size != 0 ? zelsMalloc_8u(setup_size) : nullptr;
-    SrStatus status = SrErrMemAlloc;
-    auto* record = reinterpret_cast<ZelFFTState_R_16s32s*>(memory);
-    if (memory != nullptr && (setup_size == 0 || setup != nullptr))
-        status = set_up(record, order, flag, hint, setup, true);
-    zelsFree(setup);
-    if (status == SrOk)
-        store_one(state, record);
-    else
-        zelsFree(memory);
-    return status;
+    if (SrStatus failed = first_failure(non_null(state), order_in_range(order), known_flag(flag))) return failed;
+    const Sizes sizes = sizes_of(order);
+    if (!reportable(sizes.record)) return SrErrMemAlloc;
+    return make_record(state, record_16s32s(sizes), setup_16s32s(sizes),
+                       [=](ZelFFTState_R_16s32s* record, uint8_t* setup) {
+                           return set_up(record, order, flag, hint, setup, true);
+                       });
 }
 
 SrStatus zelsFFTFree_R_16s32s(ZelFFTState_R_16s32s* state)

@@ -8,8 +8,6 @@ namespace {
 // in the first-level cache (32 KiB).
 constexpr std::size_t kCachedValues = 4096;
 
-constexpr float kHalfRoot = 0.70710678118654752440F;
-
 // Butterflies stay in registers: they are inlined whatever their size.
 
 // The DFT of four values in bit-reversed order; the results replace them in order.
@@ -328,16 +326,16 @@ void transform_inverse(const float* src, float* dst, float* work, const Plan& pl
 }
 
 template <Direction D>
-void transform_reversed(float* data, float* work, const Plan& plan)
+void transform_reversed(float* data, float* work, const Plan& plan, float factor)
 {
     const std::size_t values = std::size_t{1} << plan.m;
     if (first_radix(plan.m) == 4)
         first_pass_reversed<D, 4>(data, work, values);
     else
         first_pass_reversed<D, 8>(data, work, values);
-    join_into<D>(data, work, plan, 1.0F);
+    join_into<D>(data, work, plan, factor);
 }
-template void transform_reversed<Direction::Forward>(float*, float*, const Plan&);
-template void transform_reversed<Direction::Inverse>(float*, float*, const Plan&);
+template void transform_reversed<Direction::Forward>(float*, float*, const Plan&, float);
+template void transform_reversed<Direction::Inverse>(float*, float*, const Plan&, float);
 
 }  // namespace zelsr::fft

@@ -18,6 +18,8 @@ namespace zelsr::fft {
 
 enum class Direction { Forward, Inverse };
 
+constexpr float kHalfRoot = 0.70710678118654752440F;
+
 template <int Lanes>
 struct Register;
 template <>
@@ -128,8 +130,8 @@ void transform_to_blocks(const float* src, float* work, const Plan& plan);
 // src, interleaved and in order, to dst, interleaved and in order, times factor; src may be dst.
 void transform_inverse(const float* src, float* dst, float* work, const Plan& plan, float factor);
 
-// data, interleaved and in bit-reversed order, to itself in order; the plan's reversal is not used.
+// data, interleaved and in bit-reversed order, to itself in order, times factor; the plan's reversal is not used.
 template <Direction D>
-void transform_reversed(float* data, float* work, const Plan& plan);
+void transform_reversed(float* data, float* work, const Plan& plan, float factor);
 
 }  // namespace zelsr::fft

@@ -80,10 +80,9 @@ template <Direction D>
 struct IntoArray {
     float* array;
     std::size_t row_step;
-    __m128 factor;
     void put(std::size_t row, std::size_t column, Complex4 z) const
     {
-        store_interleaved<D>(array + row * row_step + column, {z.re * factor, z.im * factor});
+        store_interleaved<D>(array + row * row_step + column, z);
     }
 };
 
@@ -151,8 +150,7 @@ void join_rows2(Group group, const float* row_twiddles, Sink sink)
 }
 
 template <Direction D>
-void transform_columns(float* data, int32_t m, const float* twiddles, const float* row_twiddles, float* work,
-                       float factor)
+void transform_columns(float* data, int32_t m, const float* twiddles, const float* row_twiddles, float* work)
 {
     const Split split = split_of(m);
     const std::size_t rows = std::size_t{1} << split.rows, array_step = std::size_t{2} << (m - split.rows);
@@ -160,7 +158,7 @@ void transform_columns(float* data, int32_t m, const float* twiddles, const floa
     const float* first = twiddles + rows * group.row_step;
     for (std::size_t column = 0; column < array_step; column += group.row_step, first += 2 * rows) {
         gather<D>(data + column, array_step, group, twiddles, first);
-        const IntoArray<D> sink{data + column, array_step, _mm_set1_ps(factor)};
+        const IntoArray<D> sink{data + column, array_step};
         std::size_t sub = 4;
         for (; 4 * sub < rows; sub *= 4) join_rows4(group, sub, row_twiddles, InGroup{group});
         if (4 * sub == rows)
@@ -171,6 +169,7 @@ void transform_columns(float* data, int32_t m, const float* twiddles, const floa
 }
 
 // data in bit-reversed order to data in order. Sub-transforms that are still too long take a level of their own.
+// The factor is applied by the innermost, so that the column stages of a scaled transform meet smaller values.
 template <Direction D, int Level>
 void transform_level(float* data, int32_t m, const ZelFFTState_R_32f& record, float* work, float factor)
 {
@@ -180,11 +179,11 @@ void transform_level(float* data, int32_t m, const ZelFFTState_R_32f& record, fl
     for (std::size_t row = 0; row < rows; ++row) {
         float* sub = data + row * array_step;
         if (sub_order <= kMaxSingleLevel)
-            transform_reversed<D>(sub, work, Plan{sub_order, nullptr, record.twiddles});
+            transform_reversed<D>(sub, work, Plan{sub_order, nullptr, record.twiddles}, factor);
         else if constexpr (Level + 1 < kMaxLevels)
-            transform_level<D, Level + 1>(sub, sub_order, record, work, 1.0F);
+            transform_level<D, Level + 1>(sub, sub_order, record, work, factor);
     }
-    transform_columns<D>(data, m, record.column_twiddles[Level], record.row_twiddles, work, factor);
+    transform_columns<D>(data, m, record.column_twiddles[Level], record.row_twiddles, work);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "core/fft_record.h"
 #include "core/fft_small.h"
 #include "core/fft_tables.h"
+#include "core/rounding.h"
 #include "core/simd.h"
 #include "zelsr/core/fft.h"
 #include "zelsr/core/memory.h"
@@ -13,11 +14,6 @@
 namespace zelsr::fft {
 namespace {
 
-SrStatus order_in_range(int32_t order) { return require(order >= 0 && order <= kMaxOrder, SrErrFftOrder); }
-SrStatus known_flag(int32_t flag)
-{
-    return require(flag == 1 || flag == 2 || flag == 4 || flag == 8, SrErrFftFlag);
-}
 SrStatus is_record(const ZelFFTState_R_32f* state)
 {
     return require(state->identity == kIdentity_32f, SrErrContext);
@@ -152,15 +148,6 @@ SrStatus run_inverse(const float* src, float* dst, const ZelFFTState_R_32f& reco
     return with_work(record, work, [&](float* aligned) { inverse_of_pack(src, dst, record, aligned); });
 }
 
-// Memory for a record of any size that this machine can address; the count of an allocation is an int32.
-uint8_t* allocate_bytes(std::int64_t bytes)
-{
-    const std::int64_t count = (bytes + 7) / 8;
-    if (bytes <= INT32_MAX) return zelsMalloc_8u(static_cast<int32_t>(bytes));
-    if (sizeof(void*) == 4) return nullptr;
-    return reinterpret_cast<uint8_t*>(zelsMalloc_64f(static_cast<int32_t>(count)));
-}
-
 SrStatus set_up(ZelFFTState_R_32f* record, int32_t order, int32_t flag, int32_t hint, uint8_t* setup, bool owned)
 {
     const Sizes sizes = sizes_of(order);
@@ -173,6 +160,7 @@ SrStatus set_up(ZelFFTState_R_32f* record, int32_t order, int32_t flag, int32_t 
             first_failure(known_flag(flag), require(sizes.setup == 0 || setup != nullptr, SrErrNullPtr),
                           require(owned || reportable(sizes.record), SrErrMemAlloc)))
         return failed;
+    const DefaultFloatEnvironment environment;  // tables and scale are the same whatever the caller has set
     lay_out(record, order, flag, setup);
     record->identity = kIdentity_32f;
     return SrOk;
@@ -213,17 +201,9 @@ SrStatus zelsFFTInitAlloc_R_32f(ZelFFTState_R_32f** state, int32_t order, int32_
 {
     if (SrStatus failed = first_failure(non_null(state), order_in_range(order), known_flag(flag))) return failed;
     const Sizes sizes = sizes_of(order);
-    uint8_t* memory = allocate_bytes(sizes.record);
-    uint8_t* setup = memory != nullptr && sizes.setup != 0 ? allocate_bytes(sizes.setup) : nullptr;
-    if (memory == nullptr || (sizes.setup != 0 && setup == nullptr)) {
-        zelsFree(memory);
-        return SrErrMemAlloc;
-    }
-    auto* record = reinterpret_cast<ZelFFTState_R_32f*>(memory);
-    const SrStatus status = set_up(record, order, flag, hint, setup, true);
-    zelsFree(setup);
-    store_one(state, record);
-    return status;
+    return make_record(state, sizes.record, sizes.setup, [=](ZelFFTState_R_32f* record, uint8_t* setup) {
+        return set_up(record, order, flag, hint, setup, true);
+    });
 }
 
 SrStatus zelsFFTFree_R_32f(ZelFFTState_R_32f* state)

@@ -8,7 +8,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/contract.h"
+#include "core/simd.h"
 #include "zelsr/core/fft.h"
+#include "zelsr/core/memory.h"
 
 // A caller may put a record on any byte address: packed members are reached byte by byte. On i386 the head takes
 // 80 bytes.
@@ -25,13 +28,12 @@ struct __attribute__((packed)) ZelFFTState_R_32f {
     const float* twiddles;
     const float* recombination;
     const float* ccs_recombination;
-    // The two-level transform, complex orders above 17: the column twiddles of its one or two levels, the
-    // twiddles among a column's rows, and the complex order of the contiguous sub-transforms.
+    // The two-level transform, complex orders above 17: the column twiddles of its one or two levels, and the
+    // twiddles among a column's rows.
     const float* column_twiddles[2];  // by level
     const float* row_twiddles;
     const void* reserved_pointer;
-    int32_t leaf_order;
-    int32_t reserved[3];
+    int32_t reserved[4];
 };
 
 struct __attribute__((packed)) ZelFFTState_R_16s32s {
@@ -54,6 +56,15 @@ constexpr int32_t kMaxFixedOrder = 10;   // up to here the sines come from the c
 constexpr int32_t kMaxSingleLevel = 17;  // complex order
 constexpr int kMaxLevels = 2;            // of the two-level transform: one inside the other from 26 on
 constexpr int32_t kTableAlignment = 32;
+
+constexpr SrStatus order_in_range(int32_t order)
+{
+    return require(order >= 0 && order <= kMaxOrder, SrErrFftOrder);
+}
+constexpr SrStatus known_flag(int32_t flag)
+{
+    return require(flag == 1 || flag == 2 || flag == 4 || flag == 8, SrErrFftFlag);
+}
 
 // 4 bytes more for each of the eight pointers where pointers have 8.
 constexpr std::int64_t kHeadGrowth = 8 * (static_cast<std::int64_t>(sizeof(void*)) - 4);
@@ -163,11 +174,46 @@ constexpr int32_t reported(std::int64_t bytes)
 }
 constexpr std::int64_t with_alignment(std::int64_t bytes) { return bytes == 0 ? 0 : bytes + kTableAlignment; }
 
+// Those of the 16-bit record, in the same sense: its head and the gap up to the inner record come before that
+// one; its work memory holds the converted samples, two more values and the inner transform's work memory.
+constexpr std::int64_t record_16s32s(const Sizes& sizes) { return sizes.record + 64; }
 constexpr std::int64_t setup_16s32s(const Sizes& sizes) { return with_alignment(sizes.setup); }
-// The converted samples, two more values and the inner transform's work memory; without aligning it.
 constexpr std::int64_t work_16s32s(const Sizes& sizes, int32_t order)
 {
     return with_alignment(sizes.work) + (std::int64_t{4} << order) + 8;
+}
+static_assert([] {  // a 16-bit record can be made wherever its inner one can
+    for (int32_t order = 0; order <= kMaxOrder; ++order) {
+        const Sizes sizes = sizes_of(order);
+        const bool whole = reportable(record_16s32s(sizes)) && reportable(work_16s32s(sizes, order));
+        if (whole != reportable(sizes.record)) return false;
+    }
+    return true;
+}());
+
+// Memory of any size that this machine can address; the count of an allocation is an int32.
+inline uint8_t* allocate_bytes(std::int64_t bytes)
+{
+    if (bytes <= INT32_MAX) return zelsMalloc_8u(static_cast<int32_t>(bytes));
+    if (sizeof(void*) == 4) return nullptr;
+    return reinterpret_cast<uint8_t*>(zelsMalloc_64f(static_cast<int32_t>((bytes + 7) / 8)));
+}
+
+// A record from the allocator, prepared by set_up(record, set-up buffer); nothing stays allocated if that fails.
+template <class State, class SetUp>
+SrStatus make_record(State** state, std::int64_t record_bytes, std::int64_t setup_bytes, SetUp set_up)
+{
+    uint8_t* memory = allocate_bytes(record_bytes);
+    if (memory == nullptr) return SrErrMemAlloc;
+    uint8_t* setup = setup_bytes == 0 ? nullptr : allocate_bytes(setup_bytes);
+    auto* record = reinterpret_cast<State*>(memory);
+    const SrStatus status = setup_bytes != 0 && setup == nullptr ? SrStatus{SrErrMemAlloc} : set_up(record, setup);
+    zelsFree(setup);
+    if (status == SrOk)
+        store_one(state, record);
+    else
+        zelsFree(memory);
+    return status;
 }
 
 }  // namespace zelsr::fft

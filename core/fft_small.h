@@ -2,6 +2,7 @@
 // from Pack to values; the source may be the destination.
 #pragma once
 
+#include "core/fft_complex.h"
 #include "core/simd.h"
 
 namespace zelsr::fft {
@@ -31,8 +32,6 @@ inline Values<4> spectrum(Values<4> x)
     const auto& v = x.v;
     return {v[0] + v[1] + v[2] + v[3], v[0] + v[2] - v[1] - v[3], v[0] - v[2], v[3] - v[1]};
 }
-
-constexpr float kHalfRoot = 0.70710678118654752440F;
 
 // The spectra of the even and of the odd values, joined with exp(-2 pi i k / 8).
 inline Values<8> spectrum(Values<8> x)
@@ -65,11 +64,11 @@ inline Values<8> signal(Values<8> s)
 template <int N>
 inline Values<N> pack_to_perm(Values<N> s)
 {
-    if constexpr (N < 4) return s;
-    Values<N> perm;
-    perm.v[0] = s.v[0];
-    if constexpr (N > 1) perm.v[1] = s.v[N - 1];
-    for (int i = 2; i < N; ++i) perm.v[i] = s.v[i - 1];
+    Values<N> perm = s;
+    if constexpr (N > 2) {
+        perm.v[1] = s.v[N - 1];
+        for (int i = 2; i < N; ++i) perm.v[i] = s.v[i - 1];
+    }
     return perm;
 }
 

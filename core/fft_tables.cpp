@@ -6,7 +6,6 @@
 #include <numbers>
 
 #include "core/fft_complex.h"
-#include "core/rounding.h"
 
 namespace zelsr::fft {
 namespace {
@@ -174,7 +173,6 @@ void lay_out_tables(ZelFFTState_R_32f* record, int32_t order, uint8_t* setup)
     Layout layout(reinterpret_cast<uint8_t*>(record + 1));
     const int32_t m = order - 1, leaf = leaf_order(m);
 
-    record->leaf_order = leaf;
     auto* twiddles = layout.take<float>(sizes.twiddles);
     fill_twiddles(twiddles, leaf, QuarterWave{wave.sines, wave.spacing << (m - leaf), wave.quarter >> (m - leaf)});
     record->twiddles = twiddles;
@@ -215,7 +213,6 @@ float scale_of(int32_t order, int32_t flag)
 
 void lay_out(ZelFFTState_R_32f* record, int32_t order, int32_t flag, uint8_t* setup)
 {
-    const DefaultFloatEnvironment environment;
     record->scale = scale_of(order, flag);
     record->forward_scaled = flag == 1 || flag == 4;
     record->inverse_scaled = flag == 2 || flag == 4;

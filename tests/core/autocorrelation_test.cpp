@@ -1,5 +1,6 @@
 // zelsAutoCorr_32f by direct sums and by FFT, and the product of spectra in Pack format.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "support/bits.h"
 #include "support/effort.h"
@@ -101,6 +102,22 @@ TEST(AutoCorrDirect, AsksForNoMemoryAndGivesTheSameBitsOnEveryAddress)
         }
     }
 }
+
+#ifdef __x86_64__
+// Eight gigabytes of zeros, of which the system keeps one page.
+TEST(AutoCorrDirect, OfTheLongestSourceEnds)
+{
+    if (thin_effort()) return;
+    constexpr std::size_t kBytes = std::size_t{INT32_MAX} * sizeof(float);
+    void* const zeros = mmap(nullptr, kBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(zeros, MAP_FAILED);
+    float dst[2] = {1, 1};
+    EXPECT_EQ(zelsAutoCorr_32f(static_cast<const float*>(zeros), INT32_MAX, dst, 2), SrOk);
+    EXPECT_EQ(dst[0], 0.0F);
+    EXPECT_EQ(dst[1], 0.0F);
+    munmap(zeros, kBytes);
+}
+#endif
 
 struct Long {
     int len, lags, order;  // the smallest N = 2^order of at least 2 len

@@ -270,6 +270,38 @@ TYPED_TEST(FftRecord, TheLongestOrdersAreNotLaidIntoSmallBlocks)
     i_free = former_free;
 }
 
+// No memory of a caller's holds them: after the other checks Init writes no more than a head, without identity.
+TYPED_TEST(FftRecord, InitRefusesOrders29And30)
+{
+    for (int order : {29, 30}) {
+        Guarded<uint8_t> memory(static_cast<std::size_t>(sizes_of<TypeParam>(0).record));
+        Guarded<uint8_t> setup(0);
+        Guarded<typename TypeParam::State*> state(1);
+        const auto expect_refused = [&](int flag, uint8_t* buffer, SrStatus expected) {
+            std::memcpy(memory.data(), &TypeParam::kIdentity, 4);
+            state.take_snapshot();
+            EXPECT_EQ(TypeParam::kInit(state.data(), order, flag, 0, memory.data(), buffer), expected) << order;
+            EXPECT_EQ(head_word(memory.data(), 0), 0) << order;
+            EXPECT_TRUE(memory.intact());
+            EXPECT_TRUE(state.as_snapshot());
+        };
+        expect_refused(2, setup.data(), SrErrMemAlloc);
+        expect_refused(2, nullptr, SrErrNullPtr);
+        expect_refused(3, nullptr, SrErrFftFlag);
+    }
+}
+
+TEST(FftRecord16s32s, OfOrders29And30IsRefusedWithoutAskingForMemory)
+{
+    AllocatorWatch watch;
+    for (int order : {29, 30}) {
+        ZelFFTState_R_16s32s* fft = nullptr;
+        EXPECT_EQ(zelsFFTInitAlloc_R_16s32s(&fft, order, 2, 0), SrErrMemAlloc) << order;
+        EXPECT_EQ(fft, nullptr);
+    }
+    EXPECT_EQ(watch.requests(), 0);
+}
+
 // Rounding modes and masks of the caller do not reach the tables and the scale.
 TYPED_TEST(FftRecord, IsTheSameUnderEachEnvironment)
 {

@@ -67,6 +67,44 @@ TEST(FftSizes, ByValue)
 }
 #endif
 
+// Above order 18 the transform has two levels: 2^b sub-transforms, then columns in a buffer of 2^c values.
+int64_t interface_work(int m)
+{
+    if (m <= 17) return int64_t{8} << m;
+    const int b[] = {4, 4, 4, 5, 8}, c[] = {10, 10, 10, 13, 15};  // from m = 18; the last holds beyond
+    const int at = std::min(m - 18, 4);
+    const int64_t larger = std::max(interface_work(m - b[at]), int64_t{8} << c[at]);
+    return m >= 19 ? std::max(larger, int64_t{65536}) : larger;
+}
+
+TEST(FftSizes, OfLongTransformsFollowTheTwoLevelRule)
+{
+    for (int order = 19; order <= 28; ++order) {
+        const int64_t n = int64_t{1} << order;
+        const Sizes single = sizes_of<Kind_32f>(order);
+        EXPECT_EQ(single.setup, n + 64) << order;
+        EXPECT_EQ(single.work, interface_work(order - 1) + 32) << order;
+        EXPECT_GE(single.record, 4 * n + 128) << order;
+        EXPECT_LE(single.record, 4 * n + n * 36 / 100) << order;
+        const Sizes integer = sizes_of<Kind_16s32s>(order);
+        EXPECT_EQ(integer, (Sizes{single.record + 64, single.setup + 32,
+                                  static_cast<int32_t>(single.work + 32 + 4 * n + 8)}))
+            << order;
+    }
+}
+
+// Their records take more bytes than an int32 counts.
+TEST(FftSizes, OfOrders29And30AreTheLargestNumber)
+{
+    for (int order : {29, 30}) {
+        const Sizes single = sizes_of<Kind_32f>(order);
+        EXPECT_EQ(single.record, INT32_MAX);
+        EXPECT_EQ(single.setup, (1 << order) + 64);
+        EXPECT_EQ(single.work, interface_work(order - 1) + 32);
+        EXPECT_EQ(sizes_of<Kind_16s32s>(order), (Sizes{INT32_MAX, single.setup + 32, INT32_MAX}));
+    }
+}
+
 TEST(FftSizes, OfTheTwoKindsAgree)
 {
     for (int order = 0; order <= 24; ++order) {

@@ -287,6 +287,27 @@ TEST(FftByValue, ImpulseOfFourHasOnesAndNoImaginaryPart)
     EXPECT_EQ(ccs, (std::vector<float>{1, 0, 1, 0, 1, 0}));
 }
 
+// Two-level transforms apply the factor to their sub-transforms: sums of 2^15 values that a single holds become
+// small again before the column stages add them up.
+TEST(Fft, FactorOfLongTransformsKeepsColumnsFromOverflow)
+{
+    for (int order : orders_to(20)) {
+        if (order <= 18) continue;
+        const std::size_t size = std::size_t{1} << order;
+        const std::vector<float> level(size, 0x1p111F);
+        std::vector<float> impulse(size);
+        impulse[0] = 0x1p111F;
+        const Fft forward(order, 1);
+        EXPECT_TRUE(run_forward(kPack, level, forward.get()) == impulse) << order;
+
+        std::vector<float> flat(size);  // all real parts
+        for (std::size_t i = 1; i < size; i += 2) flat[i] = 0x1p111F;
+        flat[0] = 0x1p111F;
+        const Fft inverse(order, 2);
+        EXPECT_TRUE(run_inverse(flat, inverse.get()) == impulse) << order;
+    }
+}
+
 TEST(Fft, TwoRecordsServeInTurn)
 {
     for (const auto& [first_order, second_order] : {std::pair{3, 9}, {9, 12}, {12, 12}, {5, 11}}) {

@@ -34,14 +34,14 @@ ZELSR_BEGIN_DECLARATIONS
  * A record holds the tables of one order and one flag: GetSize then Init with the caller's memory, or
  * InitAlloc alone; then any number of transforms; then Free. The hint is stored and has no effect. Source and
  * destination of a transform may be the same array, with the same result to the bit; other overlaps are
- * undefined. No array, record or buffer needs alignment; the result does not depend on it. Work memory of
- * zelsFFTGetBufSize_R_32f() bytes may be passed; with null the transform takes its own from the allocator where
- * it needs any (::SrErrMemAlloc if refused, before any write).
+ * undefined. No array, record or buffer needs alignment; the result does not depend on it. Work memory of the size
+ * that GetSize tells may be passed (zelsFFTGetBufSize_R_32f() tells it from the record); with null the transform
+ * takes its own from the allocator where it needs any (::SrErrMemAlloc if refused, before any write).
  *
  * Accuracy: the root mean square error, relative to that of the exact spectrum, is about 4e-8 times the square
  * root of the order (1.2e-7 at order 10, 1.9e-7 at order 24), forward and inverse each; the largest error of a
  * spectrum stays below some 1.5e-6 of its root mean square. Arithmetic is single precision throughout, in the
- * caller's rounding mode. i386 and x86-64 give the same bits. (Above order 10 the tables come from the C
+ * caller's rounding mode (to nearest in the 16-bit form, always); records are the same whatever that mode. i386 and x86-64 give the same bits. (Above order 10 the tables come from the C
  * library's sin and cos in double, rounded to single; up to order 10 from constants.)
  *
  * Sizes in bytes on i386, m = order - 1, each division rounding down; on x86-64 a record takes 32 more, 4 for
