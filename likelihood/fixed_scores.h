@@ -144,11 +144,13 @@ void score_low_scaled(Scored scored, int32_t width, int32_t height, Constant val
     }
 }
 
-// Low Sfs: integers, whose additions wrap; but for weighted sums under an sf below 0, which are plain.
+// Low Sfs: integers, whose additions wrap; but for weighted sums under an sf below 0, which are plain. A running maximum
+// goes through single precision, hence the environment.
 template <class Scored, class Constant, class Reduce>
 void score_low_to_integers(Scored scored, int32_t width, int32_t height, Constant val, int32_t sf, Reduce reduce)
 {
     if (Scored::Model::kWeighted && sf < 0) return score_to_integers(scored, width, height, val, sf, reduce);
+    const DefaultFloatEnvironment environment;
     const LowShifts shifts = sf >= 0 ? LowShifts::down(sf) : LowShifts::up(sf);
     sum_fixed_rows(scored, width, height, HalvesInIntegers{shifts}, [=](int32_t r, __m128i sums, int32_t count) {
         reduce(r, _mm_add_epi32(val.at(r, count), sums), count);
