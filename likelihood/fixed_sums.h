@@ -61,9 +61,15 @@ inline __m128 pairs_of_squares(__m128i d)
 // (lane 0 + lane 2) + (lane 1 + lane 3), of register n in lane n.
 inline __m128 join_halves_each(const __m128 (&v)[4])
 {
-    const __m128 first = _mm_movelh_ps(v[0], v[1]) + _mm_movehl_ps(v[1], v[0]);
-    const __m128 second = _mm_movelh_ps(v[2], v[3]) + _mm_movehl_ps(v[3], v[2]);
-    return _mm_hadd_ps(first, second);
+    const __m128 first = _mm_unpacklo_ps(v[0], v[1]) + _mm_unpackhi_ps(v[0], v[1]);
+    const __m128 second = _mm_unpacklo_ps(v[2], v[3]) + _mm_unpackhi_ps(v[2], v[3]);
+    return _mm_movelh_ps(first, second) + _mm_movehl_ps(second, first);
+}
+inline __m128i join_each(const __m128i (&v)[4])
+{
+    const __m128i first = _mm_add_epi32(_mm_unpacklo_epi32(v[0], v[1]), _mm_unpackhi_epi32(v[0], v[1]));
+    const __m128i second = _mm_add_epi32(_mm_unpacklo_epi32(v[2], v[3]), _mm_unpackhi_epi32(v[2], v[3]));
+    return _mm_add_epi32(_mm_unpacklo_epi64(first, second), _mm_unpackhi_epi64(first, second));
 }
 
 // Variances of 16-bit data: the weights of eight elements as integers and as singles.
@@ -272,7 +278,8 @@ struct NegativePairsInSingle {
     }
 };
 
-// The shifts that bring the sums of high and low halves to 2^(-sf-1).
+// The shifts that bring the sums of high and low halves to 2^(-sf-1). A shift to the right rounds down, so it
+// belongs to each lane by itself; one to the left may follow the addition of the lanes.
 struct LowShifts {
     __m128i high_left, high_right, low_left, low_right;
 
@@ -288,10 +295,11 @@ struct LowShifts {
         return {count(15 + by), count(0), count(by), count(0)};
     }
 
-    __m128i operator()(__m128i high, __m128i low) const
+    __m128i high_lanes(__m128i high) const { return _mm_sra_epi32(high, high_right); }
+    __m128i low_lanes(__m128i low) const { return _mm_sra_epi32(low, low_right); }
+    __m128i sum(__m128i high, __m128i low) const
     {
-        return _mm_add_epi32(_mm_sra_epi32(_mm_sll_epi32(high, high_left), high_right),
-                             _mm_sra_epi32(_mm_sll_epi32(low, low_left), low_right));
+        return _mm_add_epi32(_mm_sll_epi32(high, high_left), _mm_sll_epi32(low, low_left));
     }
 
   private:
@@ -299,7 +307,8 @@ struct LowShifts {
 };
 
 // d^2 = 65536 H + 2 L and a lost bit; sums of H p and of L p in integers that wrap, brought to scale by shifts
-// that round down. The last odd element has an exact difference.
+// that round down. Behind the groups of eight every pair is shifted by itself, and a last odd element has an exact
+// difference.
 struct HalvesInIntegers {
     LowShifts shifts;
     __m128i high[4] = {};
@@ -309,48 +318,62 @@ struct HalvesInIntegers {
     [[gnu::always_inline]] void take(N n, __m128i x, const EightOfModel& model)
     {
         const __m128i d = _mm_subs_epi16(x, model.mean);
-        const __m128i square_high = _mm_mulhi_epi16(d, d);
-        const __m128i square_low = _mm_srli_epi16(_mm_mullo_epi16(d, d), 1);
-        high[n] = _mm_sub_epi32(high[n], _mm_madd_epi16(square_high, model.weight));
-        low[n] = _mm_sub_epi32(low[n], _mm_madd_epi16(square_low, model.weight));
+        high[n] = _mm_sub_epi32(high[n], weighted_high(d, model));
+        low[n] = _mm_sub_epi32(low[n], weighted_low(d, model));
     }
     template <class Group, class LoadTail>
     [[gnu::always_inline]] __m128i finish(const Group& group, LoadTail load, int32_t left)
     {
-        __m128i total[4];
-        for_each_index<4>([&](auto n) { total[n] = shifts(high[n], low[n]); });
-        if (left != 0)
-            group.each(load, [&](auto n, __m128i x, const EightOfModel& model) {
-                total[n] = _mm_sub_epi32(total[n], tail(x, model, left));
-            });
-        return _mm_hadd_epi32(_mm_hadd_epi32(total[0], total[1]), _mm_hadd_epi32(total[2], total[3]));
+        for_each_index<4>([&](auto n) {
+            high[n] = shifts.high_lanes(high[n]);
+            low[n] = shifts.low_lanes(low[n]);
+        });
+        if (left == 0) return shifts.sum(join_each(high), join_each(low));
+        const __m128i index = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
+        const __m128i in_pair = _mm_cmplt_epi16(index, _mm_set1_epi16(static_cast<int16_t>(left & ~1)));
+        __m128i last_x[4], last_mean[4], last_weight[4];
+        const __m128i last_first =
+            _mm_set1_epi32(static_cast<int32_t>(0x80800000U) + (2 * left - 1) * 256 + 2 * left - 2);
+        group.each(load, [&](auto n, __m128i x, const EightOfModel& model) {
+            const __m128i d = _mm_and_si128(_mm_subs_epi16(x, model.mean), in_pair);
+            high[n] = _mm_sub_epi32(high[n], shifts.high_lanes(weighted_high(d, model)));
+            low[n] = _mm_sub_epi32(low[n], shifts.low_lanes(weighted_low(d, model)));
+            last_x[n] = _mm_shuffle_epi8(x, last_first);
+            last_mean[n] = _mm_shuffle_epi8(model.mean, last_first);
+            last_weight[n] = _mm_shuffle_epi8(model.weight, last_first);
+        });
+        const __m128i pairs = shifts.sum(join_each(high), join_each(low));
+        if (left % 2 == 0) return pairs;
+        return _mm_sub_epi32(pairs, exact(row_a_lane(last_x), row_a_lane(last_mean), row_a_lane(last_weight)));
     }
 
   private:
-    // Pairs of the tail, each shifted by itself, and its last odd element.
-    [[gnu::always_inline]] __m128i tail(__m128i x, const EightOfModel& model, int32_t left) const
+    static __m128i weighted_high(__m128i d, const EightOfModel& model)
     {
-        const __m128i index = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
-        const __m128i in_pair = _mm_cmplt_epi16(index, _mm_set1_epi16(static_cast<int16_t>(left & ~1)));
-        const __m128i d = _mm_and_si128(_mm_subs_epi16(x, model.mean), in_pair);
-        const __m128i high_pairs = _mm_madd_epi16(_mm_mulhi_epi16(d, d), model.weight);
-        const __m128i low_pairs = _mm_madd_epi16(_mm_srli_epi16(_mm_mullo_epi16(d, d), 1), model.weight);
-        const __m128i pairs = shifts(high_pairs, low_pairs);
-        if (left % 2 == 0) return pairs;
-        const __m128i to_lane_0 = _mm_set1_epi16(static_cast<int16_t>(2 * left - 2 + (2 * left - 1) * 256));
-        const auto last = [to_lane_0](__m128i v) {
-            return int32_t{static_cast<int16_t>(_mm_cvtsi128_si32(_mm_shuffle_epi8(v, to_lane_0)))};
-        };
-        return _mm_add_epi32(pairs, _mm_cvtsi32_si128(one(last(x) - last(model.mean), last(model.weight))));
+        return _mm_madd_epi16(_mm_mulhi_epi16(d, d), model.weight);
     }
-    int32_t one(int32_t difference, int32_t weight) const
+    static __m128i weighted_low(__m128i d, const EightOfModel& model)
     {
-        const auto magnitude = static_cast<uint32_t>(difference < 0 ? -difference : difference);
-        const uint32_t square = magnitude * magnitude;
-        const auto weighted = [weight](uint32_t half) {
-            return _mm_cvtsi32_si128(static_cast<int32_t>(half * static_cast<uint32_t>(weight)));
-        };
-        return _mm_cvtsi128_si32(shifts(weighted(square >> 16), weighted((square & 0xffff) >> 1)));
+        return _mm_madd_epi16(_mm_srli_epi16(_mm_mullo_epi16(d, d), 1), model.weight);
+    }
+    static __m128i row_a_lane(const __m128i (&v)[4])
+    {
+        return _mm_unpacklo_epi64(_mm_unpacklo_epi32(v[0], v[1]), _mm_unpacklo_epi32(v[2], v[3]));
+    }
+    // The terms of 16-bit elements that stand in the lower halves of the lanes. The square of a difference fills
+    // all 32 bits without a sign.
+    __m128i exact(__m128i x, __m128i mean, __m128i weight) const
+    {
+        const __m128i x_32 = _mm_srai_epi32(_mm_slli_epi32(x, 16), 16);
+        const __m128i mean_32 = _mm_srai_epi32(_mm_slli_epi32(mean, 16), 16);
+        const __m128i magnitude = _mm_abs_epi32(_mm_sub_epi32(x_32, mean_32));
+        const __m128i square_high = _mm_mulhi_epu16(magnitude, magnitude);
+        const __m128i square_low = _mm_srli_epi16(_mm_mullo_epi16(magnitude, magnitude), 1);
+        // The pair multiplication takes a high half above 32767 for itself less 65536.
+        const __m128i negative = _mm_srai_epi32(_mm_slli_epi32(square_high, 16), 31);
+        const __m128i high_term = _mm_add_epi32(_mm_madd_epi16(square_high, weight),
+                                                _mm_and_si128(negative, _mm_slli_epi32(weight, 16)));
+        return shifts.sum(shifts.high_lanes(high_term), shifts.low_lanes(_mm_madd_epi16(square_low, weight)));
     }
 };
 
