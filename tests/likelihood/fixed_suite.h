@@ -167,6 +167,7 @@ TEST_P(FixedScores, IsValWhereFeatureAndMeanAreTheSame)
     if (m.running() || m.mixture()) return;
     for (int width : widths())
         for (int32_t sf : scale_factors_16s()) {
+            if (sf == INT32_MIN && !m.integer() && !m.low()) continue;  // zero times an infinite scale
             Problem p = problem(Values::Extreme, width, m.single_vector() ? 1 : 3, sf);
             p.rows.assign(p.rows.size(), p.vector);
             const Trial trial(m, p);
