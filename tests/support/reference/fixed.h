@@ -322,6 +322,8 @@ inline Score larger(bool integer, double before, const Score& score)
 {
     if (!integer) return {score.value > before ? score.value : before, score.not_fixed};
     const auto old = static_cast<float>(before), found = static_cast<float>(score.value);
+    // A score of 2^31 or more has become -2^31 before it is compared.
+    if (score.not_fixed != 0 && score.value - score.not_fixed >= 0x1p31) return {double(to_32_bits(old, 0))};
     const float best = found > old ? found : old;
     if (score.not_fixed != 0) return {best, score.not_fixed + std::abs(score.value) * 0x1p-24};
     return {double(to_32_bits(best, 0))};
