@@ -84,12 +84,12 @@ inline int32_t wrapping_sum_of_squares(const int16_t* x, const int16_t* mean, in
 
 inline float score_one_scaled(const int16_t* x, FixedInverse model, int32_t len, float val, int32_t sf)
 {
-    return val - sum_one(x, model, len) * GetScale_32s32f(plus_one(sf));
+    return val - sum_one(x, model, len) * half_scale(sf);
 }
 inline float score_one_scaled(const int16_t* x, FixedUnit model, int32_t len, float val, int32_t sf)
 {
     const auto sum = static_cast<float>(wrapping_sum_of_squares(x, model.mean, len));
-    return val - sum * GetScale_32s32f(plus_one(sf));
+    return val - sum * half_scale(sf);
 }
 
 // The low forms of one vector have the arithmetic of rows, but for weighted sums under an sf below 0.

@@ -8,7 +8,11 @@
 
 namespace zelsr {
 
+// sf + 1, for an integer shift, which counts modulo 32.
 inline int32_t plus_one(int32_t sf) { return static_cast<int32_t>(static_cast<uint32_t>(sf) + 1); }
+
+// 2^-(sf+1); zero for every sf above 148.
+inline float half_scale(int32_t sf) { return GetScale_32s32f(std::min(sf, 149) + 1); }
 
 // 2^|exponent| as the processor shifts an integer 1: the count is taken modulo 32, and 2^31 is negative. Wanted.
 inline float shifted_one(int32_t exponent)
@@ -93,7 +97,7 @@ template <class Scored, class Constant, class Reduce>
 void score_scaled(Scored scored, int32_t width, int32_t height, Constant val, int32_t sf, Reduce reduce)
 {
     using Sum = std::conditional_t<Scored::Model::kWeighted, SquaresInSingle<true>, PairsInSingle>;
-    const __m128 scale = _mm_set1_ps(GetScale_32s32f(plus_one(sf)));
+    const __m128 scale = _mm_set1_ps(half_scale(sf));
     sum_fixed_rows(scored, width, height, Sum{}, [=](int32_t r, __m128 sums, int32_t count) {
         reduce(r, val.at(r, count) - sums * scale, count);
     });
@@ -144,8 +148,8 @@ void score_low_scaled(Scored scored, int32_t width, int32_t height, Constant val
     }
 }
 
-// Low Sfs: integers, whose additions wrap; but for weighted sums under an sf below 0, which are plain. A running maximum
-// goes through single precision, hence the environment.
+// Low Sfs: integers, whose additions wrap; but for weighted sums under an sf below 0, which are plain. A running
+// maximum goes through single precision, hence the environment.
 template <class Scored, class Constant, class Reduce>
 void score_low_to_integers(Scored scored, int32_t width, int32_t height, Constant val, int32_t sf, Reduce reduce)
 {

@@ -114,7 +114,8 @@ SrStatus score_direct_to_integer(const int16_t* feature, const int16_t* mean, co
     float sum;
     const SrStatus status = score_direct_in_single(feature, mean, var, len, scratch.data(), &sum);
     int32_t quotient;
-    convert_32f32s(&sum, &quotient, 1, Rounding::Nearest, plus_one(sf));
+    convert_32f32s(&sum, &quotient, 1, Rounding::Nearest,
+                   std::min(sf, std::numeric_limits<int32_t>::max() - 1) + 1);
     store_one(result, saturated<int32_t>(int64_t{val} - quotient));
     return status;
 }

@@ -93,6 +93,15 @@ TEST(FixedDirectVariance, EveryScaleFactorAndConstant)
         }
 }
 
+TEST(FixedDirectVariance, ScaleFactorsAtTheEndsOfTheType)
+{
+    const Problem p{{20, 0, 0}, {0, 0, 0}, {8, 1, 1}};
+    for (int32_t sf : {INT32_MIN, INT32_MIN + 1, INT32_MAX - 1, INT32_MAX}) {
+        EXPECT_TRUE(scores(p, 3, sf, Arrangement(4))) << "sf " << sf;
+        EXPECT_TRUE(integer_scores(p, 3, sf, Arrangement(4))) << "sf " << sf;
+    }
+}
+
 // The scale factor acts as it stands, and 0.5 is a factor of its own.
 TEST(FixedDirectVariance, AreTheFormula)
 {

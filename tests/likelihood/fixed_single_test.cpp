@@ -75,7 +75,13 @@ TEST(FixedSingle, PowerOfTheScaleIsAShiftModulo32)
 {
     const int16_t x = 3, m = 0, p = 1;
     int32_t result = 0;
-    for (auto [sf, expected] : {std::pair{31, 100 - 9}, {-33, 100 - 9}, {32, 96}, {-34, 100 - 18}, {0, 96}}) {
+    for (auto [sf, expected] : {std::pair{31, 100 - 9},
+                                {-33, 100 - 9},
+                                {32, 96},
+                                {-34, 100 - 18},
+                                {0, 96},
+                                {30, 100},
+                                {INT32_MAX, 100 - 9}}) {
         EXPECT_EQ(zelsLogGaussSingle_16s32s_Sfs(&x, &m, &p, 1, &result, 100, sf), SrOk);
         EXPECT_EQ(result, expected) << "sf " << sf;  // 95.5 goes to 96
     }
@@ -85,8 +91,12 @@ TEST(FixedSingle, SingleResultsTakeAnyScaleFactor)
 {
     const int16_t x = 3, m = 0, p = 1;
     float result = 0;
-    EXPECT_EQ(zelsLogGaussSingle_Scaled_16s32f(&x, &m, &p, 1, &result, 7, 200), SrOk);
-    EXPECT_EQ(result, 7);
+    for (int32_t sf : {149, 150, 200, INT32_MAX - 1, INT32_MAX}) {
+        EXPECT_EQ(zelsLogGaussSingle_Scaled_16s32f(&x, &m, &p, 1, &result, 7, sf), SrOk);
+        EXPECT_EQ(result, 7) << "sf " << sf;
+        EXPECT_EQ(zelsLogGaussSingle_IdVarScaled_16s32f(&x, &m, 1, &result, 7, sf), SrOk);
+        EXPECT_EQ(result, 7) << "sf " << sf;
+    }
     EXPECT_EQ(zelsLogGaussSingle_Scaled_16s32f(&x, &m, &p, 1, &result, 7, 30), SrOk);
     EXPECT_EQ(result, 7.0F - 9 * 0x1p-31F);
     for (int32_t sf : {-129, -200, INT32_MIN}) {
@@ -140,6 +150,10 @@ TEST(FixedSingle, LowPathsBelowZero)
     }
     EXPECT_EQ(zelsLogGaussSingle_Low_16s32s_Sfs(v.x, v.m, v.p, 8, &result, 0, -33), SrOk);
     EXPECT_EQ(result, -9) << "the shift by 32 is one by 0";
+    for (int32_t sf : {-32, INT32_MIN}) {
+        EXPECT_EQ(zelsLogGaussSingle_LowScaled_16s32f(v.x, v.m, v.p, 8, &single, 0, sf), SrOk);
+        EXPECT_EQ(single, 9 * 0x1p31F) << "1 shifted by 31 is negative";
+    }
 }
 
 TEST(FixedSingle, LowSumsWrapWithoutAStatus)

@@ -23,8 +23,9 @@ ZELSR_BEGIN_DECLARATIONS
  *   (-2147483648 where it does not fit).
  * - Low: for sf at or above 0 a 32-bit integer sum with the scale folded into shifts that round down; it wraps
  *   without any status, so the caller chooses a format whose sums fit. For sf below 0 the plain sum is multiplied
- * by 2^(-sf-1). Low_16s32f forms have no sf: it is 0. IdVarLowScaled forms sum pairs of squares in single
- * precision; IdVarLow Sfs forms stay in integers at every sf.
+ *   by 2^(-sf-1), formed by the shift of the Sfs forms; an integer result is truncated. Low_16s32f forms have no
+ *   sf: it is 0. IdVarLowScaled forms sum pairs of squares in single precision and divide or multiply by the shift
+ *   of the Sfs forms; IdVarLow Sfs forms stay in integers at every sf.
  *
  * 32s running maxima are compared in single precision, so that an entry above 2^24 loses low bits even if it
  * stays.

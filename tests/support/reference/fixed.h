@@ -151,10 +151,10 @@ inline Sum minus_low_sum_of_squares(const Operands& o)
 
 // --- scores from sums in single precision ---
 
-// 1 shifted left by steps, which the processor counts modulo 32.
+// The integer 1 shifted left by steps, which the processor counts modulo 32: by 31 it is -2^31.
 inline float power_by_shift(std::int64_t steps)
 {
-    return static_cast<float>(std::uint32_t{1} << (static_cast<std::uint64_t>(steps) & 31));
+    return static_cast<float>(static_cast<std::int32_t>(1U << (static_cast<std::uint64_t>(steps) & 31)));
 }
 
 inline Score to_integer(Score real, Kernel kernel)
@@ -172,8 +172,9 @@ inline Score plus_scaled(float val, const Sum& sum, float factor)
     const float scaled = times(sum.value, factor);
     const float score = val + scaled;
     if (sum.not_fixed == 0 || std::isinf(scaled)) return {score};
-    return {score, sum.not_fixed * double{factor} +
-                       0x1p-22 * (std::abs(double{val}) + std::abs(double{scaled}) + sum.not_fixed * factor)};
+    return {score, sum.not_fixed * std::abs(double{factor}) +
+                       0x1p-22 * (std::abs(double{val}) + std::abs(double{scaled}) +
+                                  sum.not_fixed * std::abs(double{factor}))};
 }
 
 inline Score minus_scaled(float val, const Sum& sum, float factor)
@@ -309,7 +310,8 @@ inline std::int32_t direct_variance_integer_score(const Operands& o, std::int32_
     const InverseVariance<float, float> term{m.data(), p.data()};
     const float sum = -join_pairs(minus_sum_single_32f(x.data(), term, o.n, tail_by_lanes));
     std::int32_t scaled = 0;
-    zelsConvert_32f32s_Sfs(&sum, &scaled, 1, 1, sf + 1);
+    // Above 200 the multiplier is zero whatever the sum.
+    zelsConvert_32f32s_Sfs(&sum, &scaled, 1, 1, std::min(sf, 200) + 1);
     return saturate<std::int32_t>(std::int64_t{val} - scaled);
 }
 
@@ -320,6 +322,8 @@ inline Score larger(bool integer, double before, const Score& score)
 {
     if (!integer) return {score.value > before ? score.value : before, score.not_fixed};
     const auto old = static_cast<float>(before), found = static_cast<float>(score.value);
+    // A score of 2^31 or more has become -2^31 before it is compared.
+    if (score.not_fixed != 0 && score.value - score.not_fixed >= 0x1p31) return {double(to_32_bits(old, 0))};
     const float best = found > old ? found : old;
     if (score.not_fixed != 0) return {best, score.not_fixed + std::abs(score.value) * 0x1p-24};
     return {double(to_32_bits(best, 0))};
