@@ -10,6 +10,13 @@
 namespace zelsr::bench {
 namespace {
 
+constexpr char widened[] =
+    "squares and variances are widened and converted before the arithmetic of single precision";
+constexpr char low_registers[] =
+    "eight elements take four multiplications, as in single precision, and a shift besides";
+constexpr char low_tail[] =
+    "what lies behind whole registers of eight is shifted pair by pair, by the stated rounding";
+
 constexpr int sf = 8;
 constexpr float val = -40;
 constexpr double single_tolerance = 2e-5, low_tolerance = 1e-3;
@@ -33,7 +40,7 @@ const float* converted(Row& row, const std::int16_t* src, int count, float scale
     return dst;
 }
 
-// `range` bounds features and means, `precision` the reciprocal variances; sums of low halves fit 32 bits.
+// `range` bounds features and means, `precision` the reciprocal variances; sums fit 32 bits.
 std::pair<Fixed, Single> data(Row& row, int feature_rows, int model_rows, int range, int precision)
 {
     const int step = step_of(row.size.width), features = feature_rows * step, models = model_rows * step;
@@ -49,7 +56,7 @@ template <class Score, class Plain>
 void frames_row(Row& row, Score score_of, Plain plain_score_of, double tolerance)
 {
     const int width = row.size.width, height = row.size.height, step = step_of(width);
-    const auto [fixed, single] = data(row, height, 1, 1000, 800);
+    const auto [fixed, single] = data(row, height, 1, 256, 100);
     auto answer = row.answer<float>(height, tolerance);
     answer.library([=, fixed = fixed](float* score) {
         score_of(fixed.feature, step, fixed.mean, fixed.inv_var, width, score, height, val, sf);
@@ -67,7 +74,7 @@ template <class Score, class Plain>
 void components_row(Row& row, Score score_of, Plain plain_score_of, double tolerance)
 {
     const int width = row.size.width, height = row.size.height, step = step_of(width);
-    const auto [fixed, single] = data(row, 1, height, 1000, 800);
+    const auto [fixed, single] = data(row, 1, height, 256, 100);
     auto answer = row.answer<float>(height, tolerance);
     answer.library([=, fixed = fixed](float* value) {
         score_of(fixed.mean, fixed.inv_var, step, fixed.feature, width, value, height, sf);
@@ -100,33 +107,47 @@ void mixture_row(Row& row, Score score_of, Plain plain_score_of, double toleranc
     });
 }
 
-// With the pair of `registers`: what arithmetic of this kind needs, loads of the shared operand left out.
+// What whole registers of eight take at least: a difference, low and high halves of its square, two products and
+// two sums. Loads of operands that rows share do not count.
+constexpr Operations many_frames{.loads = 1, .multiplies = 4, .adds = 3};
+constexpr Operations many_components{.loads = 2, .multiplies = 4, .adds = 3};
+
+void registers(Row& row, Operations each) { row.registers(row.size.height * registers_of(row.size.width), each); }
+
+void low_reason(Row& row) { row.reason_at_every_size(row.size.width % 8 > 0 ? low_tail : low_registers); }
+
 void scaled_frames(Row& row)
 {
-    row.registers(row.size.height * registers_of(row.size.width), {.loads = 1, .multiplies = 4, .adds = 3});
+    registers(row, many_frames);
+    row.reason_at_every_size(widened);
     frames_row(row, zelsLogGauss_Scaled_16s32f_D2, plain::fixed_frames, single_tolerance);
 }
 void low_frames(Row& row)
 {
-    row.registers(row.size.height * registers_of(row.size.width), {.loads = 1, .multiplies = 4, .adds = 3});
+    registers(row, many_frames);
+    low_reason(row);
     frames_row(row, zelsLogGauss_LowScaled_16s32f_D2, plain::low_frames, low_tolerance);
 }
 void scaled_components(Row& row)
 {
-    row.registers(row.size.height * registers_of(row.size.width), {.loads = 2, .multiplies = 4, .adds = 3});
+    registers(row, many_components);
+    row.reason_at_every_size(widened);
     components_row(row, zelsLogGaussMultiMix_Scaled_16s32f_D2, plain::fixed_components, single_tolerance);
 }
 void low_components(Row& row)
 {
-    row.registers(row.size.height * registers_of(row.size.width), {.loads = 2, .multiplies = 4, .adds = 3});
+    registers(row, many_components);
+    low_reason(row);
     components_row(row, zelsLogGaussMultiMix_LowScaled_16s32f_D2, plain::low_components, low_tolerance);
 }
 void scaled_mixture(Row& row)
 {
+    row.reason_at_every_size(widened);
     mixture_row(row, zelsLogGaussMixture_Scaled_16s32f_D2, plain::fixed_mixture, single_tolerance);
 }
 void low_mixture(Row& row)
 {
+    low_reason(row);
     mixture_row(row, zelsLogGaussMixture_LowScaled_16s32f_D2, plain::low_mixture, low_unit_tolerance);
 }
 

@@ -21,7 +21,7 @@ struct Fixed {
     }
 };
 
-// A square gives up its low sf bits, so that products and sums stay within 32.
+// The sum fits 32 bits.
 struct Low {
     int sf;
     explicit Low(int factor) : sf(factor) {}
@@ -31,9 +31,9 @@ struct Low {
         int sum = 0;
         for (int k = 0; k < len; ++k) {
             const int difference = x[k] - mean[k];
-            sum += (difference * difference >> sf) * inv_var[k];
+            sum += difference * difference * inv_var[k];
         }
-        return val - static_cast<float>(sum >> 1);
+        return val - static_cast<float>(sum >> (sf + 1));
     }
 };
 
