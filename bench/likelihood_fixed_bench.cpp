@@ -1,5 +1,5 @@
 // Scores of 16-bit features beside the library's own scores of the same values in single precision, which are
-// named "32f". Sizes are width x frames or width x components.
+// named "32f"; sf is 8. Sizes are width x frames or width x components.
 #include <zelsr/likelihood/fixed.h>
 #include <zelsr/likelihood/gauss.h>
 #include <zelsr/likelihood/mixture.h>
@@ -151,14 +151,14 @@ void low_mixture(Row& row)
     mixture_row(row, zelsLogGaussMixture_LowScaled_16s32f_D2, plain::low_mixture, low_unit_tolerance);
 }
 
-const Table blocks{"likelihood/fixed (sf 8)",
+const Table blocks{"likelihood/fixed",
                    {{"zelsLogGauss_Scaled_16s32f_D2", scaled_frames},
                     {"zelsLogGauss_LowScaled_16s32f_D2", low_frames},
                     {"zelsLogGaussMultiMix_Scaled_16s32f_D2", scaled_components},
                     {"zelsLogGaussMultiMix_LowScaled_16s32f_D2", low_components}},
                    {{13, 1000}, {24, 1000}, {36, 1000}, {39, 1000}, {40, 1000}}};
 
-const Table mixtures{"likelihood/fixed_mixture (sf 8)",
+const Table mixtures{"likelihood/fixed_mixture",
                      {{"zelsLogGaussMixture_Scaled_16s32f_D2", scaled_mixture},
                       {"zelsLogGaussMixture_LowScaled_16s32f_D2", low_mixture}},
                      {{13, 32}, {24, 32}, {36, 32}, {39, 32}, {40, 32}}};
