@@ -1,3 +1,6 @@
+#include <algorithm>
+
+#include "plain/log_add.h"
 #include "plain/plain.h"
 
 namespace zelsr::bench::plain {
@@ -64,5 +67,50 @@ T log_gauss_variance(const T* feature, const T* mean, const T* var, int len, T v
 }
 template float log_gauss_variance(const float*, const float*, const float*, int, float);
 template double log_gauss_variance(const double*, const double*, const double*, int, double);
+
+void log_gauss_max_frames(const float* frames, int step, const float* mean, const float* inv_var, int width,
+                          float* best, int height, float val)
+{
+    for (int r = 0; r < height; ++r)
+        best[r] = std::max(best[r],
+                           log_gauss(frames + static_cast<std::ptrdiff_t>(r) * step, mean, inv_var, width, val));
+}
+
+void log_gauss_add_frames(const float* frames, int step, const float* mean, const float* inv_var, int width,
+                          float* sum, int height, float val)
+{
+    for (int r = 0; r < height; ++r)
+        sum[r] = log_added(sum[r],
+                           log_gauss(frames + static_cast<std::ptrdiff_t>(r) * step, mean, inv_var, width, val));
+}
+
+float log_gauss_mixture(const float* feature, const float* mean, const float* inv_var, int components, int step,
+                        int width, const float* val)
+{
+    float sum = log_gauss(feature, mean, inv_var, width, val[0]);
+    for (int j = 1; j < components; ++j) {
+        const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(j) * step;
+        sum = log_added(sum, log_gauss(feature, mean + first, inv_var + first, width, val[j]));
+    }
+    return sum;
+}
+
+// Every frame has a component.
+void log_gauss_selected(const float* frames, const float* mean, const float* inv_var, int step, int width,
+                        const float* val, const std::uint8_t* table, int components, float* sum, int height)
+{
+    for (int r = 0; r < height; ++r) {
+        const float* frame = frames + static_cast<std::ptrdiff_t>(r) * step;
+        const std::uint8_t* bits = table + static_cast<std::ptrdiff_t>(r) * ((components + 7) / 8);
+        bool started = false;
+        for (int j = 0; j < components; ++j) {
+            if (!(bits[j / 8] & 128 >> j % 8)) continue;
+            const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(j) * step;
+            const float score = log_gauss(frame, mean + first, inv_var + first, width, val[j]);
+            sum[r] = started ? log_added(sum[r], score) : score;
+            started = true;
+        }
+    }
+}
 
 }  // namespace zelsr::bench::plain

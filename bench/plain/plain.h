@@ -89,5 +89,37 @@ template <class T>
 void log_gauss_unit_frames(const T* frames, int step, const T* mean, int width, T* score, int height, T val);
 template <class T>
 T log_gauss_variance(const T* feature, const T* mean, const T* var, int len, T val);
+void log_gauss_max_frames(const float* frames, int step, const float* mean, const float* inv_var, int width,
+                          float* best, int height, float val);
+void log_gauss_add_frames(const float* frames, int step, const float* mean, const float* inv_var, int width,
+                          float* sum, int height, float val);
+float log_gauss_mixture(const float* feature, const float* mean, const float* inv_var, int components, int step,
+                        int width, const float* val);
+void log_gauss_selected(const float* frames, const float* mean, const float* inv_var, int step, int width,
+                        const float* val, const std::uint8_t* table, int components, float* sum, int height);
+
+// fixed.cpp: 16-bit features and models, 2^(-sf-1) of the sum.
+void fixed_frames(const std::int16_t* frames, int step, const std::int16_t* mean, const std::int16_t* inv_var,
+                  int width, float* score, int height, float val, int sf);
+void fixed_components(const std::int16_t* mean, const std::int16_t* inv_var, int step, const std::int16_t* feature,
+                      int width, float* value, int height, int sf);
+float fixed_mixture(const std::int16_t* feature, const std::int16_t* mean, const std::int16_t* inv_var,
+                    int components, int step, int width, const float* val, int sf);
+// The same in integers of 32 bits.
+void low_frames(const std::int16_t* frames, int step, const std::int16_t* mean, const std::int16_t* inv_var,
+                int width, float* score, int height, float val, int sf);
+void low_components(const std::int16_t* mean, const std::int16_t* inv_var, int step, const std::int16_t* feature,
+                    int width, float* value, int height, int sf);
+float low_mixture(const std::int16_t* feature, const std::int16_t* mean, const std::int16_t* inv_var,
+                  int components, int step, int width, const float* val, int sf);
+
+// log_add.cpp
+template <class T>
+void log_add(const T* src, T* srcdst, int len);
+float log_sum(const float* src, int len);
+
+// select.cpp
+void unite_rows(const std::int32_t* indices, int count, const std::uint8_t* const* table, int offset,
+                std::uint8_t* dst, int height, int width);
 
 }  // namespace zelsr::bench::plain

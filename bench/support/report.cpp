@@ -83,13 +83,13 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
         const Result& result = found->second;
         if (result.family != family_) {
             family_ = result.family;
-            std::printf("\n%-34s %8s %10s %8s %-10s %7s %7s  %s\n", family_.c_str(), "size", "ns/call", "ns/elem",
+            std::printf("\n%-42s %8s %10s %8s %-10s %7s %7s  %s\n", family_.c_str(), "size", "ns/call", "ns/elem",
                         "limit", "xplain", "xpeer", "peer");
         }
         ++rows_;
         if (!result.disagreement.empty()) {
             ++failures_;
-            std::printf("%-34s %8s answers differ: %s\n", result.member.c_str(), result.size.c_str(),
+            std::printf("%-42s %8s answers differ: %s\n", result.member.c_str(), result.size.c_str(),
                         result.disagreement.c_str());
             continue;
         }
@@ -100,11 +100,11 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
         behind_peers_ += behind_peer;
         const std::string mark = behind_plain || behind_peer ? reason_mark(result.reason) : "";
 
-        std::printf("%-34s %8s %10.1f %8.3f %-10s %7s", result.member.c_str(), result.size.c_str(), result.ns,
+        std::printf("%-42s %8s %10.1f %8.3f %-10s %7s", result.member.c_str(), result.size.c_str(), result.ns,
                     result.ns_an_element, limit_text(result).c_str(), ratio_text(result.plain_ratio).c_str());
         bool first = true;
         for (const Result::Peer& peer : result.peers) {
-            if (!first) std::printf("\n%-34s %8s %10s %8s %-10s %7s", "", "", "", "", "", "");
+            if (!first) std::printf("\n%-42s %8s %10s %8s %-10s %7s", "", "", "", "", "", "");
             std::printf(" %7s  %s%s", ratio_text(peer.ratio).c_str(), peer.name.c_str(),
                         first ? mark.c_str() : "");
             first = false;
