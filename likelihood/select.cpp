@@ -140,7 +140,7 @@ auto non_null_rows(const T* const* rows, int32_t height)
 {
     return [=] {
         for (int32_t r = 0; r < height; ++r)
-            if (rows[r] == nullptr) return SrStatus{SrErrNullPtr};
+            if (load_one(rows + r) == nullptr) return SrStatus{SrErrNullPtr};
         return SrStatus{SrOk};
     };
 }
