@@ -50,11 +50,10 @@ inline constexpr int32_t kLanes = 16 / static_cast<int32_t>(sizeof(T));
 template <int N, class F>
 [[gnu::always_inline]] inline void for_each_index(F f)
 {
-    [&]<int... n>(std::integer_sequence<int, n...>) [[gnu::always_inline]]
-    {
+    // The attribute in its GNU form: behind the parameters the standard one would name the type, and do nothing.
+    [&]<int... n>(std::integer_sequence<int, n...>) __attribute__((always_inline)) {
         (f(std::integral_constant<int, n>{}), ...);
-    }
-    (std::make_integer_sequence<int, N>{});
+    }(std::make_integer_sequence<int, N>{});
 }
 
 // The same address of a table, whose contents the compiler then does not know. Of constants that it knows it keeps
