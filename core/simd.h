@@ -51,9 +51,11 @@ template <int N, class F>
 [[gnu::always_inline]] inline void for_each_index(F f)
 {
     // The attribute in its GNU form: behind the parameters the standard one would name the type, and do nothing.
-    [&]<int... n>(std::integer_sequence<int, n...>) __attribute__((always_inline)) {
+    [&]<int... n>(std::integer_sequence<int, n...>) __attribute__((always_inline))
+    {
         (f(std::integral_constant<int, n>{}), ...);
-    }(std::make_integer_sequence<int, N>{});
+    }
+    (std::make_integer_sequence<int, N>{});
 }
 
 // The same address of a table, whose contents the compiler then does not know. Of constants that it knows it keeps

@@ -20,7 +20,7 @@ class FixedRowEnd {
     explicit FixedRowEnd(int32_t width)
         : width_(width), control_(Unaligned::bytes(kSlidingWindow + 16 - 2 * (width % 8)))
     {}
-    __m128i operator()(const int16_t* row) const
+    [[gnu::always_inline]] __m128i operator()(const int16_t* row) const
     {
         if (width_ > 8) return _mm_shuffle_epi8(Unaligned::bytes(row + width_ - 8), control_);
         alignas(16) int16_t eight[8] = {};
@@ -91,12 +91,12 @@ struct EightOfModel {
     __m128i weight;
 };
 template <class LoadEight>
-EightOfModel eight_of(FixedInverse model, LoadEight load)
+[[gnu::always_inline]] inline EightOfModel eight_of(FixedInverse model, LoadEight load)
 {
     return {load(model.mean), load(model.inv_var)};
 }
 template <class LoadEight>
-EightOfModel eight_of(FixedUnit model, LoadEight load)
+[[gnu::always_inline]] inline EightOfModel eight_of(FixedUnit model, LoadEight load)
 {
     return {load(model.mean), _mm_set1_epi16(1)};
 }
@@ -124,7 +124,7 @@ struct FixedFrames {
         [[gnu::always_inline]] void each(LoadEight load, F f) const
         {
             const EightOfModel eight = eight_of(model, load);
-            for_each_index<N>([&](auto n) { f(n, load(x[n]), eight); });
+            for_each_index<N>([&](auto n) __attribute__((always_inline)) { f(n, load(x[n]), eight); });
         }
     };
     template <int N>
@@ -157,7 +157,8 @@ struct FixedGaussians {
         [[gnu::always_inline]] void each(LoadEight load, F f) const
         {
             const __m128i eight_of_x = load(x);
-            for_each_index<N>([&](auto n) { f(n, eight_of_x, eight_of(models[n], load)); });
+            for_each_index<N>([&](auto n)
+                                  __attribute__((always_inline)) { f(n, eight_of_x, eight_of(models[n], load)); });
         }
     };
     template <int N>
@@ -200,15 +201,16 @@ struct SquaresInSingle {
     {
         if (left == 0) return join_halves_each(sum);
         __m128 low[4], high[4];
-        group.each(load, [&](auto n, __m128i x, const EightOfModel& model) {
-            const __m128 d_low = low_difference(x, model.mean), d_high = high_difference(x, model.mean);
-            low[n] = d_low * d_low;
-            high[n] = d_high * d_high;
-            if constexpr (Weighted) {
-                low[n] = low[n] * low_singles(model.weight);
-                high[n] = high[n] * high_singles(model.weight);
-            }
-        });
+        group.each(
+            load, [&](auto n, __m128i x, const EightOfModel& model) __attribute__((always_inline)) {
+                const __m128 d_low = low_difference(x, model.mean), d_high = high_difference(x, model.mean);
+                low[n] = d_low * d_low;
+                high[n] = d_high * d_high;
+                if constexpr (Weighted) {
+                    low[n] = low[n] * low_singles(model.weight);
+                    high[n] = high[n] * high_singles(model.weight);
+                }
+            });
         // A row a lane from here on; elements beyond the end add zero.
         _MM_TRANSPOSE4_PS(sum[0], sum[1], sum[2], sum[3]);
         _MM_TRANSPOSE4_PS(low[0], low[1], low[2], low[3]);
@@ -255,15 +257,16 @@ struct NegativePairsInSingle {
     {
         if (left == 0) return join_halves_each(sum);
         __m128 pairs[4], last[4];
-        group.each(load, [&](auto n, __m128i x, const EightOfModel& model) {
-            pairs[n] = pairs_of_squares(_mm_subs_epi16(x, model.mean));
-            const __m128 low = low_difference(x, model.mean), high = high_difference(x, model.mean);
-            last[n] = left == 1   ? low
-                      : left == 3 ? _mm_movehl_ps(low, low)
-                      : left == 5 ? high
-                                  : _mm_movehl_ps(high, high);
-            last[n] = last[n] * last[n];
-        });
+        group.each(
+            load, [&](auto n, __m128i x, const EightOfModel& model) __attribute__((always_inline)) {
+                pairs[n] = pairs_of_squares(_mm_subs_epi16(x, model.mean));
+                const __m128 low = low_difference(x, model.mean), high = high_difference(x, model.mean);
+                last[n] = left == 1   ? low
+                          : left == 3 ? _mm_movehl_ps(low, low)
+                          : left == 5 ? high
+                                      : _mm_movehl_ps(high, high);
+                last[n] = last[n] * last[n];
+            });
         // A row a lane from here on.
         _MM_TRANSPOSE4_PS(sum[0], sum[1], sum[2], sum[3]);
         _MM_TRANSPOSE4_PS(pairs[0], pairs[1], pairs[2], pairs[3]);
@@ -334,14 +337,15 @@ struct HalvesInIntegers {
         __m128i last_x[4], last_mean[4], last_weight[4];
         const __m128i last_first =
             _mm_set1_epi32(static_cast<int32_t>(0x80800000U) + (2 * left - 1) * 256 + 2 * left - 2);
-        group.each(load, [&](auto n, __m128i x, const EightOfModel& model) {
-            const __m128i d = _mm_and_si128(_mm_subs_epi16(x, model.mean), in_pair);
-            high[n] = _mm_sub_epi32(high[n], shifts.high_lanes(weighted_high(d, model)));
-            low[n] = _mm_sub_epi32(low[n], shifts.low_lanes(weighted_low(d, model)));
-            last_x[n] = _mm_shuffle_epi8(x, last_first);
-            last_mean[n] = _mm_shuffle_epi8(model.mean, last_first);
-            last_weight[n] = _mm_shuffle_epi8(model.weight, last_first);
-        });
+        group.each(
+            load, [&](auto n, __m128i x, const EightOfModel& model) __attribute__((always_inline)) {
+                const __m128i d = _mm_and_si128(_mm_subs_epi16(x, model.mean), in_pair);
+                high[n] = _mm_sub_epi32(high[n], shifts.high_lanes(weighted_high(d, model)));
+                low[n] = _mm_sub_epi32(low[n], shifts.low_lanes(weighted_low(d, model)));
+                last_x[n] = _mm_shuffle_epi8(x, last_first);
+                last_mean[n] = _mm_shuffle_epi8(model.mean, last_first);
+                last_weight[n] = _mm_shuffle_epi8(model.weight, last_first);
+            });
         const __m128i pairs = shifts.sum(join_each(high), join_each(low));
         if (left % 2 == 0) return pairs;
         return _mm_sub_epi32(pairs, exact(row_a_lane(last_x), row_a_lane(last_mean), row_a_lane(last_weight)));
