@@ -14,7 +14,7 @@ constexpr char one_vector[] =
 constexpr char one_row[] = "one row: set-up of a kernel that takes four rows to a pass";
 constexpr char scratch_memory[] = "the reciprocals are formed first, in scratch memory from the allocator's hook";
 constexpr char stalled_set_up[] =
-    "one row: the kernel's arguments pass through memory, written in halves and read whole, which stalls the load";
+    "one row: set-up of a kernel that takes a group of rows to a pass";
 constexpr char short_tail[] = "13 = 12 + 1: what lies behind the whole registers goes one element at a time";
 constexpr double single_tolerance = 2e-5, double_tolerance = 1e-12;
 

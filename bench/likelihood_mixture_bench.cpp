@@ -8,7 +8,7 @@ namespace zelsr::bench {
 namespace {
 
 constexpr char one_component[] =
-    "one row: the kernel's arguments pass through memory, written in halves and read whole, which stalls the load";
+    "one row: set-up of a kernel that takes a group of rows to a pass";
 constexpr double tolerance = 2e-5;
 constexpr float val = -40;
 

@@ -236,7 +236,8 @@ struct LaneZeroTail {
 // Sums of rows first to last - 1, a group at a time; finish(r, sums, count) takes those of rows r to r + count - 1
 // in the first lanes. A single last row does not fill a group. No index passes last, which may be 2^31 - 1.
 template <class Sign, class Load, class Tail, class Scored, class Finish>
-inline void sum_each(const Scored& scored, int32_t first, int32_t last, int32_t width, Finish finish)
+[[gnu::always_inline]] inline void sum_each(const Scored& scored, int32_t first, int32_t last, int32_t width,
+                                            Finish finish)
 {
     constexpr int kTogether = kLanes<typename Scored::T>;
     const auto take = [&]<int N>(std::integral_constant<int, N>, int32_t r, int32_t count) {
