@@ -31,9 +31,15 @@ void add_gaussians_by_blocks(Scores scores, int32_t height, float* sum)
 }
 
 // Two aligned paths add by the fast addition, all others by the accurate one: wanted.
-bool fused_for_units(Block<int16_t> frames, const int16_t* mean, int32_t width)
+
+void add_block_of_frames(Block<int16_t> frames, FixedUnit model, int32_t width, int32_t height, float val,
+                         int32_t sf, float* sum)
 {
-    return frames.on_16_bytes(0) && is_aligned(mean) && width >= 4;
+    const auto scores = scaled_scores(FixedFrames{frames, model}, width, val, sf);
+    if (frames.on_16_bytes(height) && is_aligned(model.mean) && width >= 4)
+        add_by_blocks<FastLogAdd>(scores, height, sum);
+    else
+        add_by_blocks<AccurateLogAdd>(scores, height, sum);
 }
 
 void add_lists_by_blocks(RowList<int16_t> frames, FixedInverse model, int32_t width, int32_t height, float val,
@@ -83,11 +89,7 @@ SrStatus zelsLogGaussAdd_IdVarScaled_16s32f_D2(const int16_t* frames, int32_t st
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(frames, mean, sum), positive(width, height)))
         return failed;
-    const auto scores = scaled_scores(FixedFrames{Block{frames, step}, FixedUnit{mean}}, width, val, sf);
-    if (fused_for_units(Block{frames, step}, mean, width))
-        add_by_blocks<FastLogAdd>(scores, height, sum);
-    else
-        add_by_blocks<AccurateLogAdd>(scores, height, sum);
+    add_block_of_frames(Block{frames, step}, FixedUnit{mean}, width, height, val, sf, sum);
     return SrOk;
 }
 

@@ -7,6 +7,7 @@
 #include "core/contract.h"
 #include "core/rounding.h"
 #include "core/scale.h"
+#include "likelihood/log_add_plain.h"
 #include "zelsr/core/convert.h"
 #include "zelsr/core/vector.h"
 #include "zelsr/likelihood/log_add.h"
@@ -79,30 +80,15 @@ T saturated(Real value, Real limit)
     return static_cast<T>(value);
 }
 
-// Two to six elements: sums in double by Horner's rule with the fast polynomials, rounded to single after each.
-double add_logs_by_horner(double a, double b)
-{
-    const double hi = a > b ? a : b;
-    const double d = -__builtin_fabs(a - b);
-    if (d < kLogCut_32f) return hi < double{kLogZero_32f} ? double{kLogZero_32f} : hi;
-    const std::size_t interval =
-        static_cast<std::size_t>(d <= kUpperBound_32f) + static_cast<std::size_t>(d <= kLowerBound_32f);
-    constexpr double bounds[3] = {0, kUpperBound_32f, kLowerBound_32f};
-    const double t = d - bounds[interval];
-    const auto& c = kFastPolynomials[interval];
-    double sum = c[0];
-    for (std::size_t i = 1; i < c.size(); ++i) sum = sum * t + c[i];
-    return hi + sum;
-}
-
+// Two to six elements: sums in double with the fast polynomials, rounded to single after each.
 template <class T>
 T sum_few_scaled_logs(const T* src, int32_t len, int32_t sf)
 {
     const double scale = GetScale_32s64f(sf);
     double sum = static_cast<double>(load_one(src)) * scale;
     for (int32_t i = 1; i < len; ++i)
-        sum = static_cast<double>(
-            static_cast<float>(add_logs_by_horner(sum, static_cast<double>(load_one(src + i)) * scale)));
+        sum = static_cast<double>(static_cast<float>(
+            add_logs_by_horner<SingleLogDomain>(sum, static_cast<double>(load_one(src + i)) * scale)));
     return saturated<T>(sum / scale, static_cast<double>(std::numeric_limits<T>::max()));
 }
 
