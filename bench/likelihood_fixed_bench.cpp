@@ -158,6 +158,12 @@ const Table blocks{"likelihood/fixed",
                     {"zelsLogGaussMultiMix_LowScaled_16s32f_D2", low_components}},
                    {{13, 1000}, {24, 1000}, {36, 1000}, {39, 1000}, {40, 1000}}};
 
+// Models beyond the second-level cache, where a model of half the bytes tells.
+const Table large_models{"likelihood/fixed_large_model",
+                         {{"zelsLogGaussMultiMix_Scaled_16s32f_D2", scaled_components},
+                          {"zelsLogGaussMultiMix_LowScaled_16s32f_D2", low_components}},
+                         {{13, 100000}, {24, 50000}, {36, 40000}, {39, 40000}, {40, 40000}}};
+
 const Table mixtures{"likelihood/fixed_mixture",
                      {{"zelsLogGaussMixture_Scaled_16s32f_D2", scaled_mixture},
                       {"zelsLogGaussMixture_LowScaled_16s32f_D2", low_mixture}},

@@ -67,6 +67,14 @@ inline const T* opaque(const T* table)
     return table;
 }
 
+// The registers are complete here, so that what stands above is not put off and what stands below not begun
+// before.
+template <class Lanes, class OtherLanes>
+inline void fix_order(Lanes& a, OtherLanes& b)
+{
+    asm("" : "+x"(a), "+x"(b));
+}
+
 // How a kernel loads and stores whole registers. The one place that tests pointers chooses between the two.
 // lanes() loads one register of the element's type.
 struct Aligned {
@@ -111,6 +119,7 @@ struct FirstLanes {
         const __m128 pair = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
         return count == 2 ? pair : _mm_movelh_ps(pair, OneLane::lanes(p + 2));
     }
+    __m128d lanes(const double* p) const { return OneLane::lanes(p); }
 };
 
 // Row r moves the last r lanes of a register to its first ones and clears the others, as a control of pshufb.

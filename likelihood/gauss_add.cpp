@@ -20,7 +20,7 @@ constexpr std::ptrdiff_t kStepMultiple = 16 / sizeof(T);
 
 // Additions of finished scores into running sums: the accurate one in single precision.
 void add_scores(const float* scores, float* sum, int32_t count) { add_logs<AccurateLogAdd>(scores, sum, count); }
-void add_scores(const double* scores, double* sum, int32_t count) { add_logs(scores, sum, count); }
+void add_scores(const double* scores, double* sum, int32_t count) { add_logs<DoubleLogAdd>(scores, sum, count); }
 
 template <class Rows, class Term>
 void score_block(Rows frames, Term term, int32_t width, int32_t height, float val, float* scores)

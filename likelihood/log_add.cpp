@@ -171,7 +171,7 @@ SrStatus zelsLogAdd_32f(const float* src, float* srcdst, int32_t len, int32_t hi
 SrStatus zelsLogAdd_64f(const double* src, double* srcdst, int32_t len, int32_t hint)
 {
     if (SrStatus failed = first_failure(positive(len), non_null(src, srcdst))) return failed;
-    if (static_cast<uint32_t>(hint) <= 2) add_logs(src, srcdst, len);
+    if (static_cast<uint32_t>(hint) <= 2) add_logs<DoubleLogAdd>(src, srcdst, len);
     return SrOk;
 }
 

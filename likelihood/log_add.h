@@ -34,74 +34,141 @@ inline __m128d choose(__m128d mask, __m128d yes, __m128d no)
 inline __m128 minus_abs(__m128 v) { return _mm_or_ps(v, _mm_set1_ps(-0.0F)); }
 inline __m128d minus_abs(__m128d v) { return _mm_or_pd(v, _mm_set1_pd(-0.0)); }
 
-// Where each lane's difference lies.
-struct Intervals_32f {
-    __m128 hi;
-    __m128 t;
-    __m128 below_cut;
-    std::size_t entry;
-
-    Intervals_32f(__m128 a, __m128 b)
-    {
-        const __m128 upper = _mm_set1_ps(static_cast<float>(kUpperBound_32f));
-        const __m128 lower = _mm_set1_ps(static_cast<float>(kLowerBound_32f));
-        hi = _mm_max_ps(a, b);
-        const __m128 d = minus_abs(a - b);
-        const __m128 in_upper = _mm_cmple_ps(d, upper);
-        const __m128 in_lower = _mm_cmple_ps(d, lower);
-        below_cut = _mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)));
-        t = d - choose(in_lower, lower, _mm_and_ps(in_upper, upper));
-        entry = lane_entry(_mm_movemask_ps(in_upper), _mm_movemask_ps(in_lower));
-    }
-    bool all_below_cut() const { return _mm_movemask_ps(below_cut) == 15; }
-    __m128 with_floor(__m128 sum) const
-    {
-        return choose(below_cut, _mm_max_ps(hi, _mm_set1_ps(kLogZero_32f)), sum);
-    }
-};
-
-// Even and odd powers of t apart: hi + A(t^2), t * B(t^2), over Terms coefficients.
-inline __m128d even_and_odd(const std::array<std::array<double, 4>, 11>& coefficients, std::size_t lane, __m128d t,
-                            __m128d hi)
+// Two Horner chains in t^2 for each of N registers abreast: first takes a register's terms 0, 2, ..., second terms
+// 1, 3, ...; steps more of each after the first one. term(n, i): term i in the lanes of register n.
+template <int Steps, int N, class Term>
+[[gnu::always_inline]] inline void alternate_terms(const __m128d (&t)[N], Term term, __m128d (&first)[N],
+                                                   __m128d (&second)[N])
 {
-    const auto c = [&](std::size_t term) { return Aligned::two(coefficients[term].data() + lane); };
-    const __m128d s = t * t;
-    __m128d a = c(0);
-    __m128d b = c(1);
-    for_each_index<4>([&](auto i) {
-        a = a * s + c(2 * i + 2);
-        b = b * s + c(2 * i + 3);
+    __m128d s[N];
+    for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+        s[n] = t[n] * t[n];
+        first[n] = term(n, 0);
+        second[n] = term(n, 1);
     });
-    a = a * s + c(10);
-    return (hi + a) + t * b;
+    for_each_index<Steps>([&](auto i) __attribute__((always_inline)) {
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            first[n] = first[n] * s[n] + term(n, 2 * i + 2);
+            second[n] = second[n] * s[n] + term(n, 2 * i + 3);
+            fix_order(first[n], second[n]);
+        });
+    });
 }
 
 }  // namespace detail
 
-// Hint 0: comparisons, d and t in single, the polynomial in double.
+// Each log addition takes N registers abreast: Horner's chains are up to ten multiplications and additions deep,
+// and one register's alone leave the processor waiting. The compiler would put the loads and shuffles of all terms
+// first and spill them; hence the fixed order.
+
+// Hint 0: comparisons, d and t in single, the polynomial in double, even and odd powers of t apart.
 struct AccurateLogAdd {
+    static constexpr int kAbreast = 3;
+
     static __m128 add(__m128 a, __m128 b)
     {
-        const detail::Intervals_32f at(a, b);
-        if (at.all_below_cut()) return at.with_floor(at.hi);
-        const auto& coefficients = kFastLanes_64f[at.entry];
-        const __m128d low = detail::even_and_odd(coefficients, 0, _mm_cvtps_pd(at.t), _mm_cvtps_pd(at.hi));
-        const __m128d high = detail::even_and_odd(coefficients, 2, _mm_cvtps_pd(_mm_movehl_ps(at.t, at.t)),
-                                                  _mm_cvtps_pd(_mm_movehl_ps(at.hi, at.hi)));
-        return at.with_floor(_mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high)));
+        __m128 sum[1] = {b};
+        add<1>({a}, sum);
+        return sum[0];
+    }
+
+    template <int N>
+    [[gnu::always_inline]] static void add(const __m128 (&a)[N], __m128 (&b)[N])
+    {
+        const __m128 upper = _mm_set1_ps(static_cast<float>(kUpperBound_32f));
+        const __m128 lower = _mm_set1_ps(static_cast<float>(kLowerBound_32f));
+        __m128 hi[N], below_cut[N];
+        __m128d t[2 * N], even[2 * N], odd[2 * N];
+        const double* terms[N];
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            hi[n] = _mm_max_ps(a[n], b[n]);
+            const __m128 d = detail::minus_abs(a[n] - b[n]);
+            below_cut[n] = _mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)));
+            const __m128 in_upper = _mm_cmple_ps(d, upper);
+            const __m128 in_lower = _mm_cmple_ps(d, lower);
+            const __m128 four_t = d - detail::choose(in_lower, lower, _mm_and_ps(in_upper, upper));
+            t[2 * n] = _mm_cvtps_pd(four_t);
+            t[2 * n + 1] = _mm_cvtps_pd(_mm_movehl_ps(four_t, four_t));
+            const std::size_t entry = lane_entry(_mm_movemask_ps(in_upper), _mm_movemask_ps(in_lower));
+            terms[n] = kFastLanes_64f[entry][0].data();
+        });
+        const auto term = [&](auto half, int i) __attribute__((always_inline))
+        {
+            return Aligned::two(terms[half / 2] + 4 * i + half % 2 * 2);
+        };
+        detail::alternate_terms<4>(t, term, even, odd);
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            const auto sum = [&](auto half, __m128d hi_half) __attribute__((always_inline))
+            {
+                return _mm_cvtpd_ps((hi_half + (even[half] * (t[half] * t[half]) + term(half, 10))) +
+                                    t[half] * odd[half]);
+            };
+            const __m128 low = sum(std::integral_constant<int, 2 * n>{}, _mm_cvtps_pd(hi[n]));
+            const __m128 high =
+                sum(std::integral_constant<int, 2 * n + 1>{}, _mm_cvtps_pd(_mm_movehl_ps(hi[n], hi[n])));
+            b[n] = detail::choose(below_cut[n], _mm_max_ps(hi[n], _mm_set1_ps(kLogZero_32f)),
+                                  _mm_movelh_ps(low, high));
+        });
     }
 };
 
 // Hint 1: all in single, Horner's rule.
+//
+// A shuffle of bytes picks each lane's coefficient out of a term's three.
 struct FastLogAdd {
+    static constexpr int kAbreast = 4;
+
     static __m128 add(__m128 a, __m128 b)
     {
-        const detail::Intervals_32f at(a, b);
-        if (at.all_below_cut()) return at.with_floor(at.hi);
-        const auto& coefficients = kFastLanes_32f[at.entry];
-        __m128 sum = Aligned::four(coefficients[0].data());
-        for_each_index<10>([&](auto i) { sum = sum * at.t + Aligned::four(coefficients[i + 1].data()); });
-        return at.with_floor(at.hi + sum);
+        __m128 sum[1] = {b};
+        add<1>({a}, sum);
+        return sum[0];
+    }
+
+    template <int N>
+    [[gnu::always_inline]] static void add(const __m128 (&a)[N], __m128 (&b)[N])
+    {
+        const __m128 upper = _mm_set1_ps(static_cast<float>(kUpperBound_32f));
+        const __m128 lower = _mm_set1_ps(static_cast<float>(kLowerBound_32f));
+        const __m128 next = _mm_castsi128_ps(_mm_set1_epi8(4));
+        __m128 hi[N], below_cut[N], t[N], sum[N];
+        __m128i interval[N];
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            hi[n] = _mm_max_ps(a[n], b[n]);
+            const __m128 d = detail::minus_abs(a[n] - b[n]);
+            below_cut[n] = _mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)));
+            const __m128i at_or_below = _mm_add_epi8(_mm_castps_si128(_mm_and_ps(_mm_cmple_ps(d, upper), next)),
+                                                     _mm_castps_si128(_mm_and_ps(_mm_cmple_ps(d, lower), next)));
+            interval[n] = _mm_add_epi8(at_or_below, _mm_set1_epi32(0x03020100));
+            t[n] = d - of_interval(kFastBounds, interval[n]);
+            sum[n] = of_interval(kFastTerms[0], interval[n]);
+        });
+        for_each_index<10>([&](auto i) __attribute__((always_inline)) {
+            for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+                sum[n] = sum[n] * t[n] + of_interval(kFastTerms[i + 1], interval[n]);
+                fix_order(sum[n], interval[n]);
+            });
+        });
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            b[n] = detail::choose(below_cut[n], _mm_max_ps(hi[n], _mm_set1_ps(kLogZero_32f)), hi[n] + sum[n]);
+        });
+    }
+
+  private:
+    // A term's coefficients (or the bounds), an interval a lane; the fourth is not used.
+    using OfIntervals = std::array<float, 4>;
+    alignas(16) static constexpr OfIntervals kFastBounds = {0, static_cast<float>(kUpperBound_32f),
+                                                            static_cast<float>(kLowerBound_32f), 0};
+    alignas(16) static constexpr std::array<OfIntervals, 11> kFastTerms = [] {
+        std::array<OfIntervals, 11> terms{};
+        for (std::size_t i = 0; i < terms.size(); ++i)
+            for (std::size_t interval = 0; interval < 3; ++interval)
+                terms[i][interval] = static_cast<float>(kFastPolynomials[interval][i]);
+        return terms;
+    }();
+    static __m128 of_interval(const OfIntervals& each, __m128i interval)
+    {
+        return _mm_castsi128_ps(_mm_shuffle_epi8(_mm_castps_si128(Aligned::four(each.data())), interval));
     }
 };
 
@@ -130,52 +197,66 @@ inline float add_logs_extended(float a, float b)
 
 // The double-precision domain.
 struct DoubleLogAdd {
+    static constexpr int kAbreast = 5;
+
     static __m128d add(__m128d a, __m128d b)
+    {
+        __m128d sum[1] = {b};
+        add<1>({a}, sum);
+        return sum[0];
+    }
+
+    template <int N>
+    [[gnu::always_inline]] static void add(const __m128d (&a)[N], __m128d (&b)[N])
     {
         const __m128d upper = _mm_set1_pd(kUpperBound_64f);
         const __m128d lower = _mm_set1_pd(kLowerBound_64f);
-        const __m128d hi = _mm_max_pd(a, b);
-        const __m128d d = detail::minus_abs(a - b);
-        const __m128d below_cut = _mm_cmplt_pd(d, _mm_set1_pd(kLogCut_64f));
-        const __m128d floored =
-            detail::choose(_mm_cmplt_pd(hi, _mm_set1_pd(kLogZeroTest_64f)), _mm_set1_pd(kLogZero_64f), hi);
-        if (_mm_movemask_pd(below_cut) == 3) return floored;
-        const __m128d in_upper = _mm_cmple_pd(d, upper);
-        const __m128d in_lower = _mm_cmple_pd(d, lower);
-        const __m128d t = d - detail::choose(in_lower, lower, _mm_and_pd(in_upper, upper));
-        const auto& coefficients =
-            kFullLanes_64f[lane_entry(_mm_movemask_pd(in_upper), _mm_movemask_pd(in_lower))];
-        const auto c = [&](std::size_t term) { return Aligned::two(coefficients[term].data()); };
-        const __m128d s = t * t;
-        __m128d odd = c(0);
-        __m128d even = c(1);
-        for_each_index<10>([&](auto i) {
-            odd = odd * s + c(2 * i + 2);
-            even = even * s + c(2 * i + 3);
+        __m128d hi[N], below_cut[N], t[N], odd[N], even[N];
+        const double* terms[N];
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            hi[n] = _mm_max_pd(a[n], b[n]);
+            const __m128d d = detail::minus_abs(a[n] - b[n]);
+            below_cut[n] = _mm_cmplt_pd(d, _mm_set1_pd(kLogCut_64f));
+            const __m128d in_upper = _mm_cmple_pd(d, upper);
+            const __m128d in_lower = _mm_cmple_pd(d, lower);
+            t[n] = d - detail::choose(in_lower, lower, _mm_and_pd(in_upper, upper));
+            const std::size_t entry = lane_entry(_mm_movemask_pd(in_upper), _mm_movemask_pd(in_lower));
+            terms[n] = kFullLanes_64f[entry][0].data();
         });
-        return detail::choose(below_cut, floored, (hi + t * odd) + even);
+        detail::alternate_terms<10>(
+            t, [&](auto n, int i) __attribute__((always_inline)) { return Aligned::two(terms[n] + 2 * i); }, odd,
+            even);
+        for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+            const __m128d floored = detail::choose(_mm_cmplt_pd(hi[n], _mm_set1_pd(kLogZeroTest_64f)),
+                                                   _mm_set1_pd(kLogZero_64f), hi[n]);
+            b[n] = detail::choose(below_cut[n], floored, (hi[n] + t[n] * odd[n]) + even[n]);
+        });
     }
 };
 
 // A vector of logarithms into another, element by element; the last ones as a register with zeros beyond the end.
-template <class Sum>
-void add_logs(const float* src, float* srcdst, int32_t len)
+template <class Sum, class T>
+void add_logs(const T* src, T* srcdst, int32_t len)
 {
+    using Lanes = LanesOf<T>;
+    constexpr int lanes = kLanes<T>;
+    constexpr int abreast = Sum::kAbreast;
     int32_t i = 0;
-    for (; i + 4 <= len; i += 4)
-        Unaligned::put(srcdst + i, Sum::add(Unaligned::four(src + i), Unaligned::four(srcdst + i)));
+    for (; len - i >= lanes * abreast; i += lanes * abreast) {
+        Lanes a[abreast], b[abreast];
+        for_each_index<abreast>([&](auto n) {
+            a[n] = Unaligned::lanes(src + i + lanes * n);
+            b[n] = Unaligned::lanes(srcdst + i + lanes * n);
+        });
+        Sum::add(a, b);
+        for_each_index<abreast>([&](auto n) { Unaligned::put(srcdst + i + lanes * n, b[n]); });
+    }
+    for (; len - i >= lanes; i += lanes)
+        Unaligned::put(srcdst + i, Sum::add(Unaligned::lanes(src + i), Unaligned::lanes(srcdst + i)));
     if (i < len) {
         const FirstLanes load{len - i};
         store_first(srcdst + i, Sum::add(load.lanes(src + i), load.lanes(srcdst + i)), len - i);
     }
-}
-inline void add_logs(const double* src, double* srcdst, int32_t len)
-{
-    int32_t i = 0;
-    for (; i + 2 <= len; i += 2)
-        Unaligned::put(srcdst + i, DoubleLogAdd::add(Unaligned::two(src + i), Unaligned::two(srcdst + i)));
-    if (i < len)
-        store_first(srcdst + i, DoubleLogAdd::add(OneLane::lanes(src + i), OneLane::lanes(srcdst + i)), 1);
 }
 
 // ln(sum of e^x[i]) by successive additions.

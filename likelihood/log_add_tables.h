@@ -52,25 +52,24 @@ namespace detail {
 
 // For every assignment of Lanes lanes to the three intervals, the coefficients lane by lane: entry sum of
 // 3^lane * interval(lane), in it coefficient after coefficient, in that lane after lane.
-template <class T, int Lanes, std::size_t Terms>
+template <int Lanes, std::size_t Terms>
 constexpr auto spread_over_lanes(const Polynomials<Terms>& polynomials)
 {
     constexpr std::size_t entries = Lanes == 4 ? 81 : 9;
-    std::array<std::array<std::array<T, Lanes>, Terms>, entries> table{};
+    std::array<std::array<std::array<double, Lanes>, Terms>, entries> table{};
     for (std::size_t entry = 0; entry < entries; ++entry) {
         std::size_t intervals = entry;
         for (std::size_t lane = 0; lane < Lanes; ++lane, intervals /= 3)
             for (std::size_t term = 0; term < Terms; ++term)
-                table[entry][term][lane] = static_cast<T>(polynomials[intervals % 3][term]);
+                table[entry][term][lane] = polynomials[intervals % 3][term];
     }
     return table;
 }
 
 }  // namespace detail
 
-alignas(16) inline constexpr auto kFastLanes_32f = detail::spread_over_lanes<float, 4>(kFastPolynomials);
-alignas(16) inline constexpr auto kFastLanes_64f = detail::spread_over_lanes<double, 4>(kFastPolynomials);
-alignas(16) inline constexpr auto kFullLanes_64f = detail::spread_over_lanes<double, 2>(kFullPolynomials);
+alignas(16) inline constexpr auto kFastLanes_64f = detail::spread_over_lanes<4>(kFastPolynomials);
+alignas(16) inline constexpr auto kFullLanes_64f = detail::spread_over_lanes<2>(kFullPolynomials);
 
 // The entry of a table by the lanes that lie at or below each of the two bounds, as 4-bit (2-bit) masks.
 inline constexpr std::array<std::uint8_t, 16> kPowersOfThree = [] {
