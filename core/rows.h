@@ -67,4 +67,24 @@ struct RowList {
 template <class T>
 RowList(const T* const*) -> RowList<T>;
 
+// The same two for rows that are written.
+template <class T>
+struct WritableBlock {
+    T* first;
+    std::ptrdiff_t step;
+
+    T* operator[](int32_t r) const { return first + r * step; }
+};
+template <class T>
+WritableBlock(T*, int32_t) -> WritableBlock<T>;
+
+template <class T>
+struct WritableList {
+    T* const* rows;
+
+    T* operator[](int32_t r) const { return load_one(rows + r); }
+};
+template <class T>
+WritableList(T* const*) -> WritableList<T>;
+
 }  // namespace zelsr
