@@ -13,7 +13,8 @@ namespace zelsr::bench {
 namespace {
 
 constexpr char small_matrix[] =
-    "a small matrix: call, checks and the ends of rows, where the other is compiled in";
+    "a small matrix: call, checks, the sums' way through memory and the ends of rows, where the other is compiled "
+    "in";
 constexpr char beyond_the_caches[] = "the matrix comes from a farther cache, which bounds both";
 constexpr char avx_kernels[] =
     "OpenBLAS Haswell: 32 bytes at a time, multiplication and addition fused (level under --sse)";
