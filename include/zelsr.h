@@ -4,5 +4,6 @@
 
 #include "zelsr/core.h"
 #include "zelsr/likelihood.h"
+#include "zelsr/matrix.h"
 
 #endif
