@@ -122,10 +122,9 @@ class Stream {
     [[gnu::noinline]] void put_static(const T* src, std::ptrdiff_t i) const
     {
         T* const row = frames_.dst + i * frames_.step;
-        for_columns(
-            src, frames_.width, [&](auto part, std::ptrdiff_t c) __attribute__((always_inline)) {
-                part.put(row + c, scaling_.static_value(arithmetic_, part.of(src + c), part, c));
-            });
+        for_columns(src, frames_.width, [&](auto part, std::ptrdiff_t c) {
+            part.put(row + c, scaling_.static_value(arithmetic_, part.of(src + c), part, c));
+        });
     }
 
     // Derivatives of rows from begin to end - 1, where a row before the first stands for the first, one behind
@@ -139,12 +138,11 @@ class Stream {
                 from[Window::reach + k] =
                     frames_.dst + std::clamp(t + k, std::ptrdiff_t{0}, last) * frames_.step + (Order - 1) * width_;
             T* const to = frames_.dst + t * frames_.step + Order * width_;
-            for_columns(
-                to, frames_.width, [&](auto part, std::ptrdiff_t c) __attribute__((always_inline)) {
-                    const auto row = [&](int32_t k) { return part.of(from[Window::reach + k] + c); };
-                    part.put(to + c,
-                             Window::derivative(arithmetic_, row, scaling_.template multiplier<Order>(part, c)));
-                });
+            for_columns(to, frames_.width, [&](auto part, std::ptrdiff_t c) {
+                const auto row = [&](int32_t k) { return part.of(from[Window::reach + k] + c); };
+                part.put(to + c,
+                         Window::derivative(arithmetic_, row, scaling_.template multiplier<Order>(part, c)));
+            });
         }
     }
 
@@ -156,26 +154,29 @@ class Stream {
         const std::ptrdiff_t step = frames_.step;
         T* const delta = newest - reach * step + width_;
         T* const second = newest - 2 * reach * step + 2 * width_;
-        for_columns(
-            src, frames_.width, [&](auto part, std::ptrdiff_t c) __attribute__((always_inline)) {
-                const auto s = scaling_.static_value(arithmetic_, part.of(src + c), part, c);
-                part.put(newest + c, s);
-                const auto static_row = [&](int32_t k) __attribute__((always_inline))
+        const Arithmetic arithmetic = arithmetic_;  // copies that no store can change stay in registers
+        const Scaling scaling = scaling_;
+        const auto one_register = [&](auto part, std::ptrdiff_t c) __attribute__((always_inline))
+        {
+            const auto s = scaling.static_value(arithmetic, part.of(src + c), part, c);
+            part.put(newest + c, s);
+            const auto static_row = [&](int32_t k) __attribute__((always_inline))
+            {
+                return k == reach ? s : part.of(newest + (k - reach) * step + c);
+            };
+            const auto d =
+                Window::derivative(arithmetic, static_row, scaling.template multiplier<kDelta>(part, c));
+            part.put(delta + c, d);
+            if constexpr (Highest == kSecond) {
+                const auto delta_row = [&](int32_t k) __attribute__((always_inline))
                 {
-                    return k == reach ? s : part.of(newest + (k - reach) * step + c);
+                    return k == reach ? d : part.of(delta + (k - reach) * step + c);
                 };
-                const auto d =
-                    Window::derivative(arithmetic_, static_row, scaling_.template multiplier<kDelta>(part, c));
-                part.put(delta + c, d);
-                if constexpr (Highest == kSecond) {
-                    const auto delta_row = [&](int32_t k) __attribute__((always_inline))
-                    {
-                        return k == reach ? d : part.of(delta + (k - reach) * step + c);
-                    };
-                    part.put(second + c, Window::derivative(arithmetic_, delta_row,
-                                                            scaling_.template multiplier<kSecond>(part, c)));
-                }
-            });
+                part.put(second + c,
+                         Window::derivative(arithmetic, delta_row, scaling.template multiplier<kSecond>(part, c)));
+            }
+        };
+        for_columns(src, frames_.width, one_register);
     }
 
     Frames<T> frames_;

@@ -64,10 +64,16 @@ inline Wide products(__m128i x, __m128i y)
     return {_mm_unpacklo_epi16(low, high), _mm_unpackhi_epi16(low, high)};
 }
 
-// Modulo 2^32.
-inline Wide sum(const Wide& x, const Wide& y)
+// (x + 2 y) * m modulo 2^32: pairs of x and y times (m, m), and times (0, m), since 2 m may not fit in 16 bits.
+inline __m128i weighted_pairs(__m128i xy, __m128i mm)
 {
-    return {_mm_add_epi32(x.low, y.low), _mm_add_epi32(x.high, y.high)};
+    const __m128i zero_m = _mm_and_si128(mm, _mm_set1_epi32(static_cast<int32_t>(0xffff0000)));
+    return _mm_add_epi32(_mm_madd_epi16(xy, mm), _mm_madd_epi16(xy, zero_m));
+}
+inline Wide weighted_products(__m128i x, __m128i y, __m128i m)
+{
+    return {weighted_pairs(_mm_unpacklo_epi16(x, y), _mm_unpacklo_epi16(m, m)),
+            weighted_pairs(_mm_unpackhi_epi16(x, y), _mm_unpackhi_epi16(m, m))};
 }
 
 // To 16 bits under a scale factor: shifted without rounding, then saturated. Shifts by 32 and more leave the sign
@@ -117,8 +123,7 @@ struct FixedArithmetic {
     __m128i one_neighbour(__m128i d1, __m128i multiplier) const { return product(d1, multiplier); }
     __m128i two_neighbours(__m128i d1, __m128i d2, __m128i multiplier) const
     {
-        const Wide p2 = products(d2, multiplier);
-        return shift(sum(products(d1, multiplier), sum(p2, p2)));
+        return shift(weighted_products(d1, d2, multiplier));
     }
 };
 
