@@ -1,0 +1,66 @@
+// Sums over the rows and the columns of a matrix, in the order that the library promises. They run in the caller's
+// rounding mode.
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+#include <vector>
+
+namespace zelsr::test::reference {
+
+// Down a column, from zero: two rows to each other, and the pair to the running sum; a last single row alone.
+template <class R, class T>
+R column_sum(const std::vector<std::vector<T>>& rows, std::size_t column)
+{
+    R sum = 0;
+    std::size_t r = 0;
+    for (; r + 2 <= rows.size(); r += 2) {
+        const R pair = static_cast<R>(rows[r][column]) + static_cast<R>(rows[r + 1][column]);
+        sum += pair;
+    }
+    if (r < rows.size()) sum += static_cast<R>(rows[r][column]);
+    return sum;
+}
+
+// start, and to it row after row.
+template <class R, class T>
+R added_rows(R start, const std::vector<std::vector<T>>& rows, std::size_t column)
+{
+    for (const std::vector<T>& row : rows) start += static_cast<R>(row[column]);
+    return start;
+}
+
+// Four partial sums (two in double precision), each from zero.
+template <class R>
+struct Partial {
+    static constexpr std::size_t kCount = 16 / sizeof(R);
+    R sums[kCount] = {};
+
+    R joined() const
+    {
+        if constexpr (kCount == 2)
+            return sums[0] + sums[1];
+        else
+            return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    }
+};
+
+// Along a row: partial sums over stretches of twice their number, joined; the elements left over one by one. Each
+// takes the elements that lie as far apart as there are sums; of 16-bit integers, a pair of neighbours.
+template <class R, class T>
+R row_sum(const std::vector<T>& row)
+{
+    constexpr std::size_t kCount = Partial<R>::kCount;
+    Partial<R> partial;
+    const std::size_t body = row.size() / (2 * kCount) * (2 * kCount);
+    for (std::size_t c = 0; c < body; ++c)
+        if constexpr (std::is_floating_point_v<T>)
+            partial.sums[c % kCount] += row[c];
+        else if (c % 2 == 0)
+            partial.sums[c / 2 % kCount] += static_cast<R>(row[c] + row[c + 1]);
+    R sum = partial.joined();
+    for (std::size_t c = body; c < row.size(); ++c) sum += static_cast<R>(row[c]);
+    return sum;
+}
+
+}  // namespace zelsr::test::reference
