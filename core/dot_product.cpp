@@ -5,6 +5,7 @@
 // behind the loads of the others.
 #include "core/contract.h"
 #include "core/elementwise.h"
+#include "core/pair_sums.h"
 #include "zelsr/core/vector.h"
 
 namespace zelsr {
@@ -81,10 +82,7 @@ Sum sum_of_products(const T* x, const T* y, std::ptrdiff_t len)
     return join_lanes((sum0 + sum1) + (sum2 + sum3));
 }
 
-// Exact for every length. The sum of two products of 16-bit numbers lies from -2^31 + 2^16 to 2^31: the upper end
-// wraps in the processor's pairwise product, so a bias makes it an unsigned number of 32 bits. Of the 64-bit lanes
-// that hold two of them, low + 2^32 high, one sum takes the whole (modulo 2^64) and one the high halves: the sum
-// of all is whole - 2^32 high + high.
+// Exact for every length.
 int64_t exact_dot_product(const int16_t* x, const int16_t* y, std::ptrdiff_t len)
 {
     constexpr std::ptrdiff_t step = kLanes<int16_t>;
@@ -93,12 +91,9 @@ int64_t exact_dot_product(const int16_t* x, const int16_t* y, std::ptrdiff_t len
         for (std::ptrdiff_t i = 0; i < len; ++i) sum += load_one(x + i) * load_one(y + i);
         return sum;
     }
-    const __m128i bias = repeat(0x7fff0000);
-    __m128i whole = _mm_setzero_si128(), high = whole;
+    PairSums sums{};
     const auto add = [&](__m128i x_lanes, const int16_t* y_lanes) {
-        const __m128i biased = _mm_add_epi32(_mm_madd_epi16(x_lanes, Unaligned::bytes(y_lanes)), bias);
-        whole = _mm_add_epi64(whole, biased);
-        high = _mm_add_epi64(high, _mm_srli_epi64(biased, 32));
+        sums.add(x_lanes, Unaligned::bytes(y_lanes));
     };
     std::ptrdiff_t i = 0;
     for (; i <= len - 4 * step; i += 4 * step) {
@@ -113,14 +108,7 @@ int64_t exact_dot_product(const int16_t* x, const int16_t* y, std::ptrdiff_t len
         add(last_lanes<int16_t>(Unaligned::bytes(x + len - step), len - i), y + len - step);
         ++registers;
     }
-    __m128i sum = _mm_add_epi64(_mm_sub_epi64(whole, _mm_slli_epi64(high, 32)), high);
-    sum = _mm_add_epi64(sum, _mm_unpackhi_epi64(sum, sum));
-    // Four biases of 2^31 - 2^16 a register.
-    const __m128i count = _mm_cvtsi32_si128(static_cast<int32_t>(registers));
-    sum = _mm_sub_epi64(sum, _mm_sub_epi64(_mm_slli_epi64(count, 33), _mm_slli_epi64(count, 18)));
-    int64_t result;
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(&result), sum);
-    return result;
+    return sums.total(static_cast<int32_t>(registers));
 }
 
 }  // namespace
