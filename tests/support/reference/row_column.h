@@ -8,14 +8,15 @@
 
 namespace zelsr::test::reference {
 
-// Down a column, from zero: two rows to each other, and the pair to the running sum; a last single row alone.
+// Down a column, from zero: two rows to each other, and the pair to the running sum; a last single row alone. A
+// pair of 16-bit integers is exact in either arithmetic, and a zero one is plus zero in every rounding mode.
 template <class R, class T>
 R column_sum(const std::vector<std::vector<T>>& rows, std::size_t column)
 {
     R sum = 0;
     std::size_t r = 0;
     for (; r + 2 <= rows.size(); r += 2) {
-        const R pair = static_cast<R>(rows[r][column]) + static_cast<R>(rows[r + 1][column]);
+        const R pair = static_cast<R>(rows[r][column] + rows[r + 1][column]);
         sum += pair;
     }
     if (r < rows.size()) sum += static_cast<R>(rows[r][column]);
