@@ -91,12 +91,15 @@ template <int N, class Terms>
     const auto group = terms.template of<N>(r);
     const RowLoads<T> loads(width);
     const std::ptrdiff_t whole = width - width % kLanes<T>;
+    const auto add = [&](auto load) __attribute__((always_inline))
+    {
+        typename Terms::Sums of_columns = *sums;  // in registers, which the rows' elements do not alias
+        group.add(of_columns, load);
+        *sums = of_columns;
+    };
     for (std::ptrdiff_t c = 0; c < whole; c += kLanes<T>, ++sums)
-        group.add(
-            *sums, [&](auto n) __attribute__((always_inline)) { return loads.whole(row[n] + c); });
-    if (whole < width)
-        group.add(
-            *sums, [&](auto n) __attribute__((always_inline)) { return loads.end(row[n], whole); });
+        add([&](auto n) __attribute__((always_inline)) { return loads.whole(row[n] + c); });
+    if (whole < width) add([&](auto n) __attribute__((always_inline)) { return loads.end(row[n], whole); });
 }
 
 // Sums from zero.

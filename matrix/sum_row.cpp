@@ -2,6 +2,7 @@
 #include "core/contract.h"
 #include "core/convert.h"
 #include "core/rounding.h"
+#include "core/row_end.h"
 #include "core/rows.h"
 #include "core/simd.h"
 #include "matrix/row_groups.h"
@@ -21,10 +22,14 @@ template <class Load, class T>
     sums = sums + Load::lanes(x + kLanes<T>);
 }
 // A pair of neighbours is added as integers, which is the exact sum of the two singles.
+[[gnu::always_inline]] inline void add_pairs(__m128& sums, __m128i eight)
+{
+    sums = sums + _mm_cvtepi32_ps(_mm_madd_epi16(eight, _mm_set1_epi16(1)));
+}
 template <class Load>
 [[gnu::always_inline]] inline void add_stretch(__m128& sums, const int16_t* x)
 {
-    sums = sums + _mm_cvtepi32_ps(_mm_madd_epi16(Load::bytes(x), _mm_set1_epi16(1)));
+    add_pairs(sums, Load::bytes(x));
 }
 
 template <class T>
@@ -32,6 +37,22 @@ constexpr int32_t kStretch = std::is_same_v<T, double> ? 4 : 8;
 
 inline float join_lanes(__m128 sums) { return join_pairs(sums); }
 inline double join_lanes(__m128d sums) { return join(sums); }
+
+// The partial sums, joined, and the elements behind the whole stretches.
+template <class T>
+[[gnu::always_inline]] inline T finished_sum(LanesOf<T> sums, const T* row, std::ptrdiff_t whole, int32_t width)
+{
+    T sum = join_lanes(sums);
+    for (std::ptrdiff_t c = whole; c < width; ++c) sum += load_one(row + c);
+    return sum;
+}
+// A last stretch filled up with zeros.
+[[gnu::always_inline]] inline float finished_sum(__m128 sums, const int16_t* row, std::ptrdiff_t whole,
+                                                 int32_t width)
+{
+    if (whole < width) add_pairs(sums, FixedRowEnd(width)(row));
+    return join_pairs(sums);
+}
 
 template <class Load, int N, class T, class Sum>
 [[gnu::noinline]] void sum_rows(const T* const (&rows)[N], int32_t width, Sum* dst)
@@ -46,9 +67,7 @@ template <class Load, int N, class T, class Sum>
     for (std::ptrdiff_t c = 0; c < whole; c += kStretch<T>)
         for_each_index<N>([&](auto n) __attribute__((always_inline)) { add_stretch<Load>(sums[n], row[n] + c); });
     for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-        Sum sum = join_lanes(sums[n]);
-        for (std::ptrdiff_t c = whole; c < width; ++c) sum += static_cast<Sum>(load_one(row[n] + c));
-        store_one(dst + n, sum);
+        store_one(dst + n, finished_sum(sums[n], row[n], whole, width));
     });
 }
 

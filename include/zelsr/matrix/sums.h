@@ -23,10 +23,10 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * Order of the additions, the same at every alignment and for every row or column, whatever stands beside it:
  * - SumColumn: from zero, pairs of rows: s = s + (x[0] + x[1]), s + (x[2] + x[3]) ..., then the row left over.
- * - SumRow: four partial sums (64f: two) from zero, over whole stretches of eight elements (64f: four) in order;
- * they are joined as (0 + 1) + (2 + 3), then come the elements left over, one by one. Partial sum n of 32f and 64f
- * takes every fourth (second) element from n on. That of 16s takes pairs of neighbours: x[2n] + x[2n + 1] of each
- * stretch.
+ * - SumRow: four partial sums (64f: two) from zero, over whole stretches of eight elements (64f: four) in order.
+ *   32f, 64f: sum n takes every fourth (second) element from n on; they are joined as (0 + 1) + (2 + 3), then come
+ *   the elements left over, one by one. 16s: sum n takes x[2n] + x[2n + 1] of each stretch, whose last one is
+ * filled up with zeros; they are joined in the same way.
  * - AddAllRowSum and AddNRows: one row after the other onto what stands there.
  *
  * Infinities and NaN flow through the arithmetic. 32s results do not depend on the caller's floating-point
