@@ -249,9 +249,9 @@ TYPED_TEST_P(MatrixFamily, Environment)
     using T = typename TestFixture::Source;
     using Result = typename TestFixture::Result;
     for (const auto& m : this->all)
-        for (int width : {5, 16, 39})
+        for (const auto& [width, height] : {std::pair{5, 5}, {16, 5}, {39, 5}, {1501, 3}, {3, 1501}})
             for (Values values : all_values()) {
-                const auto p = random_problem(m, values, width, 5, 4);
+                const auto p = random_problem(m, values, width, height, any_of<int32_t>({0, 4, 31, 34}));
                 Trial trial(m, p, aligned_layout<T>(width));
                 const auto arguments = trial.arguments();
                 if constexpr (std::is_integral_v<Result>) {

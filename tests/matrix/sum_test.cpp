@@ -15,7 +15,10 @@ Result expected_column_sum(const Problem<Source>& p, std::size_t column)
 template <class Source, class Result>
 Result expected_row_sum(const Problem<Source>& p, std::size_t row)
 {
-    return reference::row_sum<Result>(p.rows[row]);
+    if constexpr (std::is_floating_point_v<Source>)
+        return reference::row_sum<Result>(p.rows[row]);
+    else
+        return reference::row_sum(p.rows[row]);
 }
 
 int32_t scaled(float sum, int32_t sf)
@@ -29,7 +32,7 @@ int32_t expected_scaled_column_sum(const Problem<int16_t>& p, std::size_t column
 }
 int32_t expected_scaled_row_sum(const Problem<int16_t>& p, std::size_t row)
 {
-    return scaled(reference::row_sum<float>(p.rows[row]), p.sf);
+    return scaled(reference::row_sum(p.rows[row]), p.sf);
 }
 
 struct Sum32f {
@@ -169,6 +172,23 @@ TEST(SumScaled, IntegersAreRoundedToSinglePrecision)
     ASSERT_EQ(zelsSumRow_16s32s_D2Sfs(values.data(), kCount, kCount, &sum, 1, 0), SrOk);
     EXPECT_NE(sum, kCount * 32767);
     EXPECT_NEAR(sum, kCount * 32767, 2000);
+}
+
+// The sums in single, which are rounded above 2^24, do not take the caller's rounding mode either.
+TEST(SumScaled, LargeSumsAreTheSameInEachEnvironment)
+{
+    const int kCount = 4001;
+    const std::vector<int16_t> values = uniform_vector<int16_t>(kCount, 32000, INT16_MAX);
+    Problem<int16_t> row{{values}, {}, 0}, column;
+    for (int16_t x : values) column.rows.push_back({x});
+    for (const auto& m : Sum16s32s::members()) {
+        const Problem<int16_t>& p = m.result_is_row ? column : row;
+        const Trial trial(m, p);
+        const auto arguments = trial.arguments();
+        SrStatus status = SrErrUnknown;
+        under_each_environment([&] { status = m.call(arguments); },
+                               [&](const std::string& setting) { EXPECT_TRUE(trial.right(status)) << setting; });
+    }
 }
 
 TEST(SumScaled, TiesGoToTheEvenInteger)

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstddef>
-#include <type_traits>
+#include <cstdint>
 #include <vector>
 
 namespace zelsr::test::reference {
@@ -46,22 +46,28 @@ struct Partial {
     }
 };
 
-// Along a row: partial sums over stretches of twice their number, joined; the elements left over one by one. Each
-// takes the elements that lie as far apart as there are sums; of 16-bit integers, a pair of neighbours.
+// Along a row: partial sums over stretches of twice their number, each of the elements that lie as far apart as
+// there are sums; joined; and the elements left over one by one.
 template <class R, class T>
 R row_sum(const std::vector<T>& row)
 {
     constexpr std::size_t kCount = Partial<R>::kCount;
     Partial<R> partial;
     const std::size_t body = row.size() / (2 * kCount) * (2 * kCount);
-    for (std::size_t c = 0; c < body; ++c)
-        if constexpr (std::is_floating_point_v<T>)
-            partial.sums[c % kCount] += row[c];
-        else if (c % 2 == 0)
-            partial.sums[c / 2 % kCount] += static_cast<R>(row[c] + row[c + 1]);
+    for (std::size_t c = 0; c < body; ++c) partial.sums[c % kCount] += row[c];
     R sum = partial.joined();
-    for (std::size_t c = body; c < row.size(); ++c) sum += static_cast<R>(row[c]);
+    for (std::size_t c = body; c < row.size(); ++c) sum += row[c];
     return sum;
+}
+
+// Of 16-bit integers: each partial sum takes pairs of neighbours, in their turn; zeros fill up the last stretch.
+inline float row_sum(std::vector<std::int16_t> row)
+{
+    row.resize((row.size() + 7) / 8 * 8);
+    Partial<float> partial;
+    for (std::size_t c = 0; c < row.size(); c += 2)
+        partial.sums[c / 2 % 4] += static_cast<float>(row[c] + row[c + 1]);
+    return partial.joined();
 }
 
 }  // namespace zelsr::test::reference
