@@ -52,7 +52,7 @@ struct SignDistance_32f {
 inline __m128 register_at(const float* p) { return Unaligned::four(p); }
 inline __m128i register_at(const int16_t* p) { return Unaligned::bytes(p); }
 inline __m128 element_at(const float* p) { return OneLane::lanes(p); }
-inline __m128i element_at(const int16_t* p) { return _mm_cvtsi32_si128(load_one(p)); }
+inline __m128i element_at(const int16_t* p) { return _mm_cvtsi32_si128(static_cast<uint16_t>(load_one(p))); }
 
 inline int64_t sum_of_lanes(__m128i x)
 {
