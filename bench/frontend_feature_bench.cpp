@@ -19,6 +19,7 @@ namespace {
 constexpr char stated_sums[] = "few coefficients: the stated join of four partial sums each";
 constexpr char recursion[] = "bound by the latency of the recursion, as is the plain loop";
 constexpr char stated_order[] = "additions in the stated order, column by column of a row";
+constexpr char environment[] = "a short signal: the default floating-point environment is put in place first";
 constexpr char strided[] = "two passes over a column of single elements";
 constexpr double tolerance = 2e-5;
 
@@ -197,7 +198,6 @@ void energy_32f(Row& row)
     const float* initial = row.input(step * height, 0.0F, 20.0F);
     row.reason_at_every_size(strided);
     auto answer = row.answer_in_place(initial, step * height);
-    // Given twice over: a column that has been normalised is one still.
     answer.library([=](float* column) { zelsNormEnergy_32f(column, step, height, 50, 0.1F); });
     answer.plain([=](float* column) { plain::normalise_energy(column, step, height, 50, 0.1F); });
 }
@@ -246,9 +246,9 @@ void offset_single_16s(Row& row)
     auto answer = row.answer<std::int16_t>(len);
     answer.library([=](std::int16_t* dst) {
         std::int16_t last = 0;
-        zelsCompensateOffset_16s(src, dst, len, &last, 0, -1.001F);
+        zelsCompensateOffset_16s(src, dst, len, &last, 0, 1.0001F);
     });
-    answer.plain([=](std::int16_t* dst) { plain::compensate(src, dst, len, -1.001F); });
+    answer.plain([=](std::int16_t* dst) { plain::compensate(src, dst, len, 1.0001F); });
 }
 
 void offset_q15(Row& row)
@@ -270,6 +270,7 @@ void sign_row(Row& row)
     const int len = row.len;
     const T* src = row.input<T>(len, -100, 100);
     row.registers(len * static_cast<double>(sizeof(T)) / 16, {.loads = 2, .adds = 1});
+    row.reason_at_every_size(environment);
     auto answer = row.answer<Count>(1);
     answer.library([=](Count* count) { Library(src, len, count); });
     answer.plain([=](Count* count) { *count = Plain(src, len); });
