@@ -1,5 +1,7 @@
 // Evaluation of filter banks in single precision and in integers.
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "core/contract.h"
 #include "core/fixed_point.h"
