@@ -87,13 +87,14 @@ class OwnedBank {
 template <class Family>
 SrStatus init_alloc(ZelFBankState** bank, int32_t* order, const MelArguments& a)
 {
-    return Family::kInitAlloc(bank, order, a.length, a.rate, a.low, a.high, a.filters, a.mel_mul, a.mel_div, a.flag);
+    return Family::kInitAlloc(bank, order, a.length, a.rate, a.low, a.high, a.filters, a.mel_mul, a.mel_div,
+                              a.flag);
 }
 template <class Family>
 SrStatus mixed_init_alloc(ZelFBankState** bank, int32_t* order, const MelArguments& a)
 {
-    return Family::kMixed(bank, order, a.length, a.rate, a.low, a.high, a.filters, a.linear_end, a.linear, a.mel_mul,
-                          a.mel_div, a.flag);
+    return Family::kMixed(bank, order, a.length, a.rate, a.low, a.high, a.filters, a.linear_end, a.linear,
+                          a.mel_mul, a.mel_div, a.flag);
 }
 
 template <class Family>
@@ -196,9 +197,9 @@ RecordFields fields_of(const ZelFBankState* bank)
 inline std::vector<MelArguments> mel_shapes()
 {
     return {
-        {512, 16000, 64, 8000, 23, 1127, 700, 0},  {256, 8000, 64, 4000, 23, 1127, 700, 0},
+        {512, 16000, 64, 8000, 23, 1127, 700, 0},    {256, 8000, 64, 4000, 23, 1127, 700, 0},
         {200, 8000, 133.3F, 3400, 20, 2595, 700, 0}, {256, 8000, 1, 4000, 25, 2595, 700, 0},
-        {1024, 44100, 20, 20000, 40, 1127, 700, 0}, {64, 11025, 300, 5000, 12, 1000, 1000, 0},
+        {1024, 44100, 20, 20000, 40, 1127, 700, 0},  {64, 11025, 300, 5000, 12, 1000, 1000, 0},
         {16, 8000, 1000, 4000, 3, 1127, 700, 0},     {2, 8000, 1, 4000, 1, 1127, 700, 0},
         {1, 8000, 4000, 4000, 2, 1127, 700, 0},      {33, 8000, 1e-30F, 4000, 6, 1127, 700, 0},
         {512, 16000, 1000, 1000, 5, 1127, 700, 0},   {512, 16000, 8000, 8000, 4, 1127, 700, 0},

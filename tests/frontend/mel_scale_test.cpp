@@ -41,9 +41,10 @@ class MelScale : public testing::TestWithParam<Direction> {
     static testing::AssertionResult maps_with(const std::vector<float>& src, float mel_mul, float mel_div,
                                               Placement source = {}, Placement result = {})
     {
-        return maps(src, expected(src, mel_mul, mel_div),
-                    [&](const float* s, float* d, int32_t len) { return run(s, d, len, mel_mul, mel_div); }, source,
-                    result);
+        return maps(
+            src, expected(src, mel_mul, mel_div),
+            [&](const float* s, float* d, int32_t len) { return run(s, d, len, mel_mul, mel_div); }, source,
+            result);
     }
 };
 
@@ -57,10 +58,11 @@ TEST_P(MelScale, IsTheFormulaAtEveryLengthAndPlacement)
 
 TEST_P(MelScale, IsTheFormulaForEveryPairOfConstants)
 {
-    const float constants[] = {1127,    2595,   700,      3,   0.001F, 1e-38F, 1e-45F,
+    const float constants[] = {1127,    2595,  700,      3,   0.001F, 1e-38F,   1e-45F,
                                3.4e38F, 1e20F, INFINITY, NAN, 1,      0x1p-149F};
     std::vector<float> values = special_values<float>();
-    for (float x : {0.5F, 100.0F, 4000.0F, -300.0F, -700.0F, -701.0F, 1e-20F, 1e30F, 80000.0F}) values.push_back(x);
+    for (float x : {0.5F, 100.0F, 4000.0F, -300.0F, -700.0F, -701.0F, 1e-20F, 1e30F, 80000.0F})
+        values.push_back(x);
     for (float mel_mul : constants)
         for (float mel_div : constants)
             EXPECT_TRUE(maps_with(values, mel_mul, mel_div)) << "melMul " << mel_mul << ", melDiv " << mel_div;
@@ -69,9 +71,8 @@ TEST_P(MelScale, IsTheFormulaForEveryPairOfConstants)
 TEST_P(MelScale, MayWorkInPlace)
 {
     const std::vector<float> values = uniform_vector(37, 0.0F, 4000.0F);
-    EXPECT_TRUE(maps_onto_itself(values, expected(values, 2595, 700), [](const float* s, float* d, int32_t len) {
-        return run(s, d, len, 2595, 700);
-    }));
+    EXPECT_TRUE(maps_onto_itself(values, expected(values, 2595, 700),
+                                 [](const float* s, float* d, int32_t len) { return run(s, d, len, 2595, 700); }));
 }
 
 struct Arguments {
@@ -132,7 +133,8 @@ TEST_P(MelScale, RunsOnAnyStack)
     const std::vector<float> src = uniform_vector(21, 0.0F, 4000.0F);
     for (int misalign : {0, 4, 8, 12}) {
         std::vector<float> dst(src.size());
-        EXPECT_EQ(call_misaligned(GetParam().function, misalign, src.data(), dst.data(), 21, 1127.0F, 700.0F), SrOk);
+        EXPECT_EQ(call_misaligned(GetParam().function, misalign, src.data(), dst.data(), 21, 1127.0F, 700.0F),
+                  SrOk);
         EXPECT_TRUE(same_values(expected(src, 1127, 700), dst));
     }
 }

@@ -67,17 +67,15 @@ TYPED_TEST(CopyWithPadding, PointersAreCheckedBeforeLengths)
     const Guarded<TypeParam> src(4);
     Guarded<TypeParam> dst(8);
     for (int32_t length : {0, -1, INT32_MIN})
-        expect_check_order<Call>({src.data(), 4, dst.data(), 8},
-                                 {{"null source", SrErrNullPtr, [](Call& a) { a.src = nullptr; }},
-                                  {"null destination", SrErrNullPtr, [](Call& a) { a.dst = nullptr; }},
-                                  {"source length", SrErrSize, [&](Call& a) { a.src_len = length; }},
-                                  {"destination length", SrErrSize, [&](Call& a) { a.dst_len = length; }},
-                                  {"short destination", SrErrSize, [](Call& a) { a.dst_len = a.src_len - 1; }},
-                                  {"long source", SrErrSize, [](Call& a) { a.src_len = 9; }}},
-                                 [](const Call& a) {
-                                     return padding_of<TypeParam>()(a.src, a.src_len, a.dst, a.dst_len);
-                                 },
-                                 {&dst});
+        expect_check_order<Call>(
+            {src.data(), 4, dst.data(), 8},
+            {{"null source", SrErrNullPtr, [](Call& a) { a.src = nullptr; }},
+             {"null destination", SrErrNullPtr, [](Call& a) { a.dst = nullptr; }},
+             {"source length", SrErrSize, [&](Call& a) { a.src_len = length; }},
+             {"destination length", SrErrSize, [&](Call& a) { a.dst_len = length; }},
+             {"short destination", SrErrSize, [](Call& a) { a.dst_len = a.src_len - 1; }},
+             {"long source", SrErrSize, [](Call& a) { a.src_len = 9; }}},
+            [](const Call& a) { return padding_of<TypeParam>()(a.src, a.src_len, a.dst, a.dst_len); }, {&dst});
 }
 
 #ifdef __i386__

@@ -27,8 +27,7 @@ inline std::vector<int32_t> aurora_centers(float low, int count, int steps)
     const auto span = static_cast<float>(static_cast<long double>(aurora_mel(4000)) - aurora_mel(low));
     for (int i = 0; i < count; ++i) {
         const auto mel = static_cast<float>(static_cast<long double>(i) * span / steps + aurora_mel(low));
-        const auto bin =
-            static_cast<float>(128.0L / 8000 * 700 * static_cast<float>(std::exp(mel / 2595.0L) - 1));
+        const auto bin = static_cast<float>(128.0L / 8000 * 700 * static_cast<float>(std::exp(mel / 2595.0L) - 1));
         c.push_back(static_cast<int32_t>(std::nearbyint(bin > 64 ? 64 : bin)));
     }
     return c;
@@ -41,7 +40,8 @@ void plain_triangle(Bank<W>& bank, int r)
     const int before = bank.c[at(r)], peak = bank.c[at(r + 1)], behind = bank.c[at(r + 2)];
     for (int b = before + 1; b <= peak; ++b)
         bank.left[at(r)][at(b - before)] = slope_of_bins<W>(b - before, peak - before);
-    for (int b = peak + 1; b < behind; ++b) bank.right[at(r)][at(b - peak - 1)] = falling<W>(b - peak, behind - peak);
+    for (int b = peak + 1; b < behind; ++b)
+        bank.right[at(r)][at(b - peak - 1)] = falling<W>(b - peak, behind - peak);
 }
 
 template <class W>

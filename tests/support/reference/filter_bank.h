@@ -1,4 +1,5 @@
-// Filter banks over float frequencies, bin by bin as they are stated: a weight of W is a single, or an int32 in Q14.
+// Filter banks over float frequencies, bin by bin as they are stated: a weight of W is a single, or an int32 in
+// Q14.
 #pragma once
 
 #include <algorithm>
@@ -36,8 +37,7 @@ struct Bank {
     std::vector<int32_t> c;
     std::vector<std::vector<W>> left, right;
 
-    explicit Bank(std::vector<int32_t> centers)
-        : c(std::move(centers)), left(c.size() - 2), right(c.size() - 2)
+    explicit Bank(std::vector<int32_t> centers) : c(std::move(centers)), left(c.size() - 2), right(c.size() - 2)
     {
         for (std::size_t r = 0; r < left.size(); ++r) {
             left[r].resize(at(std::max(0, c[r + 1] - c[r] + 1)));
@@ -189,8 +189,8 @@ Bank<W> mixed_bank(const MelArguments& a)
                 const long double right = mel_single(frequency[at(i + 1)]);
                 weight = not_negative(slope<W>(right - a.mel_of_bin(b), right - middle));
             } else {  // a mel value from a bin number, as it is wanted
-                weight = not_negative(slope<W>(static_cast<float>(behind - a.mel_of_bin(b)),
-                                               static_cast<float>(behind - peak)));
+                weight = not_negative(
+                    slope<W>(static_cast<float>(behind - a.mel_of_bin(b)), static_cast<float>(behind - peak)));
             }
         }
     }
@@ -207,8 +207,7 @@ inline std::vector<float> evaluate(const Bank<float>& bank, const std::vector<fl
         const auto add = [&](int first_bin, const float* weights, int count) {
             int k = 0;
             for (; k + 8 <= count; k += 8)
-                for (int lane = 0; lane < 8; ++lane)
-                    sums[lane] += x[at(first_bin + k + lane)] * weights[k + lane];
+                for (int lane = 0; lane < 8; ++lane) sums[lane] += x[at(first_bin + k + lane)] * weights[k + lane];
             for (; k < count; ++k) sums[0] += x[at(first_bin + k)] * weights[k];
         };
         const std::vector<float>&left = bank.left[at(i - 1)], &right = bank.right[at(i - 1)];
@@ -247,8 +246,7 @@ std::vector<int64_t> exact_sums(const Bank<int32_t>& bank, const std::vector<X>&
 template <class Y>
 Y shifted(int64_t sum, int shift)
 {
-    return saturate<Y>(shift >= 0 ? sum >> shift
-                                  : static_cast<int64_t>(static_cast<uint64_t>(sum) << -shift));
+    return saturate<Y>(shift >= 0 ? sum >> shift : static_cast<int64_t>(static_cast<uint64_t>(sum) << -shift));
 }
 
 }  // namespace zelsr::test::reference

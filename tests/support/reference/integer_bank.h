@@ -9,8 +9,8 @@
 
 namespace zelsr::test::reference {
 
-constexpr int64_t kLn2 = 1488522236;      // Q31
-constexpr int64_t kLog2e = 0xB8AA3B29;    // Q31
+constexpr int64_t kLn2 = 1488522236;    // Q31
+constexpr int64_t kLog2e = 0xB8AA3B29;  // Q31
 
 // Left by any count, modulo 2^64.
 inline int64_t left_by(int64_t x, int count) { return static_cast<int64_t>(static_cast<uint64_t>(x) << count); }
@@ -65,9 +65,7 @@ struct IntegerArguments {
 inline std::vector<int32_t> integer_centers(const IntegerArguments& a)
 {
     const int64_t div = int64_t{a.mel_div} << 7, mul = int64_t{a.mel_mul} << 7;
-    const auto mel = [&](int f) {
-        return ((ln_q22((int64_t{f} << 22) + div) - ln_q22(div)) * a.mel_mul) >> 15;
-    };
+    const auto mel = [&](int f) { return ((ln_q22((int64_t{f} << 22) + div) - ln_q22(div)) * a.mel_mul) >> 15; };
     const int64_t low = mel(a.low), high = mel(a.high);
     const int64_t bin_scale = (((int64_t{rounded_length(a.length)} << 22) / a.rate) * div) >> 22;
     std::vector<int32_t> c;
