@@ -81,10 +81,10 @@ SrStatus zelsLinearToMel_32f(const float* src, float* dst, int32_t len, float me
 /** @name Mel banks
  * filters + 2 centres with equal distances in mel from low_freq to high_freq (Hz).
  *
- * Weights by bin indices (::FBankWeightsFreq): left (b - c[i-1] + 1) / (c[i] - c[i-1] + 1), right (c[i+1] + 1 - b) /
- * (c[i+1] - c[i] + 1). By mel (::FBankWeightsMel): left (mel(b) - mel[i-1]) / (mel[i] - mel[i-1]), the first of
- * them 0; right (mel[i+1] - mel(b)) / (mel[i+1] - mel[i]); since the centres are truncated, they are not confined
- * to 0 .. 1.
+ * Weights by bin indices (::FBankWeightsFreq): left (b - c[i-1] + 1) / (c[i] - c[i-1] + 1), right
+ * (c[i+1] + 1 - b) / (c[i+1] - c[i] + 1). By mel (::FBankWeightsMel): left (mel(b) - mel[i-1]) / (mel[i] -
+ * mel[i-1]), the first of them 0; right (mel[i+1] - mel(b)) / (mel[i+1] - mel[i]); since the centres are truncated, they are
+ * not confined to 0 .. 1.
  *
  * Checks, in this order: null bank or order ::SrErrNullPtr; fft_len or filters below 1, sample_rate or low_freq at
  * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq ::SrErrFBankFreq; half the sample rate below
@@ -99,9 +99,9 @@ SrStatus zelsMelFBankInitAlloc_32f(ZelFBankState** bank, int32_t* fft_order, int
 SrStatus zelsMelFBankInitAlloc_16s(ZelFBankState** bank, int32_t* fft_order, int32_t fft_len, float sample_rate,
                                    float low_freq, float high_freq, int32_t filters, float mel_mul, float mel_div,
                                    int32_t flag); /**< Weights in Q14. */
-/** Bytes for zelsMelFBankInit_32f(): 84 on i386 (record and alignment), the records' sizes of the FFT and 4 N + 136
- * with ::FBankInputSignal, 12 filters + 124, and the tables of filters + 2 rows and 64 bytes; 2147483647 for more
- * than an int32 counts.
+/** Bytes for zelsMelFBankInit_32f(): 84 on i386 (record and alignment), the records' sizes of the FFT and 4 N +
+ * 136 with ::FBankInputSignal, 12 filters + 124, and the tables of filters + 2 rows and 64 bytes; 2147483647 for
+ * more than an int32 counts.
  *
  * Checks: null ::SrErrNullPtr; fft_len or filters below 1 ::SrErrSize; flag ::SrErrFBankFlag. */
 SrStatus zelsMelFBankGetSize_32f(int32_t fft_len, int32_t filters, int32_t flag, int32_t* size);
@@ -125,9 +125,9 @@ SrStatus zelsMelFBankInit_16s(ZelFBankState* bank, int32_t* fft_order, int32_t f
  * right (c[i+1] - mel(b)) / (c[i+1] - c[i]), a mel value subtracted from a bin index; the mel filters have the
  * weights by bin indices.
  *
- * Checks, in this order: fft_len or filters below 1, sample_rate or low_freq at or below 0, linear below 1 or above
- * filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq ::SrErrFBankFreq; half the
- * sample rate below high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are not tested.
+ * Checks, in this order: fft_len or filters below 1, sample_rate or low_freq at or below 0, linear below 1 or
+ * above filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq ::SrErrFBankFreq;
+ * half the sample rate below high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are not tested.
  * ::SrErrMemAlloc as for mel banks.
  * @{ */
 SrStatus zelsMelLinFBankInitAlloc_32f(ZelFBankState** bank, int32_t* fft_order, int32_t fft_len,
@@ -141,12 +141,12 @@ SrStatus zelsMelLinFBankInitAlloc_16s(ZelFBankState** bank, int32_t* fft_order, 
 /** @} */
 
 /** @name Empty banks
- * Without centres and with weights of 0: zelsFBankSetCenters_*() makes one ready, then zelsFBankSetCoeffs_*() fills
- * it filter by filter. Its flag word is ::FBankWeightsMel, whatever flag is: with ::FBankInputSignal an FFT record
- * and a spectrum are made, but evaluation never takes a signal.
+ * Without centres and with weights of 0: zelsFBankSetCenters_*() makes one ready, then zelsFBankSetCoeffs_*()
+ * fills it filter by filter. Its flag word is ::FBankWeightsMel, whatever flag is: with ::FBankInputSignal an FFT
+ * record and a spectrum are made, but evaluation never takes a signal.
  *
- * Checks: fft_len or filters below 1 ::SrErrSize. Neither null pointers nor the flag are tested. ::SrErrMemAlloc as
- * for mel banks.
+ * Checks: fft_len or filters below 1 ::SrErrSize. Neither null pointers nor the flag are tested. ::SrErrMemAlloc
+ * as for mel banks.
  * @{ */
 SrStatus zelsEmptyFBankInitAlloc_32f(ZelFBankState** bank, int32_t* fft_order, int32_t fft_len, int32_t filters,
                                      int32_t flag); /**< Weights in single precision. */
@@ -155,16 +155,16 @@ SrStatus zelsEmptyFBankInitAlloc_16s(ZelFBankState** bank, int32_t* fft_order, i
 /** @} */
 
 /** @name Evaluation
- * src holds the bins up to the last centre, or N samples where the bank has ::FBankInputSignal; dst takes one value
- * a filter. Only bins between the first and the last centre are read; a bin outside 0 .. N/2, which a refused
- * ladder or a NaN among the constructor's arguments may name, counts nothing.
+ * src holds the bins up to the last centre, or N samples where the bank has ::FBankInputSignal; dst takes one
+ * value a filter. Only bins between the first and the last centre are read; a bin outside 0 .. N/2, which the
+ * last filter's untested centre or a NaN among the constructor's arguments may name, counts nothing.
  *
  * Checks: null src, dst, bank or centres ::SrErrNullPtr; a bank that is not ready ::SrErrFBankCenters. With
  * ::FBankInputSignal the transform may need work memory: ::SrErrMemAlloc, with dst unwritten.
  * @{ */
-/** In single precision. A filter has eight partial sums, all 0 but the first, which begins with the bin c[i-1]. The
- * bins c[i-1]+1 .. c[i], then the bins c[i]+1 .. c[i+1], join them: whole groups of eight by lane, what is left one
- * after the other in lane 0. In the end lane j + 4 is added to lane j, then (0 + 1) + (2 + 3).
+/** In single precision. A filter has eight partial sums, all 0 but the first, which begins with the bin c[i-1].
+ * The bins c[i-1]+1 .. c[i], then the bins c[i]+1 .. c[i+1], join them: whole groups of eight by lane, what is
+ * left one after the other in lane 0. In the end lane j + 4 is added to lane j, then (0 + 1) + (2 + 3).
  *
  * With ::FBankInputSignal the filters see the magnitudes of zelsFFTFwd_RToCCS_32f(), not their squares. */
 SrStatus zelsEvalFBank_32f(const float* src, float* dst, const ZelFBankState* bank);
@@ -190,10 +190,10 @@ SrStatus zelsFBankSetCenters_16s(ZelFBankState* bank, const int32_t* centers); /
 /** @} */
 
 /** @name Weights of a filter
- * coeffs holds the c[i] - c[i-1] + 1 left weights and, behind them, the c[i+1] - c[i] right ones, as singles in both
- * families. Checks: null ::SrErrNullPtr; a bank that is not ready ::SrErrFBankCenters; filter below 1 or above
- * filters (Get: above filters + 1) ::SrErrSize. Behind the last filter Get finds c[i] - c[i-1] + 1 left weights,
- * which constructors leave at 0, and no right ones.
+ * coeffs holds the c[i] - c[i-1] + 1 left weights and, behind them, the c[i+1] - c[i] right ones, as singles in
+ * both families. Checks: null ::SrErrNullPtr; a bank that is not ready ::SrErrFBankCenters; filter below 1 or
+ * above filters (Get: above filters + 1) ::SrErrSize. Behind the last filter Get finds c[i] - c[i-1] + 1 left
+ * weights, which constructors leave at 0, and no right ones.
  * @{ */
 SrStatus zelsFBankGetCoeffs_32f(const ZelFBankState* bank, int32_t filter, float* coeffs); /**< As they are. */
 SrStatus zelsFBankGetCoeffs_16s(const ZelFBankState* bank, int32_t filter, float* coeffs); /**< Over 16384. */

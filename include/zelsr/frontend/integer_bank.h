@@ -12,8 +12,9 @@ ZELSR_BEGIN_DECLARATIONS
  * constants in Q15, logarithms in Q22, weights in Q30. ln and exp are computed bit by bit, so that a bank is the
  * same everywhere, to the bit. fft_len, from 32 to 8192, is raised to a power of two N; its logarithm is told.
  *
- * Weights: left ((b - c[i-1] + 1) 2^30) / (c[i] - c[i-1] + 1), right ((c[i+1] + 1 - b) 2^30) / (c[i+1] - c[i] + 1),
- * rounded down. Frequencies beyond half the sample rate put centres beyond N/2: bins there count nothing.
+ * Weights: left ((b - c[i-1] + 1) 2^30) / (c[i] - c[i-1] + 1), right
+ * ((c[i+1] + 1 - b) 2^30) / (c[i+1] - c[i] + 1), rounded down. Frequencies beyond half the sample rate put centres beyond N/2: bins there count
+ * nothing.
  *
  * Thread rules: evaluation only reads the bank.
  * @{ */
@@ -39,10 +40,10 @@ SrStatus zelsMelFBankInit_32s(ZelFBankState_32s* bank, int32_t* fft_order, int32
                               int32_t mel_div, int32_t flag);
 /** dst[i-1] = the sum over the filter's bins of weight * src[b], times 2^-sf.
  *
- * Each product, in 64 bits, is shifted right by 8 before it joins the sum, which is in Q22. A positive sf shifts the
- * sum right, a negative one left, where a sum from 2^(63 + sf) on becomes 2^63 - 1. The result is the sum over 2^22,
- * halves rounded up; above 2147483647 it is limited, below -2147483648 its low 32 bits are stored. A shift right
- * rounds down.
+ * Each product, in 64 bits, is shifted right by 8 before it joins the sum, which is in Q22. A positive sf shifts
+ * the sum right, a negative one left, where a sum from 2^(63 + sf) on becomes 2^63 - 1. The result is the sum over
+ * 2^22, halves rounded up; above 2147483647 it is limited, below -2147483648 its low 32 bits are stored. A shift
+ * right rounds down.
  *
  * Checks: null ::SrErrNullPtr; sf outside -31 to 31 ::SrErrBadArg. */
 SrStatus zelsEvalFBank_32s_Sfs(const int32_t* src, int32_t* dst, const ZelFBankState_32s* bank, int32_t sf);
