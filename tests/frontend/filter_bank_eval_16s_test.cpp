@@ -83,8 +83,9 @@ TYPED_TEST(EvalFBank16s, EverySlopeLengthAndAddress)
                               {1, 1 + length, 1 + length + other, 1 + 2 * length + other, 2 + 2 * length + other});
             for (int round = 0; round < 8; ++round) {
                 const std::vector<int16_t> x = uniform_vector<int16_t>(3 + 2 * length + other, -32768, 32767);
+                ++step;
                 ASSERT_TRUE(
-                    trial.evaluates<TypeParam>(x, round - 2, all[++step % all.size()], all[7 * step % all.size()]))
+                    trial.evaluates<TypeParam>(x, round - 2, all[step % all.size()], all[7 * step % all.size()]))
                     << length << ", " << other << ", sf " << round - 2;
             }
         }

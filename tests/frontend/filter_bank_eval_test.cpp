@@ -53,7 +53,8 @@ TEST(EvalFBank32f, EverySlopeLengthInTheStatedOrder)
                               {1, 1 + length, 1 + length + other, 1 + 2 * length + other, 2 + 2 * length + other});
             for (int round = 0; round < (thin_effort() ? 2 : 12); ++round) {
                 const std::vector<float> x = uniform_vector(3 + 2 * length + other, -10.0F, 10.0F);
-                ASSERT_TRUE(trial.evaluates(x, all[++step % all.size()], all[7 * step % all.size()]))
+                ++step;
+                ASSERT_TRUE(trial.evaluates(x, all[step % all.size()], all[7 * step % all.size()]))
                     << length << ", " << other;
             }
         }

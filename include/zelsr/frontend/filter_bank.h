@@ -87,8 +87,8 @@ SrStatus zelsLinearToMel_32f(const float* src, float* dst, int32_t len, float me
  * not confined to 0 .. 1.
  *
  * Checks, in this order: null bank or order ::SrErrNullPtr; fft_len or filters below 1, sample_rate or low_freq at
- * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq ::SrErrFBankFreq; half the sample rate below
- * high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. A bank larger than an int32 counts gives ::SrErrMemAlloc.
+ * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq, half the sample rate below high_freq (or a NaN
+ * among the three) ::SrErrFBankFreq; flag ::SrErrFBankFlag. A bank larger than an int32 counts gives ::SrErrMemAlloc.
  *
  * InitAlloc with a refused allocation gives ::SrErrMemAlloc and frees nothing: *bank is what there was of the bank
  * by then, for zelsFBankFree_*(), or null.
@@ -126,9 +126,9 @@ SrStatus zelsMelFBankInit_16s(ZelFBankState* bank, int32_t* fft_order, int32_t f
  * weights by bin indices.
  *
  * Checks, in this order: fft_len or filters below 1, sample_rate or low_freq at or below 0, linear below 1 or
- * above filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq ::SrErrFBankFreq;
- * half the sample rate below high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are not tested.
- * ::SrErrMemAlloc as for mel banks.
+ * above filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq, half the
+ * sample rate below high_freq (or a NaN among the four) ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are
+ * not tested. ::SrErrMemAlloc as for mel banks.
  * @{ */
 SrStatus zelsMelLinFBankInitAlloc_32f(ZelFBankState** bank, int32_t* fft_order, int32_t fft_len,
                                       float sample_rate, float low_freq, float high_freq, int32_t filters,

@@ -56,6 +56,7 @@ template <class W>
 Bank<W> aurora_low_bank()
 {
     std::vector<int32_t> c = aurora_centers(1, 27, 24);
+    c.pop_back();
     c.insert(c.begin(), 0);  // the first filter is the falling half of a triangle, in its left row
     Bank<W> bank(c);
     bank.left[0][0] = falling<W>(0, c[2] - c[1]);
