@@ -84,11 +84,13 @@ struct MelArguments {
 
     bool in_mel() const { return (flag & kFrequencyMode) == 0; }
     // melMul * ln(1 + f / melDiv), not rounded.
-    long double mel(long double f) const { return mel_mul * std::log(1 + f / mel_div); }
+    long double mel(long double f) const { return mel_mul * ln(f); }
+    long double ln(long double f) const { return std::log(static_cast<double>(1 + f / mel_div)); }
     // Of a mel value, in bins.
     float bin_of_mel(float mel) const
     {
-        const auto ratio = static_cast<float>(std::exp(static_cast<long double>(mel) / mel_mul) - 1);
+        const auto ratio =
+            static_cast<float>(std::exp(static_cast<double>(static_cast<long double>(mel) / mel_mul)) - 1.0L);
         return static_cast<float>(static_cast<long double>(rounded_length(length)) / rate * mel_div * ratio);
     }
     float bin_of_frequency(float f) const
@@ -170,8 +172,7 @@ Bank<W> mixed_bank(const MelArguments& a)
 
     Bank<W> bank(centers);
     const auto mel_single = [&](float f) {
-        const auto logarithm = static_cast<float>(std::log(1 + static_cast<long double>(f) / a.mel_div));
-        return static_cast<long double>(a.mel_mul) * logarithm;
+        return static_cast<long double>(a.mel_mul) * static_cast<float>(a.ln(f));
     };
     const auto not_negative = [](W weight) { return weight < 0 ? W(0) : weight; };
     for (int i = 1; i <= a.filters; ++i) {
