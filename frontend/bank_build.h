@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cmath>
+#include <concepts>
 #include <cstdint>
 
 #include "core/contract.h"

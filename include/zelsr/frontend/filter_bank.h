@@ -82,9 +82,9 @@ SrStatus zelsLinearToMel_32f(const float* src, float* dst, int32_t len, float me
  * filters + 2 centres with equal distances in mel from low_freq to high_freq (Hz).
  *
  * Weights by bin indices (::FBankWeightsFreq): left (b - c[i-1] + 1) / (c[i] - c[i-1] + 1), right
- * (c[i+1] + 1 - b) / (c[i+1] - c[i] + 1). By mel (::FBankWeightsMel): left (mel(b) - mel[i-1]) / (mel[i] -
- * mel[i-1]), the first of them 0; right (mel[i+1] - mel(b)) / (mel[i+1] - mel[i]); since the centres are truncated, they are
- * not confined to 0 .. 1.
+ * (c[i+1] + 1 - b) / (c[i+1] - c[i] + 1). By mel (::FBankWeightsMel): left
+ * (mel(b) - mel[i-1]) / (mel[i] - mel[i-1]), the first of them 0, right
+ * (mel[i+1] - mel(b)) / (mel[i+1] - mel[i]); since the centres are truncated, these are not confined to 0 .. 1.
  *
  * Checks, in this order: null bank or order ::SrErrNullPtr; fft_len or filters below 1, sample_rate or low_freq at
  * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq, half the sample rate below high_freq (or a NaN
