@@ -137,6 +137,16 @@ TEST(EvalFBank32f, CentresThatCoincideOrFallBack)
     }
 }
 
+// Ends far below: how many bins there are to read must not overflow.
+TEST(EvalFBank32f, TheLastEntryMayBeAnyNegativeNumber)
+{
+    for (int32_t last : {-1, INT32_MIN + 1, INT32_MIN})
+        for (int peak = 1; peak <= 16; ++peak) {
+            const Trial trial(32, {0, 1, peak, last});
+            ASSERT_TRUE(trial.evaluates(uniform_vector(peak + 1, -1.0F, 1.0F))) << last << ", " << peak;
+        }
+}
+
 TEST(EvalFBank32f, MelBanks)
 {
     for (MelArguments a : mel_shapes())
@@ -325,6 +335,28 @@ TEST(EvalFBank32f, LeavesTheEnvironment)
                                EXPECT_EQ(y[0], 21 * 0.125F) << setting;
                                EXPECT_EQ(y[1], 24 * 0.125F) << setting;
                            });
+}
+
+// Memory that lay behind the short rows of short transforms before does not reach any operation.
+TEST(EvalFBank32f, RaisesNoExceptionOfItsOwn)
+{
+    for (int length : {2, 4, 8, 16}) {
+        int32_t size = 0, order = 0;
+        ASSERT_EQ(zelsMelFBankGetSize_32f(length, 1, 2, &size), SrOk);
+        std::vector<uint32_t> block(static_cast<std::size_t>(size) / 4 + 1, 0x7f800001);  // signalling
+        auto* bank = reinterpret_cast<ZelFBankState*>(block.data());
+        ASSERT_EQ(zelsMelFBankInit_32f(bank, &order, length, 8000, 1, 4000, 1, 1127, 700, 2), SrOk);
+        const int32_t centers[] = {0, length / 4, length / 2};
+        const std::vector<float> weights(at(length + 2), 0.5F), x(at(length / 2 + 1), 2);
+        ASSERT_EQ(zelsFBankSetCenters_32f(bank, centers), SrOk);
+        ASSERT_EQ(zelsFBankSetCoeffs_32f(bank, 1, weights.data()), SrOk);
+        float y = 0;
+        under_each_environment([&] { zelsEvalFBank_32f(x.data(), &y, bank); },
+                               [&](const std::string& setting) {
+                                   EXPECT_EQ(y, static_cast<float>(length / 2 + 1)) << setting << ", " << length;
+                                   y = 0;
+                               });
+    }
 }
 
 }  // namespace

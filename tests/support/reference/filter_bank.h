@@ -40,9 +40,13 @@ struct Bank {
     explicit Bank(std::vector<int32_t> centers) : c(std::move(centers)), left(c.size() - 2), right(c.size() - 2)
     {
         for (std::size_t r = 0; r < left.size(); ++r) {
-            left[r].resize(at(std::max(0, c[r + 1] - c[r] + 1)));
-            right[r].resize(at(std::max(0, c[r + 2] - c[r + 1])));
+            left[r].resize(span(c[r], c[r + 1]) + (c[r] <= c[r + 1]));
+            right[r].resize(span(c[r + 1], c[r + 2]));
         }
+    }
+    static std::size_t span(int32_t from, int32_t to)
+    {
+        return static_cast<std::size_t>(std::max(int64_t{0}, int64_t{to} - from));
     }
     int filters() const { return static_cast<int>(left.size()); }
     // As an accessor hands them over: the left side of filter i, counted from 1, then its right side.
