@@ -33,6 +33,9 @@ std::vector<MelArguments> mixed_shapes()
     shapes.push_back({128, 8000, 64, 4000, 6, 40, 700, 0, 900, 3});    // mel values below bin indices:
     shapes.push_back({4096, 8000, 64, 4000, 6, 3, 700, 0, 900, 3});    // the kept rule leaves positive weights
     shapes.push_back({64, 8000, 1, 4000, 40, 1127, 700, 0, 100, 20});  // several centres on one bin
+    // A span in mel that was stored as a single would move a centre of these.
+    shapes.push_back({64, 8000, 64, 4000, 23, 2372, 1e5F, 0, 1626, 2});
+    shapes.push_back({32, 8000, 64, 4000, 31, 699, 1e4F, 0, 454, 26});
     return shapes;
 }
 

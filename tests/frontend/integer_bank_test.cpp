@@ -1,74 +1,14 @@
-// The all-integer bank: every bit of its centres, weights and sums.
+// The all-integer bank: every bit of its record, centres and weights.
 #include <gtest/gtest.h>
 
+#include "frontend/integer_bank_members.h"
 #include "support/bits.h"
 #include "support/effort.h"
-#include "support/environment.h"
 #include "support/faults.h"
-#include "support/guarded.h"
-#include "support/hooks.h"
 #include "support/odd_stack.h"
-#include "support/operation.h"
-#include "support/reference/integer_bank.h"
-#include "zelsr/frontend/integer_bank.h"
 
 namespace zelsr::test {
 namespace {
-
-using reference::at;
-using reference::IntegerArguments;
-using reference::rounded_length;
-using reference::rounded_order;
-
-constexpr int32_t kMelMul = 1127 << 15, kMelDiv = 700 << 15;
-
-// For any number of filters; it has room for 64-bit pointers too.
-int32_t formula(int length, int n)
-{
-    const int32_t h = rounded_length(length) / 2, t = 4 * n + 8;
-    return 4 * n + 96 + 9 * t + (9 * t + 4 * h * (n + 2)) + 4 * h * (n + 2) + 64;
-}
-int32_t size_of(int length, int n)
-{
-    int32_t size = -1;
-    if (n > rounded_length(length) / 2) return formula(length, n);
-    EXPECT_EQ(zelsMelFBankGetSize_32s(length, n, 2, &size), SrOk);
-    return size;
-}
-
-SrStatus init(void* block, int32_t* order, const IntegerArguments& a, int32_t flag = 2)
-{
-    return zelsMelFBankInit_32s(static_cast<ZelFBankState_32s*>(block), order, a.length, a.rate, a.low, a.high,
-                                a.filters, a.mel_mul, a.mel_div, flag);
-}
-
-// A bank between guard pages.
-class Block {
-  public:
-    explicit Block(const IntegerArguments& a, Placement place = {})
-        : bytes_(static_cast<std::size_t>(size_of(a.length, a.filters)), place)
-    {
-        int32_t order = -1;
-        AllocatorWatch watch;
-        EXPECT_EQ(init(bytes_.data(), &order, a), SrOk);
-        EXPECT_EQ(watch.requests(), 0);
-        EXPECT_EQ(order, rounded_order(a.length));
-        EXPECT_TRUE(bytes_.intact());
-    }
-    const ZelFBankState_32s* get() const { return reinterpret_cast<const ZelFBankState_32s*>(bytes_.data()); }
-    uint8_t* data() const { return bytes_.data(); }
-    bool intact() const { return bytes_.intact(); }
-
-  private:
-    Guarded<uint8_t> bytes_;
-};
-
-std::vector<int32_t> results(const reference::Bank<int32_t>& bank, const std::vector<int32_t>& x, int32_t sf)
-{
-    std::vector<int32_t> all;
-    for (int64_t sum : reference::integer_sums(bank, x)) all.push_back(reference::integer_result(sum, sf));
-    return all;
-}
 
 // Each bin's weight in each filter, out of unit spectra; no other way leads to the weights on every machine. A
 // product of 2^18 is shifted to 2^10 units of a weight and comes out as weight >> 12, rounded.
@@ -361,113 +301,6 @@ TEST(IntegerBank, FrequenciesBeyondHalfTheRateStayWithinTheBlock)
                 EXPECT_EQ(zelsEvalFBank_32s_Sfs(x.data(), y.data(), block.get(), 0), SrOk);
                 EXPECT_TRUE(y.intact());
             }
-}
-
-// ---- Evaluation ---------------------------------------------------------------------------------------------
-
-const IntegerArguments kShape{256, 8000, 64, 4000, 23, kMelMul, kMelDiv};
-
-TEST(EvalFBank32s, EveryScaleFactorAndAddress)
-{
-    const Block block(kShape);
-    const auto expected = reference::integer_bank(kShape);
-    const std::vector<Placement> all = placements(4);
-    std::size_t step = 0;
-    for (int32_t sf = -31; sf <= 31; ++sf)
-        for (int32_t limit : {3, 70000, INT32_MAX})
-            for (int round = 0; round < 3; ++round) {
-                const std::vector<int32_t> x =
-                    uniform_vector<int32_t>(129, round == 0 ? 0 : -limit, round == 2 ? 0 : limit);
-                const Guarded<int32_t> src(x, all[++step % all.size()]);
-                Guarded<int32_t> dst(23, all[7 * step % all.size()]);
-                ASSERT_EQ(zelsEvalFBank_32s_Sfs(src.data(), dst.data(), block.get(), sf), SrOk);
-                ASSERT_TRUE(dst.intact());
-                ASSERT_TRUE(same_values(results(expected, x, sf), dst.values()))
-                    << "sf " << sf << ", limit " << limit;
-            }
-}
-
-TEST(EvalFBank32s, TheLargestSpectraSaturateAboveAndWrapBelow)
-{
-    const Block block(kShape);
-    const auto expected = reference::integer_bank(kShape);
-    std::vector<int32_t> y(23);
-    bool limited = false, wrapped = false;
-    for (int32_t value : {INT32_MAX, INT32_MIN, INT32_MIN + 1, 1, -1, 0})
-        for (int32_t sf = -31; sf <= 31; ++sf) {
-            const std::vector<int32_t> x(129, value);
-            EXPECT_EQ(zelsEvalFBank_32s_Sfs(x.data(), y.data(), block.get(), sf), SrOk);
-            ASSERT_TRUE(same_values(results(expected, x, sf), y)) << value << ", sf " << sf;
-            limited |= value > 0 && y[22] == INT32_MAX;
-            wrapped |= value < 0 && y[22] > 0;
-        }
-    EXPECT_TRUE(limited);
-    EXPECT_TRUE(wrapped) << "there is no lower limit";
-}
-
-// Single bins: weight 1 at a peak.
-TEST(EvalFBank32s, ByValue)
-{
-    const Block block(kShape);
-    const auto expected = reference::integer_bank(kShape);
-    const int peak = expected.c[10];
-    std::vector<int32_t> x(129), y(23);
-    const auto value = [&](int32_t at_peak, int32_t sf) {
-        x[at(peak)] = at_peak;
-        EXPECT_EQ(zelsEvalFBank_32s_Sfs(x.data(), y.data(), block.get(), sf), SrOk);
-        return y[9];
-    };
-    EXPECT_EQ(value(5, 0), 5);
-    EXPECT_EQ(value(-5, 0), -5);
-    EXPECT_EQ(value(5, 1), 3);    // 2.5: halves go up
-    EXPECT_EQ(value(-5, 1), -2);  // -2.5 too
-    EXPECT_EQ(value(5, 2), 1);
-    EXPECT_EQ(value(5, -3), 40);
-    EXPECT_EQ(value(-5, -3), -40);
-    EXPECT_EQ(value(INT32_MAX, 0), INT32_MAX);
-    EXPECT_EQ(value(INT32_MAX, -1), INT32_MAX);
-    EXPECT_EQ(value(INT32_MIN, 0), INT32_MIN);
-    EXPECT_EQ(value(INT32_MIN, -1), 0);  // -2^32, of which the low 32 bits
-    EXPECT_EQ(value(INT32_MIN + 3, -1), 6);
-    EXPECT_EQ(value(INT32_MAX, 31), 1);
-    EXPECT_EQ(value(INT32_MIN, 31), -1);
-}
-
-// Products lose their low 8 bits one by one, downwards, before they are added.
-TEST(EvalFBank32s, ProductsAreCutBeforeTheyAreAdded)
-{
-    const Block block(kShape);
-    const auto expected = reference::integer_bank(kShape);
-    const std::vector<int32_t> x(129, -1);
-    std::vector<int32_t> y(23);
-    EXPECT_EQ(zelsEvalFBank_32s_Sfs(x.data(), y.data(), block.get(), -22), SrOk);
-    EXPECT_TRUE(same_values(results(expected, x, -22), y));
-    int64_t exact = 0;
-    for (int32_t weight : expected.left[22]) exact -= weight;
-    for (int32_t weight : expected.right[22]) exact -= weight;
-    EXPECT_LT(y[22], exact >> 8);
-}
-
-struct EvalCall {
-    const int32_t* src;
-    int32_t* dst;
-    const ZelFBankState_32s* bank;
-    int32_t sf;
-};
-
-TEST(EvalFBank32s, PointersAreCheckedBeforeTheScaleFactor)
-{
-    const Block block(kShape);
-    const std::vector<int32_t> x(129, 1);
-    Guarded<int32_t> dst(23);
-    for (int32_t sf : {32, -32, INT32_MAX, INT32_MIN})
-        expect_check_order<EvalCall>(
-            {x.data(), dst.data(), block.get(), 0},
-            {{"null source", SrErrNullPtr, [](EvalCall& c) { c.src = nullptr; }},
-             {"null destination", SrErrNullPtr, [](EvalCall& c) { c.dst = nullptr; }},
-             {"null bank", SrErrNullPtr, [](EvalCall& c) { c.bank = nullptr; }},
-             {"scale factor", SrErrBadArg, [&](EvalCall& c) { c.sf = sf; }}},
-            [](const EvalCall& c) { return zelsEvalFBank_32s_Sfs(c.src, c.dst, c.bank, c.sf); }, {&dst});
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * so that centres depend on mel_div alone.
  *
- * A bank is built by a constructor, is ready once it has its centres, and evaluating it changes nothing in it.
+ * A bank is built by a constructor, is ready once it has its centres, and keeps no state from one evaluation to the
+ * next.
  * InitAlloc makes it in the allocator's memory, for zelsFBankFree_*(); Init builds it in memory of the caller's,
  * which must hold what GetSize told, may lie on any address, is the bank itself and must not be moved.
  *
@@ -34,8 +35,8 @@ ZELSR_BEGIN_DECLARATIONS
  * Statuses of their own: ::SrErrFBankCenters no centres yet, or no valid ladder of centres; ::SrErrFBankFlag an
  * illegal flag word; ::SrErrFBankFreq a frequency outside its range.
  *
- * Thread rules: threads may evaluate one bank at a time, unless it has ::FBankInputSignal, whose spectrum is kept
- * in the bank: such a bank serves one thread.
+ * Thread rules: evaluation only reads the bank, so that threads may share it, unless it has ::FBankInputSignal, whose
+ * spectrum is kept in the bank: such a bank serves one thread at a time.
  * @{ */
 
 /** Flag word of a bank: one of the two weight modes, with ::FBankInputSignal or without (1, 2, 5, 6). */
