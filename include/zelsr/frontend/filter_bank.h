@@ -21,8 +21,7 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * so that centres depend on mel_div alone.
  *
- * A bank is built by a constructor, is ready once it has its centres, and keeps no state from one evaluation to the
- * next.
+ * A bank is built by a constructor, is ready once it has its centres, and keeps no state between evaluations.
  * InitAlloc makes it in the allocator's memory, for zelsFBankFree_*(); Init builds it in memory of the caller's,
  * which must hold what GetSize told, may lie on any address, is the bank itself and must not be moved.
  *
