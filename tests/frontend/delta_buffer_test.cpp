@@ -93,7 +93,9 @@ Problem<T> problem(int height, int width, int window, int offset, int beyond, bo
         else
             return wild ? uniform<int16_t>(INT16_MIN, INT16_MAX) : uniform<int16_t>(-2000, 2000);
     };
-    Problem<T> p{{}, height, offset + 2 * width + beyond, {}, width, offset, window, value(), wild ? uniform(-31, 31) : uniform(0, 9)};
+    Problem<T> p{{},     height,  offset + 2 * width + beyond,
+                 {},     width,   offset,
+                 window, value(), wild ? uniform(-31, 31) : uniform(0, 9)};
     // Nothing behind the last row's deltas.
     for (int i = 0; i < (height - 1) * p.step + offset + 2 * width; ++i) p.buffer.push_back(value());
     for (int i = 0; i < 2 * width; ++i) p.mul.push_back(value());
@@ -146,7 +148,8 @@ TYPED_TEST(BufferDelta, EveryShape)
         for (int width = 1; width <= 19; width += thin_effort() ? 5 : 1)
             for (int window : {1, 2, 3, 5})
                 for (int height = 2 * window; height < 2 * window + 6; ++height)
-                    ASSERT_TRUE(evaluates(m, problem<T>(height, width, window, (width + window) % 4, height % 4, false)));
+                    ASSERT_TRUE(
+                        evaluates(m, problem<T>(height, width, window, (width + window) % 4, height % 4, false)));
 }
 
 TYPED_TEST(BufferDelta, LongWindowsAndBuffers)
@@ -243,8 +246,8 @@ TYPED_TEST(BufferDelta, HeadAndTailKeepTheEndsForEveryTerm)
     }
 }
 
-// W = 3: an index clamped by itself would make row 1 (x2 - x0) + 2 (x3 - x0) + 3 (x4 - x0) as well, but row 2 takes
-// x[0] where x[1] exists.
+// W = 3: an index clamped by itself would make row 1 (x2 - x0) + 2 (x3 - x0) + 3 (x4 - x0) as well, but row 2
+// takes x[0] where x[1] exists.
 TYPED_TEST(BufferDelta, HeadRowsDoNotUseTheRowsBeforeThem)
 {
     using T = TypeParam;

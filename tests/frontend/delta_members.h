@@ -84,7 +84,9 @@ inline std::vector<Member<Single>> members(Single)
         {"DeltaDelta_Aurora_32f", 0, true, false,
          [](const A& a) { return zelsDeltaDelta_Aurora_32f_D2(a.src, a.dst, a.step, a.height, a.mode); }},
         {"DeltaDeltaMul_Aurora_32f", 0, true, true,
-         [](const A& a) { return zelsDeltaDeltaMul_Aurora_32f_D2(a.src, a.mul, a.dst, a.step, a.height, a.mode); }},
+         [](const A& a) {
+             return zelsDeltaDeltaMul_Aurora_32f_D2(a.src, a.mul, a.dst, a.step, a.height, a.mode);
+         }},
     };
 }
 

@@ -27,8 +27,9 @@ TYPED_TEST_SUITE(DeltaBlock, Types, TypeNames);
 // Elements from the first of row 0 to the last that a row of rows may have.
 std::size_t block_size(int rows, int step, int row_length)
 {
-    return rows == 0 ? 0 : static_cast<std::size_t>(rows - 1) * static_cast<std::size_t>(step) +
-                               static_cast<std::size_t>(row_length);
+    return rows == 0 ? 0
+                     : static_cast<std::size_t>(rows - 1) * static_cast<std::size_t>(step) +
+                           static_cast<std::size_t>(row_length);
 }
 
 // The call between guard pages; the destination as the reference leaves it, the words between its rows untouched.
@@ -51,8 +52,8 @@ testing::AssertionResult writes(const Member<T>& m, const Stream<T>& s, const st
     if (!mul.intact()) right = testing::AssertionFailure() << "written beside the multipliers";
     if (right) return right;
     return testing::AssertionFailure() << m.name << ", width " << s.width << ", step " << step << ", height "
-                                       << height << ", mode " << mode << ", sf " << s.sf << ", "
-                                       << describe(where) << ": " << right.message();
+                                       << height << ", mode " << mode << ", sf " << s.sf << ", " << describe(where)
+                                       << ": " << right.message();
 }
 
 template <class T>
@@ -60,8 +61,8 @@ testing::AssertionResult writes_whole(const Member<T>& m, const Stream<T>& s, in
                                       const Arrangement& where = Arrangement(3))
 {
     const int step = m.row_length(s.width) + beyond_row, height = s.height(m);
-    const std::vector<T> before = uniform_vector<T>(
-        static_cast<int>(block_size(height, step, m.row_length(s.width))), T(-99), T(99));
+    const std::vector<T> before =
+        uniform_vector<T>(static_cast<int>(block_size(height, step, m.row_length(s.width))), T(-99), T(99));
     return writes(m, s, before, step, height, kWhole, where);
 }
 
@@ -113,15 +114,17 @@ TYPED_TEST(DeltaBlock, AnyValues)
             ASSERT_TRUE(writes_whole(m, wild_stream(m, uniform(1, 20), m.history() + uniform(0, 6)), turn % 4));
 }
 
-// Of the rows from the destination on, a call writes those columns that its mode completes, and reads of the others
-// the history alone.
+// Of the rows from the destination on, a call writes those columns that its mode completes, and reads of the
+// others the history alone.
 TYPED_TEST(DeltaBlock, EachModeWritesItsRowsOnly)
 {
     using T = TypeParam;
     for (const Member<T>& m : members(T()))
         for (int mode = 0; mode < 4; ++mode) {
             const bool first = (mode & DeltaFirstBlock) != 0;
-            for (int height = first ? m.history() : (mode & DeltaLastBlock) != 0 ? 0 : 1;
+            for (int height = first                          ? m.history()
+                              : (mode & DeltaLastBlock) != 0 ? 0
+                                                             : 1;
                  height < m.history() + 10; ++height)
                 for (int width : m.aurora() ? std::vector<int>{13} : std::vector<int>{1, 4, 13, 14, 16}) {
                     const Stream<T> s = random_stream(m, width, height);
@@ -185,8 +188,8 @@ TYPED_TEST(DeltaBlock, AStreamInAnyBlocksIsTheStream)
     using T = TypeParam;
     for (const Member<T>& m : members(T()))
         for (int turn = 0; turn < (thin_effort() ? 5 : 40); ++turn) {
-            const Stream<T> s = turn % 2 == 0 ? random_stream(m, uniform(1, 17), 60)
-                                              : wild_stream(m, uniform(1, 17), 60);
+            const Stream<T> s =
+                turn % 2 == 0 ? random_stream(m, uniform(1, 17), 60) : wild_stream(m, uniform(1, 17), 60);
             const int step = m.row_length(s.width) + turn % 5;
             std::vector<int> heights{m.history() + uniform(0, 4)};
             int left = 60 - heights[0];
@@ -247,8 +250,7 @@ TYPED_TEST(DeltaBlock, ChecksNullThenSizesThenStepThenTheFirstBlocksHeight)
         if (!m.aurora())
             for (int32_t width : {0, INT32_MIN})
                 faults.push_back({"width", SrErrSize, [=](A& a) { a.width = width; }});
-        for (int32_t bad : {-1, INT32_MIN})
-            faults.push_back({"height", SrErrSize, [=](A& a) { a.height = bad; }});
+        for (int32_t bad : {-1, INT32_MIN}) faults.push_back({"height", SrErrSize, [=](A& a) { a.height = bad; }});
         for (int32_t bad : {step - 1, 0, -step, INT32_MIN})
             faults.push_back({"step", SrErrStride, [=](A& a) { a.step = bad; }});
         faults.push_back({"few rows", SrErrSize, [&](A& a) { a.height = m.history() - 1; }});
@@ -296,8 +298,9 @@ TYPED_TEST(DeltaBlock, HugeWidthsNeedHugeSteps)
         if (m.aurora()) continue;
         Guarded<T> nothing(0);
         for (int32_t width : {0x40000000, 0x55555556, 0x60000000, INT32_MAX})
-            EXPECT_EQ(m.call({nothing.data(), nothing.data(), width, nothing.data(), INT32_MAX, 9, T(1), T(1), 0, 0}),
-                      SrErrStride)
+            EXPECT_EQ(
+                m.call({nothing.data(), nothing.data(), width, nothing.data(), INT32_MAX, 9, T(1), T(1), 0, 0}),
+                SrErrStride)
                 << m.name << ", width " << width;
     }
 }
@@ -323,8 +326,8 @@ TYPED_TEST(DeltaBlock, KeepsTheEnvironment)
         SrStatus status = SrErrUnknown;
         under_each_environment(
             [&] {
-                status = m.call(arguments(exact, exact.frames.data(), exact.mul.data(), dst.data(), step, height,
-                                          kWhole));
+                status = m.call(
+                    arguments(exact, exact.frames.data(), exact.mul.data(), dst.data(), step, height, kWhole));
             },
             [&](const std::string& setting) {
                 EXPECT_EQ(status, SrOk);
@@ -338,9 +341,8 @@ TYPED_TEST(DeltaBlock, KeepsTheEnvironment)
 TYPED_TEST(DeltaBlock, RunsOnAnyStack)
 {
     using T = TypeParam;
-    const Stream<T> s = random_stream(member_named<T>(std::is_same_v<T, Single> ? "DeltaDeltaMul_Win2_32f"
-                                                                                : "DeltaDeltaMul_Win2_16s"),
-                                      14, 30);
+    const Stream<T> s = random_stream(
+        member_named<T>(std::is_same_v<T, Single> ? "DeltaDeltaMul_Win2_32f" : "DeltaDeltaMul_Win2_16s"), 14, 30);
     const int step = 3 * 14;
     for (int misalign : {0, 4, 8, 12}) {
         std::vector<T> plain(block_size(30, step, step)), odd(plain.size());
@@ -352,8 +354,8 @@ TYPED_TEST(DeltaBlock, RunsOnAnyStack)
         };
         if constexpr (std::is_same_v<T, Single>) {
             expect_same(zelsDeltaDeltaMul_Win2_32f_D2(src, mul, 14, plain.data(), step, 30, kWhole),
-                        call_misaligned(zelsDeltaDeltaMul_Win2_32f_D2, misalign, src, mul, 14, odd.data(), step, 30,
-                                        kWhole),
+                        call_misaligned(zelsDeltaDeltaMul_Win2_32f_D2, misalign, src, mul, 14, odd.data(), step,
+                                        30, kWhole),
                         "Win2");
             expect_same(zelsDeltaDelta_Win1_32f_D2(src, 14, plain.data(), step, 30, 2, 3, kWhole),
                         call_misaligned(zelsDeltaDelta_Win1_32f_D2, misalign, src, 14, odd.data(), step, 30, 2.0F,
@@ -372,8 +374,8 @@ TYPED_TEST(DeltaBlock, RunsOnAnyStack)
                                         kWhole, 3),
                         "Win1");
             expect_same(zelsDeltaDeltaMul_Aurora_16s_D2Sfs(src, mul, plain.data(), step, 30, kWhole, 3),
-                        call_misaligned(zelsDeltaDeltaMul_Aurora_16s_D2Sfs, misalign, src, mul, odd.data(), step, 30,
-                                        kWhole, 3),
+                        call_misaligned(zelsDeltaDeltaMul_Aurora_16s_D2Sfs, misalign, src, mul, odd.data(), step,
+                                        30, kWhole, 3),
                         "Aurora");
         }
     }

@@ -75,8 +75,8 @@ TEST(DeltaWindows, MultipliersAreOfColumnsAndParts)
     const std::vector<float> mul = {2, 3, 5, 7, 11, 13};
     std::vector<float> dst(3 * 6);
     ASSERT_EQ(zelsDeltaDeltaMul_Win1_32f_D2(src.data(), mul.data(), 2, dst.data(), 6, 3, kWhole), SrOk);
-    EXPECT_EQ(dst, (std::vector<float>{2, 30,  2 * 5, 60 * 7,  20 * 11, 1260 * 13,   //
-                                       4, 90,  6 * 5, 240 * 7, 10 * 11, 840 * 13,    //
+    EXPECT_EQ(dst, (std::vector<float>{2, 30, 2 * 5, 60 * 7, 20 * 11, 1260 * 13,  //
+                                       4, 90, 6 * 5, 240 * 7, 10 * 11, 840 * 13,  //
                                        8, 270, 4 * 5, 180 * 7, -10 * 11, -420 * 13}));
 }
 
@@ -85,9 +85,9 @@ TEST(DeltaWindows, MultipliersAreOfColumnsAndParts)
 std::vector<int16_t> window_1(const std::vector<int16_t>& src, int16_t val, int32_t sf)
 {
     std::vector<int16_t> dst(src.size() * 2);
-    EXPECT_EQ(zelsDelta_Win1_16s_D2Sfs(src.data(), 1, dst.data(), 2, static_cast<int32_t>(src.size()), val, kWhole,
-                                       sf),
-              SrOk);
+    EXPECT_EQ(
+        zelsDelta_Win1_16s_D2Sfs(src.data(), 1, dst.data(), 2, static_cast<int32_t>(src.size()), val, kWhole, sf),
+        SrOk);
     return column(dst, 2, 1);
 }
 
@@ -130,11 +130,12 @@ TEST(DeltaFixed, ProductsAndLeftShiftsWrap)
     EXPECT_EQ(dst[2 * 2 + 1], -1073938429 >> 20);
     for (int width : {1, 8, 14, 20}) {
         std::vector<int16_t> frames;
-        for (int t = 0; t < 7; ++t) frames.insert(frames.end(), static_cast<std::size_t>(width), t < 3 ? 0 : 32767);
+        for (int t = 0; t < 7; ++t)
+            frames.insert(frames.end(), static_cast<std::size_t>(width), t < 3 ? 0 : 32767);
         std::vector<int16_t> rows(static_cast<std::size_t>(7 * 3 * width));
-        ASSERT_EQ(zelsDeltaDelta_Win2_16s_D2Sfs(frames.data(), width, rows.data(), 3 * width, 7, 32767, 1, kWhole,
-                                                20),
-                  SrOk);
+        ASSERT_EQ(
+            zelsDeltaDelta_Win2_16s_D2Sfs(frames.data(), width, rows.data(), 3 * width, 7, 32767, 1, kWhole, 20),
+            SrOk);
         for (int c = 0; c < width; ++c)
             ASSERT_EQ(rows[static_cast<std::size_t>((2 * 3 + 1) * width + c)], -1073938429 >> 20) << width;
     }
@@ -194,8 +195,8 @@ TEST(DeltaAurora, AnImpulseShowsTheTaps)
     for (std::size_t c : {0, 5, 11}) {
         const std::vector<float> rows = aurora_single(c, impulse);
         EXPECT_EQ(column(rows, 39, c), impulse);
-        EXPECT_EQ(column(rows, 39, 13 + c), (std::vector<float>{0, 0, 0, 0, 1, 0.75F, 0.5F, 0.25F, 0, -0.25F, -0.5F,
-                                                                -0.75F, -1, 0, 0, 0, 0}));
+        EXPECT_EQ(column(rows, 39, 13 + c), (std::vector<float>{0, 0, 0, 0, 1, 0.75F, 0.5F, 0.25F, 0, -0.25F,
+                                                                -0.5F, -0.75F, -1, 0, 0, 0, 0}));
         EXPECT_EQ(column(rows, 39, 26 + c),
                   (std::vector<float>{0, 0, 0, 0, 1, 0.25F, -0.285714F, -0.607143F, -0.714286F, -0.607143F,
                                       -0.285714F, 0.25F, 1, 0, 0, 0, 0}));

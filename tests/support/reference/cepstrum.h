@@ -73,9 +73,18 @@ inline float sequential_sum(const std::vector<float>& x, int i)
     return sum;
 }
 
-// The coefficients behind the last group of four, by eight inputs a step; below eight inputs in sequence. How the
-// two registers and the rest come together is this library's choice: TO BE FIXED.
-inline float left_over_sum(const std::vector<float>& x, int i) { return sequential_sum(x, i); }
+// A coefficient behind the last group of four: lane n sums the products n, n + 8, ... and, apart, n + 4, n + 12,
+// ...; both are joined before the rest goes to lane 0.
+inline float left_over_sum(const std::vector<float>& x, int i)
+{
+    const int len = static_cast<int>(x.size()), eights = len - len % 8;
+    float low[4] = {}, high[4] = {};
+    for (int j = 0; j < eights; ++j)
+        (j % 8 < 4 ? low : high)[j % 4] += x[static_cast<std::size_t>(j)] * cosine_entry(i, j, len);
+    for (int n = 0; n < 4; ++n) low[n] += high[n];
+    for (int j = eights; j < len; ++j) low[0] += x[static_cast<std::size_t>(j)] * cosine_entry(i, j, len);
+    return (low[0] + low[1]) + (low[2] + low[3]);
+}
 
 // Coefficients 1 to the number of multipliers less one, then C0.
 inline std::vector<float> cepstrum(const std::vector<float>& x, const Lifter& lifter)

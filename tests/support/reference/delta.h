@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "support/reference/convert.h"
 #include "support/reference/fixed_point.h"
 
 namespace zelsr::test::reference {
@@ -24,11 +23,12 @@ inline std::int32_t wrapped_product(std::int64_t a, std::int64_t b)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(a * b));
 }
 
-// x * 2^-sf in 32 bits, sf from -31 to 31: to the right the lowest bits fall out, to the left the highest.
+// x * 2^-sf: to the right the lowest bits fall out, to the left the highest of 32.
 inline std::int16_t shifted(std::int32_t x, std::int32_t sf)
 {
-    return saturate<std::int16_t>(sf >= 0 ? x >> sf
-                                          : static_cast<std::int32_t>(static_cast<std::uint32_t>(x) << -sf));
+    if (sf >= 0) return saturate<std::int16_t>(x >> std::min(sf, 31));
+    const auto left = sf <= -32 ? 0 : static_cast<std::uint32_t>(x) << -sf;
+    return saturate<std::int16_t>(static_cast<std::int32_t>(left));
 }
 
 inline float scaled_value(float x, float factor, std::int32_t) { return x * factor; }
@@ -149,7 +149,9 @@ struct AuroraRule<std::int16_t> {
     }
     std::int16_t from_single(float x, int c) const
     {
-        return shifted(to_32_bits(mul == nullptr ? x : static_cast<float>(mul[c]) * x, 0), bits());
+        const float product = mul == nullptr ? x : static_cast<float>(mul[c]) * x;
+        const auto whole = saturate<std::int32_t>(static_cast<std::int64_t>(product));
+        return shifted(whole, bits());
     }
 
     std::int16_t static_value(const std::int16_t* frame, int c) const

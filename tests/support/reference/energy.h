@@ -5,8 +5,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
+#include "support/reference/convert.h"
 #include "support/reference/fixed_point.h"
 
 namespace zelsr::test::reference {
@@ -16,17 +18,22 @@ namespace zelsr::test::reference {
 // Decibels to natural-log units, ln 10 / 10.
 inline float floor_drop(float silence_floor) { return silence_floor * 0.230259F; }
 
+// Values that are not a number are left aside.
 template <class T>
 T highest(const std::vector<T>& column)
 {
-    return *std::max_element(column.begin(), column.end());
+    T value =
+        std::numeric_limits<T>::has_infinity ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::min();
+    for (T x : column)
+        if (x > value) value = x;
+    return value;
 }
 
 inline std::vector<float> normalized_energy(std::vector<float> column, float silence_floor, float highest_energy,
                                             float scale)
 {
     const float floor = highest_energy - floor_drop(silence_floor);
-    for (float& x : column) x = 1.0F - (highest_energy - std::max(x, floor)) * scale;
+    for (float& x : column) x = 1.0F - (highest_energy - (x > floor ? x : floor)) * scale;
     return column;
 }
 
@@ -70,7 +77,7 @@ inline std::vector<std::int16_t> fast_energies(std::vector<std::int16_t> column,
                                                std::int16_t highest_energy, std::int16_t unit, float scale)
 {
     const std::int16_t floor = rounded_16s(static_cast<float>(highest_energy) - floor_drop(silence_floor));
-    const auto q = static_cast<std::int16_t>(1024.0F * scale);
+    const auto q = static_cast<std::int16_t>(static_cast<std::uint16_t>(to_32_bits(1024.0F * scale, 0)));
     const std::size_t fours = column.size() / 4 * 4;
     for (std::size_t r = 0; r < column.size(); ++r)
         column[r] = r < fours ? fast_energy(column[r], floor, highest_energy, unit, q)
