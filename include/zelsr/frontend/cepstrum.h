@@ -113,8 +113,8 @@ SrStatus zelsDCTLifterInit_MulC0_16s(ZelDCTLifterState_16s* memory, int32_t len_
 
 /** @name Records from the allocator
  * The record, the multipliers, the rows and (16-bit) the work memory are blocks of their own. If one of the first
- * three is refused: ::SrErrMemAlloc, *state is set nevertheless and nothing is released; where it is not null, Free
- * takes it. Refused work memory goes unnoticed here: wanted; such a record's transforms give ::SrErrMemAlloc.
+ * three is refused: ::SrErrMemAlloc, *state is set nevertheless and nothing is released; where it is not null,
+ * Free takes it. Refused work memory goes unnoticed here: wanted; such a record's transforms give ::SrErrMemAlloc.
  * @{ */
 /** Plain, single precision; lifter is L. */
 SrStatus zelsDCTLifterInitAlloc_32f(ZelDCTLifterState_32f** state, int32_t len_dct, int32_t len_cep,
@@ -154,7 +154,8 @@ SrStatus zelsDCTLifter_32f(const float* src, float* dst, const ZelDCTLifterState
 /** 16-bit integers; dst may be src. */
 SrStatus zelsDCTLifter_16s_Sfs(const int16_t* src, int16_t* dst, const ZelDCTLifterState_16s* state, int32_t sf);
 /** 32-bit integers, rounded to single on their way in, through the same record. */
-SrStatus zelsDCTLifter_32s16s_Sfs(const int32_t* src, int16_t* dst, const ZelDCTLifterState_16s* state, int32_t sf);
+SrStatus zelsDCTLifter_32s16s_Sfs(const int32_t* src, int16_t* dst, const ZelDCTLifterState_16s* state,
+                                  int32_t sf);
 /** @} */
 
 /** @} */

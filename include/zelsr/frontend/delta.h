@@ -41,11 +41,11 @@ enum {
  * | `Aurora`                                               | 8 |
  *
  * With ::DeltaFirstBlock the first h frames become static rows 0 ... h-1, and R = height - h more follow; without
- * it, rows 0 ... h-1 are the history, and R = height. Each of the R frames becomes the next static row and completes
- * the derivatives of one row. ::DeltaLastBlock completes those of all rows. A block therefore ends with h + R static
- * rows; the next one's dst is R rows further on. Any division of a stream into blocks gives the bits of one call. A
- * height of 0 with ::DeltaLastBlock only closes (src must not be null even then). Width, step and multipliers must
- * stay the same while a stream is open.
+ * it, rows 0 ... h-1 are the history, and R = height. Each of the R frames becomes the next static row and
+ * completes the derivatives of one row. ::DeltaLastBlock completes those of all rows. A block therefore ends with
+ * h + R static rows; the next one's dst is R rows further on. Any division of a stream into blocks gives the bits
+ * of one call. A height of 0 with ::DeltaLastBlock only closes (src must not be null even then). Width, step and
+ * multipliers must stay the same while a stream is open.
  *
  * At both ends of an utterance, a row index before its first row stands for the first, one behind its last for the
  * last: d[0] = (s[1] - s[0]) + 2 (s[2] - s[0]) in Win2.
@@ -66,11 +66,11 @@ enum {
  * with height below h ::SrErrSize.
  * @{ */
 /** Delta of one neighbour, single precision. */
-SrStatus zelsDelta_Win1_32f_D2(const float* src, int32_t width, float* dst, int32_t step, int32_t height, float val,
-                               int32_t mode);
+SrStatus zelsDelta_Win1_32f_D2(const float* src, int32_t width, float* dst, int32_t step, int32_t height,
+                               float val, int32_t mode);
 /** Delta of two neighbours, single precision. */
-SrStatus zelsDelta_Win2_32f_D2(const float* src, int32_t width, float* dst, int32_t step, int32_t height, float val,
-                               int32_t mode);
+SrStatus zelsDelta_Win2_32f_D2(const float* src, int32_t width, float* dst, int32_t step, int32_t height,
+                               float val, int32_t mode);
 /** Delta and second derivative of one neighbour, single precision. */
 SrStatus zelsDeltaDelta_Win1_32f_D2(const float* src, int32_t width, float* dst, int32_t step, int32_t height,
                                     float val1, float val2, int32_t mode);
@@ -118,8 +118,8 @@ SrStatus zelsDeltaDeltaMul_Win2_16s_D2Sfs(const int16_t* src, const int16_t* mul
 
 /** @name Aurora
  * The block form of the distributed front-end: frames of 14 values (c1 ... c12, c0, log energy) into rows of 39
- * columns (13 static, 13 delta, 13 second derivative), h = 8. Static columns 0 ... 11 copy the source; column 12 is
- * (c0 * 0.6) / 23 + logE * 0.4. Both derivatives are sums over the static rows t-4 ... t+4, in this order:
+ * columns (13 static, 13 delta, 13 second derivative), h = 8. Static columns 0 ... 11 copy the source; column 12
+ * is (c0 * 0.6) / 23 + logE * 0.4. Both derivatives are sums over the static rows t-4 ... t+4, in this order:
  *
  * | row    | -4 | -3    | -2        | -1        | 0         | +1        | +2        | +3   | +4 |
  * |--------|----|-------|-----------|-----------|-----------|-----------|-----------|------|----|
@@ -130,9 +130,9 @@ SrStatus zelsDeltaDeltaMul_Win2_16s_D2Sfs(const int16_t* src, const int16_t* mul
  *
  * 16 bits: all sums of the stored static values. s = sf modulo 32, so that nothing is ever shifted left. Static
  * column 12 and the second derivative are formed in single precision (multiplier included), truncated toward zero,
- * saturated to 32 bits, shifted right by s, rounding down, saturated to 16 bits. The other static columns: the value,
- * or its product, shifted right by s and saturated. The delta: 4 times its sum, which is an integer, times the
- * multiplier modulo 2^32, shifted right by (sf + 2) modulo 32, saturated. All in the default floating-point
+ * saturated to 32 bits, shifted right by s, rounding down, saturated to 16 bits. The other static columns: the
+ * value, or its product, shifted right by s and saturated. The delta: 4 times its sum, which is an integer, times
+ * the multiplier modulo 2^32, shifted right by (sf + 2) modulo 32, saturated. All in the default floating-point
  * environment, whatever the caller's.
  *
  * Checks, in this order: null pointers ::SrErrNullPtr; height below 0, or 0 without ::DeltaLastBlock, ::SrErrSize;
@@ -152,18 +152,18 @@ SrStatus zelsDeltaDeltaMul_Aurora_16s_D2Sfs(const int16_t* src, const int16_t* m
 /** @} */
 
 /** @name Whole-buffer forms
- * The delta of any window W = win_size over a whole utterance, in place: x are columns offset ... offset+width-1 of
- * height rows, and columns offset+width ... offset+2 width-1 receive
+ * The delta of any window W = win_size over a whole utterance, in place: x are columns offset ... offset+width-1
+ * of height rows, and columns offset+width ... offset+2 width-1 receive
  *
  *     d[t] = val * sum over k = 1 ... W of k * (x[t+k] - x[t-k])
  *
  * In the first W rows x[0] stands for x[t-k], for every k; in the last W rows the last x for x[t+k], for every k:
- * these ends are not those of the block forms, wanted. Single precision throughout, from zero on, k rising. 16 bits:
- * each difference modulo 2^16, sum and product with val modulo 2^32, then shifted and saturated as in the block
- * forms. In `Mul` forms mul[width + column] takes the place of val; mul[0 ... width-1] is not read.
+ * these ends are not those of the block forms, wanted. Single precision throughout, from zero on, k rising. 16
+ * bits: each difference modulo 2^16, sum and product with val modulo 2^32, then shifted and saturated as in the
+ * block forms. In `Mul` forms mul[width + column] takes the place of val; mul[0 ... width-1] is not read.
  *
- * Checks, in this order: null pointers ::SrErrNullPtr; height, width or win_size below 1, offset below 0, or height
- * below 2 win_size ::SrErrSize; step below offset + 2 width ::SrErrStride.
+ * Checks, in this order: null pointers ::SrErrNullPtr; height, width or win_size below 1, offset below 0, or
+ * height below 2 win_size ::SrErrSize; step below offset + 2 width ::SrErrStride.
  * @{ */
 /** Single precision. */
 SrStatus zelsEvalDelta_32f_D2(float* srcdst, int32_t height, int32_t step, int32_t width, int32_t offset,

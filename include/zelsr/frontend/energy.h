@@ -20,9 +20,9 @@ ZELSR_BEGIN_DECLARATIONS
  * `RT` forms (real time) it is given. A NaN element counts as the floor.
  *
  * In 16 bits, unit stands for 1. Plain form: the formula in single precision, limited to 16 bits, truncated toward
- * zero. It is used for a scale of 1.001 and more, and in zelsNormEnergy_16s() for a height below 11 too. Fast form,
- * in all other cases: the floor M - floor_drop is rounded half away from zero and saturated, Q = 1024 * scale is
- * truncated (its low 16 bits count); then, each step saturated to 16 bits,
+ * zero. It is used for a scale of 1.001 and more, and in zelsNormEnergy_16s() for a height below 11 too. Fast
+ * form, in all other cases: the floor M - floor_drop is rounded half away from zero and saturated, Q = 1024 *
+ * scale is truncated (its low 16 bits count); then, each step saturated to 16 bits,
  *
  *     e = M - max(x, floor),   p = e * Q >> 10,   x' = unit - p
  *
@@ -46,14 +46,14 @@ SrStatus zelsNormEnergy_RT_16s(int16_t* column, int32_t step, int32_t height, in
 /** @} */
 
 /** @name Offset compensation
- * The first-order filter y[n] = x[n] - x[n-1] + val * y[n-1], block by block. *last_input is x[-1] and receives the
- * last x of the block; last_output is y[-1], for the next block the last result of this one.
+ * The first-order filter y[n] = x[n] - x[n-1] + val * y[n-1], block by block. *last_input is x[-1] and receives
+ * the last x of the block; last_output is y[-1], for the next block the last result of this one.
  *
  * Single precision: y[0] = (last_output * val + x[0]) - *last_input, y[n] = val * y[n-1] + (x[n] - x[n-1]).
  *
  * 16 bits, in single precision: y[0] as above, limited to 16 bits and truncated toward zero; then
- * y[n] = (x[n] - x[n-1]) + y[n-1] * val, from the stored y[n-1], limited and rounded half away from zero. The first
- * sample is treated differently from the others: wanted.
+ * y[n] = (x[n] - x[n-1]) + y[n-1] * val, from the stored y[n-1], limited and rounded half away from zero. The
+ * first sample is treated differently from the others: wanted.
  *
  * Checks: null pointers ::SrErrNullPtr; len below 1 ::SrErrSize.
  * @{ */
