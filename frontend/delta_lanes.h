@@ -14,6 +14,8 @@ namespace zelsr {
 // kin.
 template <int N>
 struct FirstElements {
+    static constexpr int count = N;
+
     static __m128i of(const int16_t* p)
     {
         if constexpr (N == 8) return Unaligned::bytes(p);
@@ -74,6 +76,19 @@ inline Wide weighted_products(__m128i x, __m128i y, __m128i m)
 {
     return {weighted_pairs(_mm_unpacklo_epi16(x, y), _mm_unpacklo_epi16(m, m)),
             weighted_pairs(_mm_unpackhi_epi16(x, y), _mm_unpackhi_epi16(m, m))};
+}
+
+// Modulo 2^32.
+inline __m128i low_products(__m128i x, __m128i y)
+{
+    const __m128i even = _mm_mul_epu32(x, y);
+    const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(x, 32), _mm_srli_epi64(y, 32));
+    return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, 0x08), _mm_shuffle_epi32(odd, 0x08));
+}
+// Eight integers of 32 bits times eight of 16, modulo 2^32.
+inline Wide low_products(const Wide& x, __m128i y)
+{
+    return {low_products(x.low, low_16s32s(y)), low_products(x.high, high_16s32s(y))};
 }
 
 // To 16 bits under a scale factor: shifted without rounding, then saturated. Shifts by 32 and more leave the sign
