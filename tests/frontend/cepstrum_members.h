@@ -24,7 +24,7 @@ inline const char* name(Form form)
 inline bool with_c0(Form form) { return form == Form::C0 || form == Form::MulC0; }
 inline bool with_user(Form form) { return form == Form::Mul || form == Form::MulC0; }
 
-struct Setup {
+struct Recipe {
     Form form;
     int32_t len_dct, len_cep;
     int32_t lifter;          // of the sine
@@ -33,13 +33,13 @@ struct Setup {
 
     std::size_t results() const { return static_cast<std::size_t>(len_cep + (with_c0(form) ? 1 : 0)); }
 };
-inline std::string describe(const Setup& s)
+inline std::string describe(const Recipe& s)
 {
     return std::string(name(s.form)) + ", " + std::to_string(s.len_dct) + " into " + std::to_string(s.len_cep) +
            ", L " + std::to_string(s.lifter);
 }
 
-inline Setup random_setup(Form form, int len_dct, int len_cep)
+inline Recipe random_recipe(Form form, int len_dct, int len_cep)
 {
     return {form,
             len_dct,
@@ -50,7 +50,7 @@ inline Setup random_setup(Form form, int len_dct, int len_cep)
             uniform_vector(len_cep, -3.0F, 3.0F)};
 }
 
-inline reference::Lifter lifter_of(const Setup& s)
+inline reference::Lifter lifter_of(const Recipe& s)
 {
     if (s.form == Form::Plain) return reference::plain_lifter(s.len_cep, s.lifter, s.val);
     if (s.form == Form::C0) return reference::lifter_with_c0(s.len_cep, s.lifter, s.val, s.val0);
@@ -86,7 +86,7 @@ struct Kind_32f {
     static constexpr bool kScratch = false;
     static constexpr GetSize<State>* kGetSize[] = {zelsDCTLifterGetSize_32f, zelsDCTLifterGetSize_C0_32f,
                                                    zelsDCTLifterGetSize_Mul_32f, zelsDCTLifterGetSize_MulC0_32f};
-    static SrStatus init(State* memory, const Setup& s, const float* mul)
+    static SrStatus init(State* memory, const Recipe& s, const float* mul)
     {
         if (s.form == Form::Plain) return zelsDCTLifterInit_32f(memory, s.len_dct, s.len_cep, s.lifter, s.val);
         if (s.form == Form::C0)
@@ -94,7 +94,7 @@ struct Kind_32f {
         if (s.form == Form::Mul) return zelsDCTLifterInit_Mul_32f(memory, s.len_dct, mul, s.len_cep);
         return zelsDCTLifterInit_MulC0_32f(memory, s.len_dct, mul, s.len_cep);
     }
-    static SrStatus init_alloc(State** state, const Setup& s, const float* mul)
+    static SrStatus init_alloc(State** state, const Recipe& s, const float* mul)
     {
         if (s.form == Form::Plain) return zelsDCTLifterInitAlloc_32f(state, s.len_dct, s.len_cep, s.lifter, s.val);
         if (s.form == Form::C0)
@@ -111,7 +111,7 @@ struct Kind_16s {
     static constexpr bool kScratch = true;
     static constexpr GetSize<State>* kGetSize[] = {zelsDCTLifterGetSize_16s, zelsDCTLifterGetSize_C0_16s,
                                                    zelsDCTLifterGetSize_Mul_16s, zelsDCTLifterGetSize_MulC0_16s};
-    static SrStatus init(State* memory, const Setup& s, const float* mul)
+    static SrStatus init(State* memory, const Recipe& s, const float* mul)
     {
         if (s.form == Form::Plain) return zelsDCTLifterInit_16s(memory, s.len_dct, s.len_cep, s.lifter, s.val);
         if (s.form == Form::C0)
@@ -119,7 +119,7 @@ struct Kind_16s {
         if (s.form == Form::Mul) return zelsDCTLifterInit_Mul_16s(memory, s.len_dct, mul, s.len_cep);
         return zelsDCTLifterInit_MulC0_16s(memory, s.len_dct, mul, s.len_cep);
     }
-    static SrStatus init_alloc(State** state, const Setup& s, const float* mul)
+    static SrStatus init_alloc(State** state, const Recipe& s, const float* mul)
     {
         if (s.form == Form::Plain) return zelsDCTLifterInitAlloc_16s(state, s.len_dct, s.len_cep, s.lifter, s.val);
         if (s.form == Form::C0)
@@ -139,7 +139,7 @@ typename Kind::Fields fields(const void* record)
 }
 
 template <class Kind>
-int32_t size_of(const Setup& s)
+int32_t size_of(const Recipe& s)
 {
     int32_t size = -1;
     EXPECT_EQ(Kind::kGetSize[static_cast<int>(s.form)](s.len_dct, s.len_cep, &size), SrOk);
@@ -150,7 +150,7 @@ int32_t size_of(const Setup& s)
 template <class Kind>
 class Owned {
   public:
-    explicit Owned(const Setup& s) { EXPECT_EQ(Kind::init_alloc(&state_, s, s.mul.data()), SrOk); }
+    explicit Owned(const Recipe& s) { EXPECT_EQ(Kind::init_alloc(&state_, s, s.mul.data()), SrOk); }
     ~Owned() { EXPECT_EQ(Kind::free(state_), SrOk); }
     Owned(const Owned&) = delete;
     Owned& operator=(const Owned&) = delete;
@@ -170,7 +170,7 @@ struct Single {
     {
         return zelsDCTLifter_32f(src, dst, state);
     }
-    static std::vector<float> expected(const std::vector<float>& x, const Setup& s, int32_t)
+    static std::vector<float> expected(const std::vector<float>& x, const Recipe& s, int32_t)
     {
         return reference::cepstrum(x, lifter_of(s));
     }
@@ -183,7 +183,7 @@ struct Fixed16s {
     {
         return zelsDCTLifter_16s_Sfs(src, dst, state, sf);
     }
-    static std::vector<int16_t> expected(const std::vector<int16_t>& x, const Setup& s, int32_t sf)
+    static std::vector<int16_t> expected(const std::vector<int16_t>& x, const Recipe& s, int32_t sf)
     {
         return reference::fixed_cepstrum(x, lifter_of(s), sf);
     }
@@ -196,7 +196,7 @@ struct Fixed32s {
     {
         return zelsDCTLifter_32s16s_Sfs(src, dst, state, sf);
     }
-    static std::vector<int16_t> expected(const std::vector<int32_t>& x, const Setup& s, int32_t sf)
+    static std::vector<int16_t> expected(const std::vector<int32_t>& x, const Recipe& s, int32_t sf)
     {
         return reference::fixed_cepstrum(x, lifter_of(s), sf);
     }

@@ -47,7 +47,7 @@ int32_t random_sf()
 }
 
 template <class Transform, class State>
-testing::AssertionResult transforms(const State* state, const Setup& s,
+testing::AssertionResult transforms(const State* state, const Recipe& s,
                                     const std::vector<typename Transform::Source>& x, int32_t sf,
                                     const Arrangement& where = Arrangement(2))
 {
@@ -77,13 +77,13 @@ TYPED_TEST(Cepstrum, EveryShape)
     Cycle<Form> form({Form::Plain, Form::C0, Form::Mul, Form::MulC0, Form::C0});
     for (int len_dct : input_lengths())
         for (int len_cep = 1; len_cep <= std::min(len_dct, 14); ++len_cep) {
-            const Setup s = random_setup(form.next(), len_dct, len_cep);
+            const Recipe s = random_recipe(form.next(), len_dct, len_cep);
             const Owned<typename TypeParam::Kind> record(s);
             ASSERT_TRUE(
                 transforms<TypeParam>(record.get(), s, random_source<Source>(len_dct), random_sf<TypeParam>()));
         }
     for (int len : {24, 37}) {
-        const Setup s = random_setup(form.next(), len, len);
+        const Recipe s = random_recipe(form.next(), len, len);
         const Owned<typename TypeParam::Kind> record(s);
         ASSERT_TRUE(transforms<TypeParam>(record.get(), s, random_source<Source>(len), random_sf<TypeParam>()));
     }
@@ -93,7 +93,7 @@ TYPED_TEST(Cepstrum, EveryAlignment)
 {
     using Source = typename TypeParam::Source;
     for (const auto& [len_dct, len_cep] : {std::pair{23, 13}, {24, 12}, {8, 3}, {6, 5}}) {
-        const Setup s = random_setup(Form::C0, len_dct, len_cep);
+        const Recipe s = random_recipe(Form::C0, len_dct, len_cep);
         const Owned<typename TypeParam::Kind> record(s);
         for (std::size_t element : {sizeof(Source), sizeof(typename TypeParam::Result)})
             for (const Arrangement& where : arrangements(2, element))
@@ -106,7 +106,7 @@ TYPED_TEST(Cepstrum, SpecialValues)
 {
     using Source = typename TypeParam::Source;
     const std::vector<Source> special = special_values<Source>();
-    const Setup s = random_setup(Form::MulC0, 11, 6);
+    const Recipe s = random_recipe(Form::MulC0, 11, 6);
     const Owned<typename TypeParam::Kind> record(s);
     for (int turn = 0; turn < 200; ++turn) {
         std::vector<Source> x = random_source<Source>(11);
@@ -126,7 +126,7 @@ TYPED_TEST(Cepstrum, ChecksPointersOnly)
         Result* dst;
         const typename TypeParam::Kind::State* state;
     };
-    const Setup s = random_setup(Form::C0, 8, 3);
+    const Recipe s = random_recipe(Form::C0, 8, 3);
     const Owned<typename TypeParam::Kind> record(s);
     Guarded<Source> src(random_source<Source>(8));
     Guarded<Result> dst(4);
@@ -141,7 +141,7 @@ TYPED_TEST(Cepstrum, ChecksPointersOnly)
 TYPED_TEST(Cepstrum, NothingIsAllocated)
 {
     using Source = typename TypeParam::Source;
-    const Setup s = random_setup(Form::C0, 300, 200);
+    const Recipe s = random_recipe(Form::C0, 300, 200);
     const Owned<typename TypeParam::Kind> record(s);
     const AllocatorWatch watch(1);
     EXPECT_TRUE(transforms<TypeParam>(record.get(), s, random_source<Source>(300), random_sf<TypeParam>()));
@@ -152,7 +152,7 @@ TYPED_TEST(Cepstrum, NothingIsAllocated)
 TYPED_TEST(Cepstrum, C0StandsLast)
 {
     using Source = typename TypeParam::Source;
-    const Setup s{Form::C0, 20, 3, 22, 1, 1, {}};
+    const Recipe s{Form::C0, 20, 3, 22, 1, 1, {}};
     const Owned<typename TypeParam::Kind> record(s);
     const std::vector<Source> x(20, Source(7));
     std::vector<typename TypeParam::Result> dst(4);
@@ -164,7 +164,7 @@ TYPED_TEST(Cepstrum, C0StandsLast)
 // In sequence from the first input on: what is lost in 2^24 + 1 shows the order.
 TEST(CepstrumSingle, C0IsSummedInSequence)
 {
-    const Setup s{Form::C0, 10, 1, 1, 1, 1, {}};
+    const Recipe s{Form::C0, 10, 1, 1, 1, 1, {}};
     const Owned<Kind_32f> record(s);
     const std::vector<float> x = {1, 0x1p24F, 1, 1, 1, -0x1p24F, 1, 1, 1, 1};
     float dst[2];
@@ -175,7 +175,7 @@ TEST(CepstrumSingle, C0IsSummedInSequence)
 TEST(CepstrumSingle, IsTheCosineTransform)
 {
     for (const auto& [len_dct, len_cep] : {std::pair{23, 12}, {24, 13}, {8, 8}, {40, 15}}) {
-        const Setup s = random_setup(Form::MulC0, len_dct, len_cep);
+        const Recipe s = random_recipe(Form::MulC0, len_dct, len_cep);
         const Owned<Kind_32f> record(s);
         const std::vector<float> x = uniform_vector(len_dct, -10.0F, 10.0F);
         std::vector<float> dst(s.results());
@@ -194,7 +194,7 @@ TEST(CepstrumSingle, IsTheCosineTransform)
 
 TEST(CepstrumSingle, TakesTheRoundingMode)
 {
-    const Setup s = random_setup(Form::C0, 23, 13);
+    const Recipe s = random_recipe(Form::C0, 23, 13);
     const Owned<Kind_32f> record(s);
     const std::vector<float> x = random_source<float>(23);
     const std::vector<float> multipliers = lifter_of(s).multipliers;
@@ -222,7 +222,7 @@ TYPED_TEST_SUITE(FixedCepstrum, FixedTransforms, TransformNames);
 TYPED_TEST(FixedCepstrum, EveryScaleFactor)
 {
     using Source = typename TypeParam::Source;
-    const Setup s = random_setup(Form::C0, 23, 13);
+    const Recipe s = random_recipe(Form::C0, 23, 13);
     const Owned<Kind_16s> record(s);
     for (int32_t sf : {-200, -128, -127, -31, -15, -5,  -1,  0,   1,         2,        7,
                        15,   20,   31,   126, 127, 149, 150, 200, INT32_MIN, INT32_MAX})
@@ -237,7 +237,7 @@ TYPED_TEST(FixedCepstrum, EveryScaleFactor)
 TYPED_TEST(FixedCepstrum, RoundsToNearestEvenAndSaturates)
 {
     using Source = typename TypeParam::Source;
-    const Setup s{Form::C0, 2, 1, 1, 1, 1, {}};
+    const Recipe s{Form::C0, 2, 1, 1, 1, 1, {}};
     const Owned<Kind_16s> record(s);
     const auto sum = [&](int a, int b, int32_t sf) {
         const Source x[] = {Source(a), Source(b)};
@@ -260,7 +260,7 @@ TYPED_TEST(FixedCepstrum, RoundsToNearestEvenAndSaturates)
 TYPED_TEST(FixedCepstrum, IsTheSameInEachEnvironment)
 {
     using Source = typename TypeParam::Source;
-    const Setup s = random_setup(Form::C0, 23, 13);
+    const Recipe s = random_recipe(Form::C0, 23, 13);
     const Owned<Kind_16s> record(s);
     const std::vector<Source> x = random_source<Source>(23);
     const int32_t sf = random_sf<TypeParam>();
@@ -277,7 +277,7 @@ TYPED_TEST(FixedCepstrum, IsTheSameInEachEnvironment)
 TEST(CepstrumFixed, WorksInPlace)
 {
     for (int len_cep : {3, 12, 13}) {
-        const Setup s = random_setup(Form::Mul, 13, len_cep);
+        const Recipe s = random_recipe(Form::Mul, 13, len_cep);
         const Owned<Kind_16s> record(s);
         std::vector<int16_t> x = random_source<int16_t>(13);
         std::vector<int16_t> expected = Fixed16s::expected(x, s, 4);
@@ -291,7 +291,7 @@ TEST(CepstrumFixed, WorksInPlace)
 TYPED_TEST(FixedCepstrum, LeavesTheTransformInTheRecord)
 {
     using Source = typename TypeParam::Source;
-    const Setup s = random_setup(Form::C0, 23, 13);
+    const Recipe s = random_recipe(Form::C0, 23, 13);
     const Owned<Kind_16s> record(s);
     const std::vector<Source> x = random_source<Source>(23);
     std::vector<int16_t> dst(14);
@@ -306,7 +306,7 @@ TYPED_TEST(FixedCepstrum, LeavesTheTransformInTheRecord)
 #ifdef __i386__
 TEST(CepstrumStack, RunsOnAnyStack)
 {
-    const Setup s = random_setup(Form::C0, 23, 13);
+    const Recipe s = random_recipe(Form::C0, 23, 13);
     const Owned<Kind_32f> single(s);
     const Owned<Kind_16s> fixed(s);
     const std::vector<float> x = random_source<float>(23);

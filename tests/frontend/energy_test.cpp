@@ -350,7 +350,7 @@ TYPED_TEST(NormEnergy, RefusedWorkMemory)
                 requests = watch.requests();
                 EXPECT_EQ(watch.live(), 0);
             }
-            if (height <= 1024) EXPECT_EQ(requests, 0) << m.name << ", height " << height;
+            EXPECT_TRUE(height > 1024 || requests == 0) << m.name << ", height " << height;
             if (requests == 0) continue;
             Guarded<T> column(t.energies);
             expect_survives_refusals([&] { return m.call(t.arguments(column.data(), 1)); }, {&column});
