@@ -299,7 +299,7 @@ TEST(NormEnergyFixed, EachStepOfTheFastFormSaturates)
     EXPECT_EQ(normalized_rt(low, -32768, -32768, 0, 1.0F)[0], 7545) << "a floor above the maximum";
     EXPECT_EQ(normalized_rt(low, 32767, 32767, 30000, -8.0F)[0], 32767);
     EXPECT_EQ(normalized_rt(low, 32767, 32767, 0, -8.0F)[0], 32767);
-    EXPECT_EQ(normalized_rt(low, 32767, 32767, -1, -31.5F)[0], 32766) << "the product saturates by itself";
+    EXPECT_EQ(normalized_rt(low, 32767, 32767, -2, -31.5F)[0], 32766) << "the product saturates by itself";
 }
 
 // The low 16 bits of 1024 * scale count.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "support/arrangements.h"
@@ -455,7 +456,8 @@ TEST(OffsetStack, RunsOnAnyStack)
                 reinterpret_cast<void*>(zelsCompensateOffset_16s));
         for (float val : {0.9F, 1.2F}) {
             last_in = 3;
-            EXPECT_EQ(call_misaligned(call, misalign, fixed.data(), z.data(), 23, &last_in, 2, val), SrOk);
+            EXPECT_EQ(call_misaligned(call, misalign, std::as_const(fixed).data(), z.data(), 23, &last_in, 2, val),
+                      SrOk);
             EXPECT_TRUE(same_values(Offset_16s::expected(fixed, 3, 2, val), z)) << misalign;
         }
     }
