@@ -318,6 +318,17 @@ TEST(NormEnergyFixed, ThePlainFormSaturatesAndTruncates)
     EXPECT_EQ(normalized_rt({32767, 32767}, 0, -32768, 5, 2.0F), (std::vector<int16_t>{32767, 32767}));
 }
 
+// A value that is not a number becomes 32767, as in every conversion to 16 bits.
+TEST(NormEnergyFixed, NotANumberBecomesTheLargest)
+{
+    const float infinity = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(normalized_rt({4, 3}, 100, 4, 9, infinity), (std::vector<int16_t>{32767, -32768}))
+        << "0 times infinity";
+    EXPECT_EQ(normalized({4, 3}, 100, 9, infinity), (std::vector<int16_t>{32767, -32768}));
+    EXPECT_EQ(normalized({4, 3}, 100, 9, std::numeric_limits<float>::quiet_NaN()),
+              (std::vector<int16_t>{32767, 32767}));
+}
+
 // --- every member ---
 
 TYPED_TEST(NormEnergy, ChecksNullThenSizes)
@@ -334,6 +345,19 @@ TYPED_TEST(NormEnergy, ChecksNullThenSizes)
         for (float scale : {0.5F, 2.0F})
             expect_check_order<A>({column.data(), 1, 20, T(1), T(1), T(1), scale}, faults, m.call, {&column});
     }
+}
+
+// No address beyond the last row is formed.
+TYPED_TEST(NormEnergy, TheStepOfOneRowMayBeAnything)
+{
+    using T = TypeParam;
+    for (const Member<T>& m : members(T()))
+        for (int32_t step : {1 << 20, 1 << 30, INT32_MAX}) {
+            const Track<T> t = random_track(T(), 1);
+            Guarded<T> column(t.energies);
+            EXPECT_EQ(m.call(t.arguments(column.data(), step)), SrOk);
+            EXPECT_TRUE(same_values(expected(m, t), column.values())) << m.name;
+        }
 }
 
 TYPED_TEST(NormEnergy, RefusedWorkMemory)

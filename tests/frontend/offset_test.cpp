@@ -302,6 +302,29 @@ TEST(OffsetFixed, FirstSampleIsTruncatedTheOthersAreRounded)
     EXPECT_EQ(buffer[1], -2);
 }
 
+TEST(OffsetFixed, NotANumberBecomesTheLargest)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const int16_t x[] = {1, 2, 3};
+    int16_t y[3] = {}, last = 0;
+    ASSERT_EQ(zelsCompensateOffset_16s(x, y, 3, &last, 4, nan), SrOk);
+    for (int16_t value : y) EXPECT_EQ(value, 32767);
+    int16_t buffer[] = {1, 2, 3};
+    ASSERT_EQ(zelsCompensateOffset_16s_I(buffer, 3, &last, 4, -nan), SrOk);
+    for (int16_t value : buffer) EXPECT_EQ(value, 32767);
+}
+
+// Every half and its neighbours, one at a time behind a first sample of y.
+TEST(OffsetFixed, RoundsHalvesAwayFromZero)
+{
+    for (int y = -4000; y <= 4000; y += 7)
+        for (float val : {1.5F, std::nextafter(1.5F, 0.0F), std::nextafter(1.5F, 2.0F), -1.5F, 2.25F}) {
+            int16_t buffer[] = {static_cast<int16_t>(y), static_cast<int16_t>(y)}, last = 0;
+            ASSERT_EQ(zelsCompensateOffset_16s_I(buffer, 2, &last, 0, val), SrOk);
+            ASSERT_EQ(buffer[1], std::round(static_cast<float>(y) * val)) << y << " times " << val;
+        }
+}
+
 // Just below a half: x + 0.5 would round up to the next integer.
 TEST(OffsetFixed, RoundsExactly)
 {

@@ -160,6 +160,23 @@ TYPED_TEST(SignChange, OneSampleHasNone)
     }
 }
 
+// A rounding mode may keep a product from underflowing to zero.
+TYPED_TEST(SignChange, IsTheSameInEachEnvironment)
+{
+    using T = typename TypeParam::T;
+    std::vector<T> x = signal<T>(67);
+    if constexpr (std::is_same_v<T, float>)
+        for (std::size_t n = 20; n < 40; ++n) x[n] = n % 2 == 0 ? 1e-30F : -1e-30F;
+    typename TypeParam::Count count = -1;
+    SrStatus status = SrErrUnknown;
+    under_each_environment([&] { status = TypeParam::kCall(x.data(), 67, &count); },
+                           [&](const std::string& setting) {
+                               EXPECT_EQ(status, SrOk);
+                               EXPECT_EQ(count, TypeParam::expected(x)) << setting;
+                               count = -1;
+                           });
+}
+
 TYPED_TEST(SignChange, ChecksNullThenLength)
 {
     using T = typename TypeParam::T;
