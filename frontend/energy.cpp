@@ -44,16 +44,26 @@ void normalise(const Column<float>& column, float silence_floor, float max_energ
         OneElement::put(column[r], normalised(OneElement::of(column[r])));
 }
 
-// NaN elements left aside.
+inline __m128 load(const Column<float>& column, std::ptrdiff_t r)
+{
+    return column.step == 1 ? Unaligned::four(column[r]) : OneElement::of(column[r]);
+}
+
+// NaN elements left aside. Four maxima at a time, since each waits for the one before it.
 float largest(const Column<float>& column)
 {
-    __m128 best = repeat(-std::numeric_limits<float>::infinity());
+    const std::ptrdiff_t lanes = column.step == 1 ? 4 : 1;
+    __m128 best[4];
+    for (__m128& one : best) one = repeat(-std::numeric_limits<float>::infinity());
     std::ptrdiff_t r = 0;
-    if (column.step == 1)
-        for (; r + 4 <= column.height; r += 4) best = _mm_max_ps(Unaligned::four(column.first + r), best);
-    for (; r < column.height; ++r) best = _mm_max_ps(OneElement::of(column[r]), best);
-    best = _mm_max_ps(best, _mm_movehl_ps(best, best));
-    return _mm_cvtss_f32(_mm_max_ss(best, _mm_shuffle_ps(best, best, 1)));
+    for (; r + 4 * lanes <= column.height; r += 4 * lanes)
+        for_each_index<4>([&](auto n) __attribute__((always_inline)) {
+            best[n] = _mm_max_ps(load(column, r + n * lanes), best[n]);
+        });
+    for (; r < column.height; ++r) best[0] = _mm_max_ps(OneElement::of(column[r]), best[0]);
+    const __m128 four = _mm_max_ps(_mm_max_ps(best[0], best[1]), _mm_max_ps(best[2], best[3]));
+    const __m128 two = _mm_max_ps(four, _mm_movehl_ps(four, four));
+    return _mm_cvtss_f32(_mm_max_ss(two, _mm_shuffle_ps(two, two, 1)));
 }
 
 // What 16-bit energies are held against.

@@ -37,32 +37,49 @@ SrStatus compensate(const float* src, float* dst, int32_t len, float* last_input
 
 int16_t saturated_16s(int32_t x) { return static_cast<int16_t>(std::clamp(x, -32768, 32767)); }
 
-inline __m128 limited(__m128 x) { return _mm_max_ss(_mm_min_ss(x, _mm_set_ss(32767.0F)), _mm_set_ss(-32768.0F)); }
+inline float as_single(int32_t x) { return static_cast<float>(x); }
 
-// The first sample is truncated where the others are rounded: wanted.
-inline int16_t first_sample(int16_t x, int16_t previous, int16_t y, float val)
+// Limited to 16 bits from above; the conversion and its saturation do the rest.
+inline __m128 limited(float x) { return _mm_min_ss(_mm_set_ss(x), _mm_set_ss(32767.0F)); }
+
+// In the first of eight lanes of 16 bits.
+inline __m128i truncated(__m128 x)
 {
-    const float sum = static_cast<float>(y) * val + static_cast<float>(x) - static_cast<float>(previous);
-    return static_cast<int16_t>(_mm_cvttss_si32(limited(_mm_set_ss(sum))));
+    const __m128i whole = _mm_cvttps_epi32(x);
+    return _mm_packs_epi32(whole, whole);
 }
 
 // Half away from zero, through the truncation of x plus the largest single below one half: x + 1/2 itself would
 // round up from just below a half.
-inline int16_t rounded_sample(float sum)
+inline __m128i rounded(__m128 x)
 {
-    const __m128 x = limited(_mm_set_ss(sum));
     const __m128 half = _mm_or_ps(_mm_and_ps(x, _mm_set_ss(-0.0F)), _mm_set_ss(0x1.fffffep-2F));
-    return static_cast<int16_t>(_mm_cvttss_si32(_mm_add_ss(x, half)));
+    return truncated(_mm_add_ss(x, half));
 }
 
+inline int16_t first_element(__m128i x) { return static_cast<int16_t>(_mm_cvtsi128_si32(x)); }
+
+// The first sample is truncated where the others are rounded: wanted.
+inline __m128i first_sample(int16_t x, int16_t previous, int16_t y, float val)
+{
+    return truncated(limited(as_single(y) * val + as_single(x) - as_single(previous)));
+}
+
+// y stays in a register, since every sample waits for the one before it.
 [[gnu::noinline]] void compensate_in_single(const int16_t* src, int16_t* dst, int32_t len, int16_t* last_input,
                                             int16_t last_output, float val)
 {
-    const auto first = [val](int16_t x, int16_t previous, int16_t y) { return first_sample(x, previous, y, val); };
-    const auto step = [val](int16_t x, int16_t previous, int16_t y) {
-        return rounded_sample(static_cast<float>(x - previous) + static_cast<float>(y) * val);
-    };
-    filter(src, dst, len, last_input, last_output, first, step);
+    int16_t x = load_one(src);
+    __m128i y = first_sample(x, load_one(last_input), last_output, val);
+    store_one(dst, first_element(y));
+    for (std::ptrdiff_t n = 1; n < len; ++n) {
+        const int16_t next = load_one(src + n);
+        const float decayed = _mm_cvtss_f32(_mm_cvtepi32_ps(low_16s32s(y))) * val;
+        y = rounded(limited(as_single(next - x) + decayed));
+        store_one(dst + n, first_element(y));
+        x = next;
+    }
+    store_one(last_input, x);
 }
 
 // val in Q12, from -4096 to 4096. The product, back in 16 bits, wraps where y and val are the lowest: wanted.
@@ -70,7 +87,9 @@ inline int16_t rounded_sample(float sum)
                                          int16_t last_output, float val)
 {
     const auto factor = static_cast<int32_t>(1024 * val * 4);
-    const auto first = [val](int16_t x, int16_t previous, int16_t y) { return first_sample(x, previous, y, val); };
+    const auto first = [val](int16_t x, int16_t previous, int16_t y) {
+        return first_element(first_sample(x, previous, y, val));
+    };
     const auto step = [factor](int16_t x, int16_t previous, int16_t y) {
         const auto decayed = static_cast<int16_t>(y * factor >> 12);
         return saturated_16s(decayed + saturated_16s(x - previous));

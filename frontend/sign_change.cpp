@@ -8,44 +8,50 @@
 namespace zelsr {
 namespace {
 
-// Four lanes, and one pair: what the neighbours x[n] and x[n+1] add.
+// What the neighbours x[n] and x[n+1] add to a sum, in every lane.
 
-// Their product is negative. The upper half of a product has its sign.
+// One if their product is negative. The upper half of a product has its sign.
 struct NegativeProduct_16s {
-    static __m128i lanes(__m128i x, __m128i next)
+    static __m128i add(__m128i sum, __m128i x, __m128i next)
     {
-        return _mm_madd_epi16(_mm_srli_epi16(_mm_mulhi_epi16(x, next), 15), _mm_set1_epi16(1));
+        const __m128i minus_one = _mm_srai_epi16(_mm_mulhi_epi16(x, next), 15);
+        return _mm_add_epi32(sum, _mm_madd_epi16(minus_one, _mm_set1_epi16(-1)));
     }
 };
 // |sgn(x[n+1]) - sgn(x[n])|
 struct SignDistance_16s {
-    static __m128i lanes(__m128i x, __m128i next)
+    static __m128i add(__m128i sum, __m128i x, __m128i next)
     {
         const __m128i one = _mm_set1_epi16(1);
         const __m128i distance = _mm_sub_epi16(_mm_sign_epi16(one, next), _mm_sign_epi16(one, x));
-        return _mm_madd_epi16(_mm_abs_epi16(distance), one);
+        return _mm_add_epi32(sum, _mm_madd_epi16(_mm_abs_epi16(distance), one));
     }
 };
 
-inline __m128i ones_of(__m128 mask) { return _mm_srli_epi32(_mm_castps_si128(mask), 31); }
-
-// The product is not at or above zero; so NaN counts.
+// One if the product is not at or above zero; so NaN counts.
 struct NotPositiveProduct_32f {
-    static __m128i lanes(__m128 x, __m128 next) { return ones_of(_mm_cmpnge_ps(x * next, _mm_setzero_ps())); }
+    static __m128i add(__m128i sum, __m128 x, __m128 next)
+    {
+        return _mm_sub_epi32(sum, _mm_castps_si128(_mm_cmpnge_ps(x * next, _mm_setzero_ps())));
+    }
 };
+// One if the sign bits differ.
 struct SignBits_32f {
-    static __m128i lanes(__m128 x, __m128 next) { return ones_of(_mm_xor_ps(x, next)); }
+    static __m128i add(__m128i sum, __m128 x, __m128 next)
+    {
+        return _mm_add_epi32(sum, _mm_srli_epi32(_mm_castps_si128(_mm_xor_ps(x, next)), 31));
+    }
 };
-// |sgn(x[n+1]) - sgn(x[n])|, sgn 0 for a zero and for NaN. Masks are -1 or 0.
+// |sgn(x[n+1]) - sgn(x[n])|, sgn 0 for a zero and for NaN.
 struct SignDistance_32f {
     static __m128i minus_sign(__m128 x)
     {
         const __m128 zero = _mm_setzero_ps();
         return _mm_sub_epi32(_mm_castps_si128(_mm_cmpgt_ps(x, zero)), _mm_castps_si128(_mm_cmplt_ps(x, zero)));
     }
-    static __m128i lanes(__m128 x, __m128 next)
+    static __m128i add(__m128i sum, __m128 x, __m128 next)
     {
-        return _mm_abs_epi32(_mm_sub_epi32(minus_sign(next), minus_sign(x)));
+        return _mm_add_epi32(sum, _mm_abs_epi32(_mm_sub_epi32(minus_sign(next), minus_sign(x))));
     }
 };
 
@@ -67,17 +73,19 @@ template <class Pair, class T>
 {
     constexpr std::ptrdiff_t lanes = 16 / sizeof(T);
     const std::ptrdiff_t pairs = std::ptrdiff_t{len} - 1;
-    __m128i sum = _mm_setzero_si128(), more = sum;
+    __m128i sum[2] = {_mm_setzero_si128(), _mm_setzero_si128()};
     std::ptrdiff_t n = 0;
-    for (; n + 2 * lanes <= pairs; n += 2 * lanes) {
-        sum = _mm_add_epi32(sum, Pair::lanes(register_at(src + n), register_at(src + n + 1)));
-        more = _mm_add_epi32(more, Pair::lanes(register_at(src + n + lanes), register_at(src + n + lanes + 1)));
+    for (; n + 2 * lanes <= pairs; n += 2 * lanes)
+        for_each_index<2>([&](auto i) __attribute__((always_inline)) {
+            const T* const at = src + n + i * lanes;
+            sum[i] = Pair::add(sum[i], register_at(at), register_at(at + 1));
+        });
+    if (n + lanes <= pairs) {
+        sum[0] = Pair::add(sum[0], register_at(src + n), register_at(src + n + 1));
+        n += lanes;
     }
-    sum = _mm_add_epi32(sum, more);
-    for (; n + lanes <= pairs; n += lanes)
-        sum = _mm_add_epi32(sum, Pair::lanes(register_at(src + n), register_at(src + n + 1)));
-    for (; n < pairs; ++n) sum = _mm_add_epi32(sum, Pair::lanes(element_at(src + n), element_at(src + n + 1)));
-    return sum_of_lanes(sum);
+    for (; n < pairs; ++n) sum[1] = Pair::add(sum[1], element_at(src + n), element_at(src + n + 1));
+    return sum_of_lanes(_mm_add_epi32(sum[0], sum[1]));
 }
 
 }  // namespace
