@@ -136,6 +136,21 @@ TYPED_TEST(NormEnergy, EveryHeightStepAndAddress)
                     ASSERT_TRUE(normalizes(m, random_track(T(), height), step, place));
 }
 
+// The maximum is found wherever it is, zero or not a number above it or not.
+TYPED_TEST(NormEnergy, TheMaximumMayLieAnywhereAndBelowZero)
+{
+    using T = TypeParam;
+    const Member<T> m = members(T())[0];
+    for (int height : {1, 2, 4, 5, 15, 16, 17, 31, 40})
+        for (int step : {1, 2})
+            for (int position = 0; position < height; ++position) {
+                Track<T> t = random_track(T(), height);
+                for (T& x : t.energies) x = T(-300) - T(generator()() % 100);
+                t.energies[static_cast<std::size_t>(position)] = T(-20);
+                ASSERT_TRUE(normalizes(m, t, step)) << "maximum in row " << position;
+            }
+}
+
 TYPED_TEST(NormEnergy, TallColumns)
 {
     using T = TypeParam;
