@@ -236,13 +236,11 @@ TYPED_TEST(BufferDelta, HeadAndTailKeepTheEndsForEveryTerm)
         std::vector<T> buffer, mul = {T(99), T(3)};
         for (int t = 0; t < 6; ++t) buffer.insert(buffer.end(), {T(t * t), T(-1)});
         ASSERT_EQ(m.call({buffer.data(), 6, 2, mul.data(), 1, 0, 2, T(3), 0}), SrOk);
-        const int delta[] = {9, 22, 40, 60, 58, 41};
-        const int clamped_nowhere[] = {9, (4 - 0) + 2 * (9 - 0), 40, 60, (25 - 9) + 2 * (25 - 4), 41};
+        const int delta[] = {9, (4 - 0) + 2 * (9 - 0), 40, 60, (25 - 9) + 2 * (25 - 4), 41};
         for (std::size_t t = 0; t < 6; ++t) {
             EXPECT_EQ(buffer[2 * t], T(t * t)) << m.name;
-            EXPECT_EQ(buffer[2 * t + 1], T(3 * clamped_nowhere[t])) << m.name << ", row " << t;
+            EXPECT_EQ(buffer[2 * t + 1], T(3 * delta[t])) << m.name << ", row " << t;
         }
-        EXPECT_EQ(delta[1], clamped_nowhere[1]);
     }
 }
 
