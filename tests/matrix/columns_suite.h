@@ -222,21 +222,20 @@ class Columns : public testing::TestWithParam<Member<T, M, V>> {
     {
         for (int width : {5, 16})
             for (int misalign : {0, static_cast<int>(sizeof(T))}) {
-                const auto p = random_problem(m, Values::Wide, width, 6, 15);
+                // Two rows of small numbers are exact throughout, so that no unmasked exception fires in the
+                // members that take the caller's environment.
+                const bool floating = std::is_floating_point_v<V>;
+                const auto p =
+                    random_problem(m, floating ? Values::Small : Values::Wide, width, floating ? 2 : 6, 15);
                 Layout layout;
                 layout.row_misalign = {misalign};
                 layout.block.misalign = misalign;
                 Trial trial(m, p, layout);
                 const auto arguments = trial.arguments();
                 SrStatus status = SrErrUnknown;
-                under_each_environment([&] { status = m.call(arguments); },
-                                       [&](const std::string& setting) {
-                                           // Floating-point results follow the caller's rounding.
-                                           if (std::is_integral_v<V> || setting == "default")
-                                               EXPECT_TRUE(trial.right(status)) << setting;
-                                           else
-                                               EXPECT_EQ(status, SrOk) << setting;
-                                       });
+                under_each_environment(
+                    [&] { status = m.call(arguments); },
+                    [&](const std::string& setting) { EXPECT_TRUE(trial.right(status)) << setting; });
             }
     }
 
