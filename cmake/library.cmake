@@ -43,6 +43,7 @@ endfunction()
 
 zelsr_subsystem(core)
 zelsr_subsystem(likelihood USES core)
+zelsr_subsystem(matrix USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)
