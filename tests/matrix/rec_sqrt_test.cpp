@@ -1,7 +1,8 @@
 // Reciprocal square roots under a floor.
 #include <gtest/gtest.h>
 
-#include "support/elementwise.h"
+#include "support/arrangements.h"
+#include "support/environment.h"
 #include "support/hooks.h"
 #include "support/operation.h"
 #include "support/reference/normalize.h"

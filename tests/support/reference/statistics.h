@@ -59,7 +59,7 @@ inline std::pair<float, float> mean_var_32f(const std::vector<float>& x)
 template <class T>
 T weighted_sum(const std::vector<T>& x, const std::vector<T>& w, bool squares)
 {
-    const auto term = [&](std::size_t r) { return squares ? w[r] * x[r] * x[r] : w[r] * x[r]; };
+    const auto term = [&](std::size_t r) { return w[r] * (squares ? x[r] * x[r] : x[r]); };
     const std::size_t body = x.size() / 4 * 4;
     T even = 0, odd = 0;
     for (std::size_t r = 0; r < body; r += 2) {
