@@ -113,7 +113,10 @@ template <class Load, class Rows, class... Kept>
             const __m128i x = load.of(rows[r] + column), y = load.of(rows[r + 1] + column);
             (kept.take(x, y), ...);
         }
-        if (r < end) (kept.take(load.of(rows[r++] + column), _mm_setzero_si128()), ...);
+        if (r < end) {
+            const __m128i x = load.of(rows[r++] + column);
+            (kept.take(x, _mm_setzero_si128()), ...);
+        }
         (kept.settle(), ...);
     }
 }
