@@ -133,6 +133,36 @@ TEST_P(Columns_16s16s32s, ManyRows)
             ASSERT_TRUE(runs(m, random_problem(m, kind, 9, height)));
 }
 
+// Rows enough for every intermediate sum of 32 bits to overflow; all of them are one row.
+TEST(Columns_16s, ExactSumsOverVeryManyRows)
+{
+    constexpr int kHeight = 200001;
+    for (int16_t x : {int16_t{-32768}, int16_t{32767}})
+        for (int misalign : {0, 2}) {
+            const Guarded<int16_t> row(std::vector<int16_t>(9, x), {misalign});
+            const std::vector<const int16_t*> list(kHeight, row.data());
+            const std::vector<int16_t> mean_in(9, 0);
+            std::vector<int16_t> mean(9), var(9);
+            std::vector<int32_t> wide_mean(9), wide_var(9);
+            EXPECT_EQ(
+                zelsMeanVarColumn_16s32s_D2LSfs(list.data(), kHeight, wide_mean.data(), wide_var.data(), 9, 0),
+                SrOk);
+            EXPECT_EQ(wide_mean, std::vector<int32_t>(9, x));
+            EXPECT_EQ(wide_var, std::vector<int32_t>(9, 0));
+            if (misalign == 0) continue;  // single precision gives out
+            EXPECT_EQ(zelsMeanColumn_16s_D2L(list.data(), kHeight, mean.data(), 9), SrOk);
+            EXPECT_NEAR(mean[0], x, 1);
+            EXPECT_EQ(mean, std::vector<int16_t>(9, reference::plain_mean_16s(Column(kHeight, x))));
+            EXPECT_EQ(zelsVarColumn_16s_D2LSfs(list.data(), kHeight, mean_in.data(), var.data(), 9, 16), SrOk);
+            EXPECT_NEAR(var[0], 16384, 1);
+            EXPECT_EQ(var, std::vector<int16_t>(9, reference::plain_var_16s(Column(kHeight, x), 0, 16)));
+            EXPECT_EQ(zelsMeanVarColumn_16s_D2LSfs(list.data(), kHeight, mean.data(), var.data(), 9, 10), SrOk);
+            const auto [expected_mean, expected_var] = reference::plain_mean_var_16s(Column(kHeight, x), 10);
+            EXPECT_EQ(mean, std::vector<int16_t>(9, expected_mean));
+            EXPECT_EQ(var, std::vector<int16_t>(9, expected_var));
+        }
+}
+
 // --- by hand ---
 
 // Rows of the values at any address modulo 16, for one call.
