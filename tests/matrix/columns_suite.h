@@ -12,10 +12,10 @@ namespace zelsr::test::columns {
 
 inline std::vector<int> widths()
 {
-    if (thin_effort()) return {1, 3, 4, 5, 8, 11, 16, 19};
+    if (thin_effort()) return {1, 3, 4, 5, 8, 11, 16, 19, 25, 50};
     std::vector<int> all;
     for (int width = 1; width <= 21; ++width) all.push_back(width);
-    all.insert(all.end(), {32, 36, 39, 40});
+    all.insert(all.end(), {24, 25, 31, 32, 33, 36, 39, 40, 47, 48, 49, 53, 64, 70});
     return all;
 }
 
