@@ -83,7 +83,7 @@ template <class T, int N, class Work>
         const int32_t first = (registers - N) * lanes, own = std::min(width - (registers - 1) * lanes, lanes);
         work(ColumnGroup<T, N, WholeRegister>{first, (registers - 1) * lanes + own - lanes, own, {}});
     }
-    if constexpr (N > 1) work_on_groups<T, N / 2>(width, registers, work);
+    if constexpr (N > 1) work_on_groups<T, N == 2 ? 1 : N - 2>(width, registers, work);
 }
 
 }  // namespace detail

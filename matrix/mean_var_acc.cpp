@@ -20,13 +20,17 @@ SrStatus accumulate(const T* src, const T* mean, T* mean_acc, T* var_acc, int32_
         var_sum += d * e;
     };
     constexpr int32_t lanes = kLanes<T>;
-    std::ptrdiff_t i = 0;
-    for (; i <= len - lanes; i += lanes) {
+    const auto add_register = [=](std::ptrdiff_t i) __attribute__((always_inline))
+    {
         auto mean_sum = Unaligned::lanes(mean_acc + i), var_sum = Unaligned::lanes(var_acc + i);
         add(Unaligned::lanes(src + i), Unaligned::lanes(mean + i), mean_sum, var_sum);
         Unaligned::put(mean_acc + i, mean_sum);
         Unaligned::put(var_acc + i, var_sum);
-    }
+    };
+    std::ptrdiff_t i = 0;
+    for (; i <= len - 4 * lanes; i += 4 * lanes)
+        for_each_index<4>([&](auto n) __attribute__((always_inline)) { add_register(i + n * lanes); });
+    for (; i <= len - lanes; i += lanes) add_register(i);
     if (const auto rest = static_cast<int32_t>(len - i); rest > 0) {
         auto mean_sum = load_first(mean_acc + i, rest), var_sum = load_first(var_acc + i, rest);
         add(load_first(src + i, rest), load_first(mean + i, rest), mean_sum, var_sum);
