@@ -168,7 +168,7 @@ const Table columns{"matrix/statistics",
                      {"zelsWeightedMeanVarColumn_64f_D2", weighted_row<double, zelsWeightedMeanVarColumn_64f_D2>},
                      {"zelsSumMeanVar_32f", sums_row<float, zelsSumMeanVar_32f>},
                      {"zelsSumMeanVar_16s32f", sums_row<std::int16_t, zelsSumMeanVar_16s32f>}},
-                    {{13, 1000}, {24, 1000}, {39, 1000}, {40, 1000}}};
+                    {{13, 1000}, {24, 1000}, {39, 1000}, {40, 1000}, {256, 256}}};
 
 const Table accumulators{"matrix/accumulators",
                          {{"zelsMeanVarAcc_32f", accumulators_row<float, zelsMeanVarAcc_32f>},
