@@ -107,6 +107,23 @@ class Columns : public testing::TestWithParam<Member<T, M, V>> {
                     ASSERT_TRUE(runs(m, random_problem(m, kind, width, height, sfs.next()), random_layout(width)));
     }
 
+    // Beyond the columns whose sums wait on the stack, and beyond the rows that stay in the first cache.
+    void wide_and_long()
+    {
+        Cycle sfs(scale_factors());
+        const bool thin = thin_effort();
+        for (int width :
+             thin ? std::vector<int>{129, 257} : std::vector<int>{63, 127, 128, 129, 131, 255, 256, 257, 261})
+            for (int height :
+                 thin ? std::vector<int>{65} : std::vector<int>{16, 17, 63, 64, 65, 66, 67, 128, 131, 259})
+                ASSERT_TRUE(
+                    runs(m, random_problem(m, Values::Wide, width, height, sfs.next()), random_layout(width)));
+        for (int height : thin ? std::vector<int>{2049} : std::vector<int>{2047, 2048, 2049, 2051, 4099})
+            for (int width : {1, 5})
+                ASSERT_TRUE(
+                    runs(m, random_problem(m, Values::Wide, width, height, sfs.next()), random_layout(width)));
+    }
+
     void every_placement()
     {
         Cycle widths(std::vector<int>{3, 4, 8, 13, 16, 23}), heights(std::vector<int>{2, 3, 4, 5, 9});
@@ -326,6 +343,7 @@ std::string member_name(const ParamInfo& info)
 // The suite's tests for one fixture, which a family derives from Columns.
 #define ZELSR_TEST_COLUMNS(Fixture)                                                                \
     TEST_P(Fixture, EveryWidthAndHeight) { every_width_and_height(); }                             \
+    TEST_P(Fixture, WideAndLong) { wide_and_long(); }                                              \
     TEST_P(Fixture, EveryPlacement) { every_placement(); }                                         \
     TEST_P(Fixture, EveryStep) { every_step(); }                                                   \
     TEST_P(Fixture, OneRowOff16Bytes) { one_row_off_16_bytes(); }                                  \

@@ -136,6 +136,16 @@ TYPED_TEST(SumMeanVar, ManyRowsInOrder)
             EXPECT_TRUE(sums<TypeParam>(11, height, 5, {Placement{misalign}, Placement{}, Placement{misalign}}));
 }
 
+TYPED_TEST(SumMeanVar, WideAndLong)
+{
+    for (int width : {127, 128, 129, 131, 256, 257, 261})
+        for (int height : {17, 64, 65, 67, 128, 131}) {
+            if (thin_effort() && height != 65) continue;
+            ASSERT_TRUE(sums<TypeParam>(width, height, 3, {Placement{height % 2 * 4}, Placement{}, Placement{}}));
+        }
+    for (int height : {2048, 2049, 4099}) ASSERT_TRUE(sums<TypeParam>(3, thin_effort() ? 2049 : height, 0, {}));
+}
+
 TYPED_TEST(SumMeanVar, SpecialValues)
 {
     for (int i = 0; i < 50; ++i)
