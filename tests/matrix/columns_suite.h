@@ -110,18 +110,16 @@ class Columns : public testing::TestWithParam<Member<T, M, V>> {
     // Beyond the columns whose sums wait on the stack, and beyond the rows that stay in the first cache.
     void wide_and_long()
     {
-        Cycle sfs(scale_factors());
-        const bool thin = thin_effort();
-        for (int width :
-             thin ? std::vector<int>{129, 257} : std::vector<int>{63, 127, 128, 129, 131, 255, 256, 257, 261})
-            for (int height :
-                 thin ? std::vector<int>{65} : std::vector<int>{16, 17, 63, 64, 65, 66, 67, 128, 131, 259})
-                ASSERT_TRUE(
-                    runs(m, random_problem(m, Values::Wide, width, height, sfs.next()), random_layout(width)));
-        for (int height : thin ? std::vector<int>{2049} : std::vector<int>{2047, 2048, 2049, 2051, 4099})
-            for (int width : {1, 5})
-                ASSERT_TRUE(
-                    runs(m, random_problem(m, Values::Wide, width, height, sfs.next()), random_layout(width)));
+        Cycle sfs(scale_factors()), heights(std::vector<int>{16, 63, 64, 65, 66, 67, 17, 128, 131, 259});
+        std::vector<int> widths = {63, 127, 128, 129, 131, 255, 256, 257, 261};
+        if (thin_effort()) widths = {129, 257};
+        for (int width : widths)
+            for (int i = 0; i < (thin_effort() ? 1 : 4); ++i)
+                ASSERT_TRUE(runs(m, random_problem(m, Values::Wide, width, heights.next(), sfs.next()),
+                                 random_layout(width)));
+        Cycle narrow(std::vector<int>{1, 5});
+        for (int height : thin_effort() ? std::vector<int>{2049} : std::vector<int>{2047, 2048, 2049, 2051, 4099})
+            ASSERT_TRUE(runs(m, random_problem(m, Values::Wide, narrow.next(), height, sfs.next()), {}));
     }
 
     void every_placement()
