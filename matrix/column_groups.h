@@ -11,6 +11,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/elementwise.h"
 #include "core/simd.h"
 
 namespace zelsr {
@@ -24,12 +25,17 @@ struct WholeRegister {
         return _mm_cvtepi32_ps(low_16s32s(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
     }
 };
-// The columns of a matrix narrower than a register; zeros behind them.
+// The columns of a matrix narrower than a register. Behind them elements repeat, so that no exception is raised
+// that an element does not raise; integers, which raise none, have zeros there.
 struct NarrowRow {
     int width;
 
-    __m128 of(const float* p) const { return FirstLanes{width}.lanes(p); }
-    static __m128d of(const double* p) { return OneLane::lanes(p); }
+    __m128 of(const float* p) const
+    {
+        if (width == 1) return OneElement::of(p);
+        return width == 2 ? TwoElements::of(p) : _mm_movelh_ps(TwoElements::of(p), OneElement::of(p + 2));
+    }
+    static __m128d of(const double* p) { return OneElement::of(p); }
     __m128 of(const int16_t* p) const
     {
         __m128i x = _mm_cvtsi32_si128(load_one(p));
