@@ -149,7 +149,8 @@ inline std::pair<std::int16_t, std::int16_t> plain_mean_var_16s(const std::vecto
 
 // --- 16-bit data in double ---
 
-inline double limited_to_32s(double x) { return std::min(std::max(x, -2147483648.0), 2147483647.0); }
+// The upper limit for NaN.
+inline double limited_to_32s(double x) { return std::max(limited(x, 2147483647.0), -2147483648.0); }
 
 // Mean and variance before the rounding.
 inline std::pair<double, double> mean_var_in_double(const std::vector<std::int16_t>& x, double scale)
