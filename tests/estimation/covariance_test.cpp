@@ -1,0 +1,460 @@
+// Covariance over frames: bits equal to the statement's in either order of the work, and where the order changes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfenv>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/effort.h"
+#include "support/faults.h"
+#include "support/guarded.h"
+#include "support/hooks.h"
+#include "support/odd_stack.h"
+#include "support/reference/covariance.h"
+#include "zelsr/estimation/covariance.h"
+
+namespace zelsr::test {
+namespace {
+
+// ---- Members ----------------------------------------------------------------------------------------------
+
+template <class T>
+struct Arguments {
+    const T* block;
+    const T* const* list;
+    std::int32_t step, height;
+    const T* mean;
+    double* dst_block;
+    double* const* dst_list;
+    std::int32_t width, dst_step;
+    double factor;
+};
+
+int stack_misalign = -1;
+
+template <class... Parameter>
+SrStatus invoke(SrStatus (*function)(Parameter...), std::type_identity_t<Parameter>... arguments)
+{
+#ifdef __i386__
+    if (stack_misalign >= 0)
+        return call_misaligned<SrStatus, Parameter...>(function, stack_misalign, arguments...);
+#endif
+    return function(arguments...);
+}
+
+SrStatus blocks(const Arguments<float>& a)
+{
+    return invoke(zelsAccCovarianceMatrix_32f64f_D2, a.block, a.step, a.height, a.mean, a.dst_block, a.width,
+                  a.dst_step, a.factor);
+}
+SrStatus blocks(const Arguments<std::int16_t>& a)
+{
+    return invoke(zelsAccCovarianceMatrix_16s64f_D2, a.block, a.step, a.height, a.mean, a.dst_block, a.width,
+                  a.dst_step, a.factor);
+}
+SrStatus lists(const Arguments<float>& a)
+{
+    return invoke(zelsAccCovarianceMatrix_32f64f_D2L, a.list, a.height, a.mean, a.dst_list, a.width, a.factor);
+}
+SrStatus lists(const Arguments<std::int16_t>& a)
+{
+    return invoke(zelsAccCovarianceMatrix_16s64f_D2L, a.list, a.height, a.mean, a.dst_list, a.width, a.factor);
+}
+
+template <class T, bool List>
+struct Form {
+    using Element = T;
+    static constexpr bool list = List;
+    // Of the step (the width of lists) times the height.
+    static constexpr int large = sizeof(T) == 4 ? (List ? 134000 : 140000) : (List ? 260000 : 270000);
+    static SrStatus call(const Arguments<T>& a) { return List ? lists(a) : blocks(a); }
+};
+
+// ---- One job ----------------------------------------------------------------------------------------------
+
+struct Shape {
+    int width, height;
+    int beyond = 0, dst_beyond = 0;  // steps less the width
+    // Addresses modulo 16 of frames, mean and matrix.
+    int frames_off = 0, mean_off = 0, dst_off = 0;
+    // Lists: this row of the frames, of the matrix, one element further.
+    int odd_frame = -1, odd_row = -1;
+    double factor = 0.37;
+};
+
+// Frames are between guard pages together, rows at the step, in lists too; what lies between them is not a number.
+template <class F>
+class Job {
+  public:
+    using T = typename F::Element;
+
+    explicit Job(const Shape& shape, bool with_special = false)
+        : s_(shape),
+          step_(s_.width + s_.beyond),
+          dst_step_(s_.width + s_.dst_beyond),
+          mean_values_(draw(with_special)),
+          frames_(frame_block(with_special), {s_.frames_off}),
+          mean_(mean_values_, {s_.mean_off}),
+          dst_(matrix_block(), {s_.dst_off}),
+          before_(dst_.values())
+    {
+        for (int r = 0; r < s_.height; ++r) list_.push_back(frames_.data() + place(r, step_, s_.odd_frame));
+        for (int r = 0; r < s_.width; ++r) dst_list_.push_back(dst_.data() + place(r, dst_step_, s_.odd_row));
+        frames_.take_snapshot();
+        mean_.take_snapshot();
+        dst_.take_snapshot();
+    }
+
+    Arguments<T> arguments() const
+    {
+        return {frames_.data(), list_.data(),     step_,    s_.height, mean_.data(),
+                dst_.data(),    dst_list_.data(), s_.width, dst_step_, s_.factor};
+    }
+    Guarded<double>& dst() { return dst_; }
+    std::vector<double> values() const { return dst_.values(); }
+
+    // By the rule, from the addresses themselves.
+    bool large() const
+    {
+        const auto aligned = [](const void* p) { return reinterpret_cast<std::uintptr_t>(p) % 16 == 0; };
+        if (!aligned(mean_.data())) return false;
+        if (F::list)
+            return std::all_of(list_.begin(), list_.end(), aligned) &&
+                   std::all_of(dst_list_.begin(), dst_list_.end(), aligned) && s_.height * s_.width >= F::large;
+        return aligned(frames_.data()) && aligned(dst_.data()) && step_ % 4 == 0 && dst_step_ % 4 == 0 &&
+               step_ * s_.height >= F::large;
+    }
+    std::vector<double> expected(bool by_frames) const
+    {
+        std::vector<std::vector<double>> matrix;
+        for (int r = 0; r < s_.width; ++r) {
+            const double* row = &before_[place(r, dst_step_, s_.odd_row)];
+            matrix.emplace_back(row, row + s_.width);
+        }
+        if (by_frames)
+            reference::add_covariance_by_frames(rows_, mean_values_, matrix, s_.factor);
+        else
+            reference::add_covariance(rows_, mean_values_, matrix, s_.factor);
+        std::vector<double> block = before_;
+        for (int r = 0; r < s_.width; ++r)
+            std::copy(matrix[static_cast<std::size_t>(r)].begin(), matrix[static_cast<std::size_t>(r)].end(),
+                      &block[place(r, dst_step_, s_.odd_row)]);
+        return block;
+    }
+    testing::AssertionResult right(SrStatus status) const
+    {
+        testing::AssertionResult verdict = same_values(expected(large()), dst_.values());
+        if (status != SrOk) verdict = testing::AssertionFailure() << "status " << status;
+        if (!dst_.intact()) verdict = testing::AssertionFailure() << "written beside the matrix";
+        if (!frames_.as_snapshot() || !mean_.as_snapshot())
+            verdict = testing::AssertionFailure() << "a source was written";
+        if (verdict) return verdict;
+        return verdict << "; " << s_.height << " frames of " << s_.width << " + " << s_.beyond << ", matrix + "
+                       << s_.dst_beyond << ", off " << s_.frames_off << " " << s_.mean_off << " " << s_.dst_off
+                       << ", odd rows " << s_.odd_frame << " " << s_.odd_row << (large() ? ", large" : "");
+    }
+    testing::AssertionResult runs() const { return right(F::call(arguments())); }
+
+  private:
+    static std::size_t place(int row, int step, int odd)
+    {
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(step) + (row == odd ? 1 : 0);
+    }
+    std::vector<T> draw(bool with_special) const
+    {
+        std::vector<T> values = uniform_vector<T>(s_.width, T(-30000), T(30000));
+        const std::vector<T> special = special_values<T>();
+        for (T& x : values)
+            if (with_special && generator()() % 6 == 0) x = special[generator()() % special.size()];
+        return values;
+    }
+    std::vector<T> frame_block(bool with_special)
+    {
+        using Limits = std::numeric_limits<T>;
+        std::vector<T> block(
+            place(s_.height - 1, step_, -1) + static_cast<std::size_t>(s_.width) + (s_.odd_frame >= 0),
+            Limits::has_quiet_NaN ? Limits::quiet_NaN() : Limits::max());
+        for (int r = 0; r < s_.height; ++r) {
+            rows_.push_back(draw(with_special));
+            std::copy(rows_.back().begin(), rows_.back().end(), &block[place(r, step_, s_.odd_frame)]);
+        }
+        return block;
+    }
+    std::vector<double> matrix_block() const
+    {
+        return uniform_vector<double>(
+            static_cast<int>(place(s_.width - 1, dst_step_, -1)) + s_.width + (s_.odd_row >= 0), -1e6, 1e6);
+    }
+
+    Shape s_;
+    std::int32_t step_, dst_step_;
+    std::vector<T> mean_values_;
+    std::vector<std::vector<T>> rows_;
+    Guarded<T> frames_, mean_;
+    Guarded<double> dst_;
+    std::vector<double> before_;
+    std::vector<const T*> list_;
+    std::vector<double*> dst_list_;
+};
+
+template <class F>
+class Covariance : public testing::Test {};
+struct FormName {
+    template <class F>
+    static std::string GetName(int)
+    {
+        return std::string(sizeof(typename F::Element) == 4 ? "32f64f" : "16s64f") + (F::list ? "_D2L" : "_D2");
+    }
+};
+using Forms =
+    testing::Types<Form<float, false>, Form<float, true>, Form<std::int16_t, false>, Form<std::int16_t, true>>;
+TYPED_TEST_SUITE(Covariance, Forms, FormName);
+
+// ---- Small jobs -------------------------------------------------------------------------------------------
+
+TYPED_TEST(Covariance, IsTheSumOverFramesAtEverySize)
+{
+    for (int width : lengths(8))
+        for (int height : {1, 2, 3, 4, 5, 8, 17})
+            for (bool special : {false, true}) {
+                Shape shape{width, height};
+                ASSERT_TRUE(Job<TypeParam>(shape, special).runs());
+                shape.beyond = uniform(0, 5);
+                shape.dst_beyond = uniform(0, 5);
+                ASSERT_TRUE(Job<TypeParam>(shape, special).runs());
+                shape.beyond = shape.dst_beyond = (8 - width % 8) % 8;
+                ASSERT_TRUE(Job<TypeParam>(shape, special).runs());
+            }
+}
+
+TYPED_TEST(Covariance, IsTheSumOverFramesAtEveryAddress)
+{
+    for (int width : {1, 3, 4, 7, 8, 13})
+        for (int height : {1, 4, 6})
+            for (int off = 0; off < 16; ++off) {
+                ASSERT_TRUE(Job<TypeParam>(Shape{width, height, 1, 1, off, 0, 0}).runs());
+                ASSERT_TRUE(Job<TypeParam>(Shape{width, height, 1, 1, 0, off, 0}).runs());
+                ASSERT_TRUE(Job<TypeParam>(Shape{width, height, 1, 1, 0, 0, off}).runs());
+                ASSERT_TRUE(Job<TypeParam>(Shape{width, height, 1, 1, off, off, off}).runs());
+            }
+}
+
+TYPED_TEST(Covariance, InEachRoundingMode)
+{
+    for (int mode : {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO})
+        for (int width : {1, 4, 11}) {
+            const Job<TypeParam> job(Shape{width, 9});
+            std::fesetround(mode);
+            const testing::AssertionResult right = job.runs();
+            EXPECT_EQ(std::fegetround(), mode);
+            std::fesetround(FE_TONEAREST);
+            EXPECT_TRUE(right) << mode;
+        }
+}
+
+TYPED_TEST(Covariance, BothDifferencesAreFromTheMeanOfTheSecondColumn)
+{
+    using T = typename TypeParam::Element;
+    const std::vector<T> frame = {3, 10}, mean = {1, 4};
+    std::vector<double> dst = {100, 200, -999, 300};
+    const T* list[] = {frame.data()};
+    double* dst_list[] = {&dst[0], &dst[2]};
+    EXPECT_EQ(TypeParam::call({frame.data(), list, 2, 1, mean.data(), dst.data(), dst_list, 2, 2, 0.5}), SrOk);
+    // (3 - 1)^2, (3 - 4) (10 - 4), (10 - 4)^2; the lower triangle is no input.
+    EXPECT_EQ(dst, (std::vector<double>{102, 197, 197, 318}));
+}
+
+TYPED_TEST(Covariance, FactorsOfAllKinds)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (double factor :
+         {0.0, -0.0, 1.0, -1.0, infinity, std::numeric_limits<double>::quiet_NaN(), 1e-310, 1e300}) {
+        Shape shape{9, 5};
+        shape.factor = factor;
+        ASSERT_TRUE(Job<TypeParam>(shape).runs());
+    }
+}
+
+// ---- Large jobs -------------------------------------------------------------------------------------------
+
+// A job just large enough of this step (width of lists), or one frame less.
+template <class F>
+Shape at_threshold(int width, int step, int less)
+{
+    const int of_row = F::list ? width : step;
+    Shape shape{width, (F::large + of_row - 1) / of_row - less};
+    shape.beyond = step - width;
+    shape.dst_beyond = (8 - width % 8) % 8;
+    return shape;
+}
+
+// Steps of lists here put their rows on 16 bytes.
+TYPED_TEST(Covariance, LargeJobsGoFrameByFrameFromTheThresholdOn)
+{
+    for (const auto& [width, step] : {std::pair{1, 8}, {3, 40}, {4, 8}, {5, 8}, {8, 8}, {13, 400}, {16, 16}})
+        for (int less : {0, 1}) {
+            if (thin_effort() && width != 4) continue;
+            const Job<TypeParam> job(at_threshold<TypeParam>(width, step, less));
+            EXPECT_EQ(job.large(), less == 0);
+            ASSERT_TRUE(job.runs());
+            // The two orders do tell.
+            if (width > 1) EXPECT_FALSE(same_values(job.expected(true), job.expected(false)));
+        }
+}
+
+TYPED_TEST(Covariance, LargeJobsThatAreNotAlignedSumFirst)
+{
+    using T = typename TypeParam::Element;
+    if (thin_effort()) return;
+    const auto off = static_cast<int>(sizeof(T));
+    const Shape large = at_threshold<TypeParam>(5, 8, 0);
+    std::vector<Shape> shapes(3, large);
+    shapes[0].frames_off = off;
+    shapes[1].mean_off = off;
+    shapes[2].dst_off = 8;
+    if (TypeParam::list) {
+        for (int row : {0, 1, large.height / 2, large.height - 1}) {
+            shapes.push_back(large);
+            shapes.back().odd_frame = row;
+        }
+        for (int row : {0, 2, 4}) {
+            shapes.push_back(large);
+            shapes.back().odd_row = row;
+        }
+    } else {
+        for (int beyond : {4, 5, 6, 8, 9}) {  // steps of 9, 10, 11, 13, 14
+            shapes.push_back(large);
+            shapes.back().beyond = beyond;
+            shapes.push_back(large);
+            shapes.back().dst_beyond = beyond;
+        }
+    }
+    for (const Shape& shape : shapes) {
+        const Job<TypeParam> job(shape);
+        EXPECT_FALSE(job.large());
+        ASSERT_TRUE(job.runs());
+    }
+}
+
+// Blocks ask for steps that are multiples of 4, whatever the type: rows of 16-bit frames may lie 8 bytes off.
+TYPED_TEST(Covariance, LargeJobsHaveStepsOfFours)
+{
+    if (TypeParam::list || thin_effort()) return;
+    Shape shape = at_threshold<TypeParam>(7, 12, 0);
+    for (int dst_beyond : {1, 5}) {
+        shape.dst_beyond = dst_beyond;
+        const Job<TypeParam> job(shape);
+        EXPECT_TRUE(job.large());
+        ASSERT_TRUE(job.runs());
+    }
+}
+
+TYPED_TEST(Covariance, LargeJobsWithSpecialValuesAndInEachRoundingMode)
+{
+    if (thin_effort()) return;
+    const Shape shape = at_threshold<TypeParam>(6, 8, 0);
+    for (int mode : {FE_TONEAREST, FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO}) {
+        const Job<TypeParam> job(shape, mode == FE_TONEAREST);
+        std::fesetround(mode);
+        const testing::AssertionResult right = job.runs();
+        std::fesetround(FE_TONEAREST);
+        EXPECT_TRUE(right) << mode;
+    }
+}
+
+// One frame is a large job at a step that it never takes.
+TYPED_TEST(Covariance, TheSizeOfAJobIsNotThatOfItsMemory)
+{
+    if (TypeParam::list) return;
+    const Job<TypeParam> job(Shape{8, 1});
+    auto arguments = job.arguments();
+    arguments.step = INT32_MAX - 3;
+    EXPECT_EQ(TypeParam::call(arguments), SrOk);
+    EXPECT_TRUE(same_values(job.expected(true), job.values()));
+    EXPECT_FALSE(same_values(job.expected(true), job.expected(false)));
+}
+
+// ---- What every member keeps ------------------------------------------------------------------------------
+
+TYPED_TEST(Covariance, ChecksNullThenSizesThenSteps)
+{
+    using T = typename TypeParam::Element;
+    using A = Arguments<T>;
+    Shape shape{5, 3, 1, 1};
+    Job<TypeParam> job(shape);
+    for (std::int32_t size : {0, -1, INT32_MIN}) {
+        std::vector<Fault<A>> faults = {{"frames", SrErrNullPtr,
+                                         [](A& a) {
+                                             a.block = nullptr;
+                                             a.list = nullptr;
+                                         }},
+                                        {"mean", SrErrNullPtr, [](A& a) { a.mean = nullptr; }},
+                                        {"matrix", SrErrNullPtr,
+                                         [](A& a) {
+                                             a.dst_block = nullptr;
+                                             a.dst_list = nullptr;
+                                         }},
+                                        {"height", SrErrSize, [size](A& a) { a.height = size; }},
+                                        {"width", SrErrSize, [size](A& a) { a.width = size; }}};
+        if (!TypeParam::list)
+            for (std::int32_t step : {4, INT32_MIN}) {
+                faults.push_back({"step", SrErrStride, [step](A& a) { a.step = step; }});
+                faults.push_back({"matrix step", SrErrStride, [step](A& a) { a.dst_step = step; }});
+            }
+        expect_check_order<A>(job.arguments(), faults, TypeParam::call, {&job.dst()});
+    }
+}
+
+TYPED_TEST(Covariance, AsksForNoMemory)
+{
+    for (const Shape& shape : {Shape{3, 2}, Shape{100, 50}, at_threshold<TypeParam>(8, 8, 0)}) {
+        const Job<TypeParam> job(shape);
+        const AllocatorWatch watch(1);
+        EXPECT_EQ(TypeParam::call(job.arguments()), SrOk);
+        EXPECT_EQ(watch.requests(), 0);
+    }
+}
+
+// Blocks of the exact size, for the address sanitizer and valgrind: an aligned load beyond the last element
+// touches no forbidden page.
+TYPED_TEST(Covariance, ReadsNothingBesideTheArrays)
+{
+    using T = typename TypeParam::Element;
+    for (int width = 1; width <= 19; ++width)
+        for (int height : {1, 2, 5}) {
+            const auto n = static_cast<std::size_t>(width), m = static_cast<std::size_t>(height);
+            std::vector<std::unique_ptr<T[]>> kept;
+            std::vector<std::unique_ptr<double[]>> kept_dst;
+            std::vector<const T*> list;
+            std::vector<double*> dst_list;
+            for (std::size_t r = 0; r < m; ++r) list.push_back(kept.emplace_back(new T[n]()).get());
+            for (std::size_t r = 0; r < n; ++r) dst_list.push_back(kept_dst.emplace_back(new double[n]()).get());
+            const std::unique_ptr<T[]> block(new T[n * m]()), mean(new T[n]());
+            const std::unique_ptr<double[]> dst(new double[n * n]());
+            EXPECT_EQ(TypeParam::call({block.get(), list.data(), width, height, mean.get(), dst.get(),
+                                       dst_list.data(), width, width, 1}),
+                      SrOk);
+        }
+}
+
+#ifdef __i386__
+TYPED_TEST(Covariance, TakesACallWithTheStackOn4Bytes)
+{
+    for (int stack : {0, 4, 8, 12})
+        for (const Shape& shape : {Shape{3, 2}, Shape{13, 5}, at_threshold<TypeParam>(5, 8, 0)}) {
+            const Job<TypeParam> job(shape);
+            stack_misalign = stack;
+            const SrStatus status = TypeParam::call(job.arguments());
+            stack_misalign = -1;
+            ASSERT_TRUE(job.right(status)) << stack;
+        }
+}
+#endif
+
+}  // namespace
+}  // namespace zelsr::test
