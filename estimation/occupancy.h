@@ -1,6 +1,7 @@
 // The checks of occupancies, in the order in which they are made.
 #pragma once
 
+#include <cmath>
 #include <concepts>
 #include <limits>
 
@@ -8,10 +9,11 @@
 
 namespace zelsr {
 
+// NaN fails it without an exception, which the caller may have unmasked.
 template <std::floating_point... T>
 constexpr SrStatus not_negative(T... occupancies)
 {
-    return require((... && (occupancies >= T(0))), SrErrNegValue);
+    return require((... && std::isgreaterequal(occupancies, T(0))), SrErrNegValue);
 }
 
 // Of occupancies that are not negative.

@@ -6,14 +6,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "support/bits.h"
@@ -30,7 +33,8 @@ struct Arguments {
     std::array<void*, 7> pointer;
     std::array<std::int32_t, 2> integer;
     std::array<double, 4> scalar;
-    bool sources_on_16_bytes;  // those of the library's call, the reference's too
+    std::array<float, 4> scalar_32f;  // rounded before the call, which may be in another environment
+    bool sources_on_16_bytes;         // those of the library's call, the reference's too
 };
 
 // The stack pointer modulo 16 at each call; below 0 calls are made as the compiler makes them (i386).
@@ -45,8 +49,10 @@ SrStatus call_with(SrStatus (*function)(Parameter...), const Arguments& a)
             return static_cast<T>(a.pointer[pointer++]);
         else if constexpr (std::is_integral_v<T>)
             return a.integer[integer++];
+        else if constexpr (std::is_same_v<T, float>)
+            return a.scalar_32f[scalar++];
         else
-            return static_cast<T>(a.scalar[scalar++]);
+            return a.scalar[scalar++];
     };
     const std::tuple<Parameter...> in_order{take(std::type_identity<Parameter>{})...};
     const auto call = [function](Parameter... argument) {
@@ -77,6 +83,8 @@ struct Member {
     Rounding rounding = Rounding::Callers;
     Overlap overlap = Overlap::Undefined;
     std::vector<std::int32_t> scale_factors = {0};
+    // Beside one unit of the last place of the result: times its size and the length. Below 0: the same bits.
+    double tolerance = -1;
     bool status_of_nan_is_free = false;  // a result that is not a number may come with SrOk or SrWarnLnNegArg
 
     bool source(std::size_t p) const { return roles[p] == 'i' || roles[p] == 'v' || roles[p] == 'b'; }
@@ -129,6 +137,7 @@ class Trial {
           std::optional<Share> share = {}, Scalars scalars = {}, std::int32_t sf = 0)
         : m_(member), len_(len), places_(places), share_(share), scalars_(scalars), sf_(sf)
     {
+        for (std::size_t i = 0; i < scalars.size(); ++i) scalars_32f_[i] = static_cast<float>(scalars[i]);
         const std::size_t count = m_.roles.size();
         for (std::size_t p = 0; p < count; ++p) home_.push_back({p, 0});
         std::vector<std::size_t> sizes(count, static_cast<std::size_t>(len));
@@ -189,7 +198,7 @@ class Trial {
     }
     testing::AssertionResult as_expected(SrStatus returned) const
     {
-        testing::AssertionResult verdict = same_value(expected_result_, result_.get(0));
+        testing::AssertionResult verdict = right_result(result_.get(0));
         if (!verdict) verdict << " of the result";
         for (std::size_t p = 0; p < arrays_.size() && verdict; ++p) {
             verdict = same_values(expected_[p], arrays_[p]->values());
@@ -205,10 +214,17 @@ class Trial {
   private:
     static constexpr R kBefore = 77;
 
+    testing::AssertionResult right_result(R actual) const
+    {
+        if (m_.tolerance < 0 || same(expected_result_, actual)) return same_value(expected_result_, actual);
+        const double unit = std::numeric_limits<R>::epsilon() + m_.tolerance * len_;
+        return near_values<R>({expected_result_}, {actual},
+                              unit * std::abs(static_cast<double>(expected_result_)));
+    }
     template <class Buffer>
     Arguments arguments_of(Buffer buffer, R* result)
     {
-        Arguments a{{}, {len_, sf_}, scalars_, true};
+        Arguments a{{}, {len_, sf_}, scalars_, scalars_32f_, true};
         for (std::size_t p = 0; p < home_.size(); ++p) {
             const auto [array, first] = home_[p];
             if (m_.result(p))
@@ -237,6 +253,7 @@ class Trial {
     std::vector<Placement> places_;
     std::optional<Share> share_;
     Scalars scalars_;
+    std::array<float, 4> scalars_32f_;
     std::int32_t sf_;
     std::vector<std::pair<std::size_t, int>> home_;  // of each pointer: its array, its first element there
     std::vector<std::unique_ptr<Guarded<T>>> arrays_;

@@ -57,7 +57,8 @@ SrStatus zelsUpdateVar_64f(const double* mean_acc, const double* square_acc, con
  * (0 + 1) + (2 + 3). */
 SrStatus zelsUpdateWeight_32f(const float* acc, float* weight, int32_t len, float* sum, float occupancy,
                               float floor);
-/** Two partial sums, even and odd elements, the last of an odd number in the first. */
+/** Two partial sums, even and odd elements, the last of an odd number in the first; one sum in order where weight
+ * begins inside acc. */
 SrStatus zelsUpdateWeight_64f(const double* acc, double* weight, int32_t len, double* sum, double occupancy,
                               double floor);
 /** @} */

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "support/reference/convert.h"
+#include "support/reference/overlap.h"
 #include "zelsr/core/convert.h"
 #include "zelsr/types.h"
 
@@ -51,12 +52,6 @@ SrStatus weighted_sum(const T* first, const T* second, T* dst, std::int32_t len,
         }
     }
     return defined ? SrOk : SrWarnDivByZero;
-}
-
-inline bool begins_inside(const float* dst, const float* src, std::int32_t len)
-{
-    const auto to = reinterpret_cast<std::uintptr_t>(dst), from = reinterpret_cast<std::uintptr_t>(src);
-    return to > from && to < from + static_cast<std::uintptr_t>(len) * sizeof(float);
 }
 
 // The square in single; behind the last four, and in overlapping arrays, the rest in double.

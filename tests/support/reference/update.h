@@ -6,6 +6,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "support/reference/overlap.h"
 #include "zelsr/core/vector.h"
 #include "zelsr/types.h"
 
@@ -60,12 +61,14 @@ SrStatus update_var(const T* mean_acc, const T* square_acc, const T* floor, T* v
     return floored == len ? SrWarnAllFloored : SrOk;
 }
 
-// As many partial sums as a register has lanes; what lies behind the last whole register goes to the first.
+// As many partial sums as a register has lanes; what lies behind the last whole register goes to the first. One
+// sum in order where the result overlaps elements to come.
 template <class T>
 SrStatus update_weight(const T* acc, T* weight, std::int32_t len, T* sum, T occupancy, T floor)
 {
     if (SrStatus status = status_of_counts(occupancy, occupancy)) return status;
     constexpr std::int32_t kLanes = 16 / sizeof(T);
+    const std::int32_t whole = begins_inside(weight, acc, len) ? 0 : len - len % kLanes;
     const T reciprocal = 1 / occupancy;
     T part[4] = {};
     std::int32_t floored = 0;
@@ -73,7 +76,7 @@ SrStatus update_weight(const T* acc, T* weight, std::int32_t len, T* sum, T occu
         const T w = acc[i] * reciprocal;
         if (!(floor < w)) ++floored;
         weight[i] = floor < w ? w : floor;
-        part[i < len - len % kLanes ? i % kLanes : 0] += weight[i];
+        part[i < whole ? i % kLanes : 0] += weight[i];
     }
     if constexpr (kLanes == 4)
         *sum = (part[0] + part[1]) + (part[2] + part[3]);
