@@ -303,7 +303,7 @@ TYPED_TEST(Covariance, LargeJobsGoFrameByFrameFromTheThresholdOn)
             EXPECT_EQ(job.large(), less == 0);
             ASSERT_TRUE(job.runs());
             // The two orders do tell.
-            EXPECT_FALSE(same_values(job.expected(true), job.expected(false)));
+            EXPECT_TRUE(width == 1 || !same_values(job.expected(true), job.expected(false)));
         }
 }
 

@@ -1,6 +1,8 @@
 // Variances from second moments: which elements round how.
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "estimation/vector_suite.h"
 #include "support/operation.h"
 #include "support/reference/interpolation.h"
@@ -103,6 +105,23 @@ TEST(NewVar, IntegersSaturate)
             EXPECT_EQ(zelsNewVar_32s_Sfs(m.data(), q.data(), dst.data(), 5, 1, b, sf), SrOk);
             EXPECT_EQ(dst.values(), expected) << misalign << " " << sf;
         }
+    }
+}
+
+// Zero times an infinite scale is a NaN with its sign set.
+TEST(NewVar, IntegersOfNoValueGoByTheSign)
+{
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<int32_t> mean(9, 3), square(9, 9);
+    for (int misalign : {0, 4}) {
+        const Guarded<int32_t> m(mean, {misalign}), q(square, {misalign});
+        Guarded<int32_t> dst(9);
+        EXPECT_EQ(zelsNewVar_32s_Sfs(m.data(), q.data(), dst.data(), 9, 1, 1, -200), SrOk);
+        EXPECT_EQ(dst.values(), std::vector<int32_t>(9, INT32_MIN)) << misalign;
+        EXPECT_EQ(zelsNewVar_32s_Sfs(m.data(), q.data(), dst.data(), 9, nan, 1, 0), SrOk);
+        EXPECT_EQ(dst.values(), std::vector<int32_t>(9, INT32_MAX)) << misalign;
+        EXPECT_EQ(zelsNewVar_32s_Sfs(m.data(), q.data(), dst.data(), 9, -nan, 1, 0), SrOk);
+        EXPECT_EQ(dst.values(), std::vector<int32_t>(9, INT32_MIN)) << misalign;
     }
 }
 

@@ -57,8 +57,8 @@ SrStatus zelsWeightedSumHalf_16s(const int16_t* first, const int16_t* second, in
 SrStatus zelsNewVar_32f(const float* mean, const float* square, float* dst, int32_t len, float a, float b);
 /** As zelsNewVar_32f(), in place. */
 SrStatus zelsNewVar_32f_I(const float* mean, float* square, int32_t len, float a, float b);
-/** In single precision, times 2^-sf (the multipliers of zelsConvert_32f32s_Sfs()), saturated. mean and square both
- * on 16-byte boundaries: rounded to nearest with ties to even; else truncated toward zero. */
+/** In single precision, times 2^-sf and saturated (multipliers and NaN as in zelsConvert_32f32s_Sfs()). mean and
+ * square both on 16-byte boundaries: rounded to nearest with ties to even; else truncated toward zero. */
 SrStatus zelsNewVar_32s_Sfs(const int32_t* mean, const int32_t* square, int32_t* dst, int32_t len, float a,
                             float b, int32_t sf);
 /** As zelsNewVar_32s_Sfs(), in place. */

@@ -90,14 +90,17 @@ inline SrStatus new_var_32s_rounded(const std::int32_t* mean, const std::int32_t
     return SrOk;
 }
 
-// Else: scaled, limited to 2^31, truncated and saturated.
+// Else: scaled, limited to 2^31, truncated and saturated; NaN by its sign, as the public conversion has it.
 inline SrStatus new_var_32s_truncated(const std::int32_t* mean, const std::int32_t* square, std::int32_t* dst,
                                       std::int32_t len, float a, float b, std::int32_t sf)
 {
     const float factor = multiplier<float>(sf);
     for (std::int32_t i = 0; i < len; ++i) {
-        const float x = new_var(mean[i], square[i], a, b) * factor;
-        dst[i] = !(x < 2147483648.0F) ? INT32_MAX : static_cast<std::int32_t>(std::max(x, -2147483648.0F));
+        const float x = times(new_var(mean[i], square[i], a, b), factor);
+        if (std::isnan(x))
+            dst[i] = std::signbit(x) ? INT32_MIN : INT32_MAX;
+        else
+            dst[i] = x < 2147483648.0F ? static_cast<std::int32_t>(std::max(x, -2147483648.0F)) : INT32_MAX;
     }
     return SrOk;
 }
