@@ -182,10 +182,19 @@ TEST(Merge, SingleStopsBehindTheFirstElementWithoutALogarithm)
 // The variance that decides is the one in double: too small for a single, it still has a logarithm.
 TEST(Merge, SingleJudgesTheVarianceBeforeItIsRounded)
 {
-    const Merged<float> m = merged<float>({{0, 0}, {0x1p-140F, 1}, {0, 0}, {0, 1}}, 0x1p-100F, 1);
-    EXPECT_EQ(m.status, SrOk);
-    EXPECT_EQ(m.var, (std::vector<float>{0, 1}));
-    EXPECT_NEAR(m.gconst, 2 * 1.8378770664093 + 240 * std::log(2.0), 1e-4);
+    for (std::size_t count : {1, 2, 5})
+        for (std::size_t at = 0; at < count; ++at) {
+            const std::vector<float> zeros(count, 0);
+            Pair<float> p{zeros, std::vector<float>(count, 0), zeros, std::vector<float>(count, 1)};
+            p.var1[at] = 0x1p-140F;
+            p.var2[at] = 0;
+            std::vector<float> variances(count, 1);
+            variances[at] = 0;
+            const Merged<float> m = merged<float>(p, 0x1p-100F, 1);
+            EXPECT_EQ(m.status, SrOk);
+            EXPECT_EQ(m.var, variances);
+            EXPECT_NEAR(m.gconst, static_cast<double>(count) * 1.8378770664093 + 240 * std::log(2.0), 1e-4);
+        }
 }
 
 TEST(Merge, DoubleStoresAllElementsAndGivesTheWarningOfTheSum)
@@ -230,6 +239,18 @@ TYPED_TEST(PairTest, TheDistanceOfAVarianceWithoutALogarithm)
             Pair<T> not_a_number = spoilt_pair<T>(count, at, nan);
             EXPECT_TRUE(std::isnan(distance(not_a_number, 1, 2, 1, 2).value));
         }
+}
+
+TYPED_TEST(PairTest, ANotANumberEndsTheSumOfTheDistance)
+{
+    using T = TypeParam;
+    for (std::size_t zero : {4, 550, 1100}) {
+        Pair<T> p = spoilt_pair<T>(1200, zero, 0);
+        p.var1[3] = std::numeric_limits<T>::quiet_NaN();
+        const Distance<T> d = distance(p, 1, 2, 1, 2);
+        EXPECT_TRUE(std::isnan(d.value)) << zero;
+        EXPECT_NE(d.status, SrWarnLnZeroArg) << zero;
+    }
 }
 
 // By the sums of logarithms a zero with its sign set is negative; one logarithm at a time it is a zero.

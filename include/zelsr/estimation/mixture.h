@@ -40,7 +40,7 @@ SrStatus zelsGaussianSplit_64f(double* mean1, const double* var1, double* mean2,
  * @{ */
 /** Stores element by element in single precision up to the first v that has no logarithm, that one included, and
  * returns: a v that is neither below nor above zero (NaN too) makes *gconst plus infinity, with ::SrWarnLnZeroArg;
- * one below zero NaN, with ::SrWarnLnNegArg. */
+ * one below zero NaN, with ::SrWarnLnNegArg. The logarithms are summed as in zelsSumLn_64f(). */
 SrStatus zelsGaussianMerge_32f(const float* mean1, const float* var1, const float* mean2, const float* var2,
                                float* mean, float* var, int32_t len, float* gconst, float weight1, float weight2);
 /** Stores all elements. Where zelsSumLn_64f() of the variances gives a warning, that warning, and its sum in
