@@ -41,8 +41,8 @@ SrStatus zelsDcsClustLAccumulate_DirectVar_64f(const double* mean, const double*
  * An occupancy of exactly zero gives the warning ::SrWarnZeroCount, and *result is -1e10.
  *
  * Where g * q[i] - s[i]^2 is negative, *result is NaN, with ::SrWarnLnNegArg; else, where it is zero, minus
- * infinity, with ::SrWarnLnZeroArg. The logarithms are summed as in zelsSumLn_64f(). Does not depend on the caller's
- * rounding mode.
+ * infinity, with ::SrWarnLnZeroArg. The logarithms are summed as in zelsSumLn_64f(). Does not depend on the
+ * caller's rounding mode.
  * @{ */
 SrStatus zelsDcsClustLCompute_32f64f(const float* s, const float* q, int32_t len, double* result,
                                      float occupancy); /**< Statistics in single precision. */
