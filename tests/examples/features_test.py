@@ -332,7 +332,8 @@ class FeaturesTest(unittest.TestCase):
                           [SENTENCE, self.path("out")], [SENTENCE, out, "--none"], [SENTENCE, out, "--format=wav"],
                           [SENTENCE, out, "--format"], [SENTENCE, out, "--fixed=1"],
                           [SENTENCE, out, "--frame=nan"], [SENTENCE, out, "--frame=0"],
-                          [SENTENCE, out, "--filters=3x"], [SENTENCE, out, "--cepstra="], [SENTENCE, out, "--cepstra=0"], [SENTENCE, out, "--derivatives=3"],
+                          [SENTENCE, out, "--filters=3x"], [SENTENCE, out, "--cepstra="],
+                          [SENTENCE, out, "--cepstra=0"], [SENTENCE, out, "--derivatives=3"],
                           [SENTENCE, out, "--pre-emphasis=1"], [SENTENCE, out, "--channel=left"],
                           [SENTENCE, out, "--picture=a.gif"], [SENTENCE, out, "--block=0"],
                           [SENTENCE, self.path("a.svg"), "--format=csv", "--picture", self.path("a.svg")]):
