@@ -7,8 +7,9 @@
 
 namespace zelsr::examples {
 
-// The program asks for every option that it knows, then for the words; what nobody asked for is refused there.
-// Every fault is a Failure in words for the user. Behind "--" everything is a word.
+// Options that the program does not name are refused at once, values when it asks for them; every fault is a
+// Failure in words for the user. Of an option that is given twice the last one counts. Behind "--" everything is a
+// word.
 class Arguments {
   public:
     // with_value: the names, with their dashes, of the options that take a value; flags: of those that take none.
@@ -16,7 +17,7 @@ class Arguments {
               const std::vector<std::string>& flags);
 
     bool flag(const std::string& name) const;
-    std::optional<std::string> text(const std::string& name) const;  // the last one's
+    std::optional<std::string> text(const std::string& name) const;
     // Whole numbers and numbers from low to high.
     int whole(const std::string& name, int otherwise, int low, int high) const;
     double number(const std::string& name, double otherwise, double low, double high) const;
