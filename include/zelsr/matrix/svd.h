@@ -15,20 +15,21 @@ ZELSR_BEGIN_DECLARATIONS
  * matrix by an addition.
  *
  * Shapes: U height x width, in the place of A in the `_I` forms; w width; V (not transposed) width x width. Where
- * height is below width, the last width - height singular values are 0 before sorting, with columns of zeros in U. In the `D2` forms
- * A, U and V have the same step; the forms that are not `_I` copy height * step elements of A into U, padding
- * included. In the `D2L` forms the lists of A and U have height rows, that of V has width rows.
+ * height is below width, the last width - height singular values are 0 before sorting, with columns of zeros in U.
+ * In the `D2` forms A, U and V have the same step; the forms that are not `_I` copy height * step elements of A
+ * into U, padding included. In the `D2L` forms the lists of A and U have height rows, that of V has width rows.
  *
- * The singular values of zelsSVD_*() stand in no order; those of zelsSVDSort_*() go down, the columns of U and V with them.
+ * The singular values of zelsSVD_*() stand in no order; those of zelsSVDSort_*() go down, the columns of U and V
+ * with them.
  *
- * iterations: the most that the counter of QR sweeps, which starts at 1 for every singular value, may reach; 30 does for
- * ordinary matrices. With 1 only a matrix whose values need no sweep is decomposed.
+ * iterations: the most that the counter of QR sweeps, which starts at 1 for every singular value, may reach; 30
+ * does for ordinary matrices. With 1 only a matrix whose values need no sweep is decomposed.
  *
  * Checks: any null pointer ::SrErrNullPtr; height, width or iterations below 1, or (`D2`) width above step,
- * ::SrErrSize. Nothing is written then. ::SrErrMemAlloc: work memory (six rows of width elements; sorting takes two
- * more, after the decomposition) was refused; U holds the source and nothing else is written where the first was,
- * the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit; U, w and V hold
- * the state reached, unsorted.
+ * ::SrErrSize. Nothing is written then. ::SrErrMemAlloc: work memory (six rows of width elements; sorting takes
+ * two more, after the decomposition) was refused; U holds the source and nothing else is written where the first
+ * was, the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit; U, w and V
+ * hold the state reached, unsorted.
  *
  * Not-a-number anywhere in A gives no failure but a result without meaning. No array needs alignment; the result
  * does not depend on it, nor on the layout. The caller's rounding mode holds. Thread rules: no state; calls on
@@ -65,9 +66,9 @@ SrStatus zelsSVDSort_64f_D2L_I(double* const* srcdst, int32_t height, double* w,
 
 /** @defgroup svd_columns Steps on columns and rows in double precision
  *
- * The list holds height rows of width elements. A column is told by its index, a run of rows by the index of its first row; the run
- * goes to the last row. Sums take four elements in one expression: sum + (((e[0] + e[1]) + e[2]) + e[3]), then
- * those left over one by one.
+ * The list holds height rows of width elements. A column is told by its index, a run of rows by the index of its
+ * first row; the run goes to the last row. Sums take four elements in one expression: sum + (((e[0] + e[1]) +
+ * e[2]) + e[3]), then those left over one by one.
  *
  * Checks: any null pointer ::SrErrNullPtr; a size below 1, or an index outside the matrix, ::SrErrSize. Nothing is
  * written then. No array needs alignment; the result does not depend on it. Thread rules: no state.
@@ -88,7 +89,8 @@ SrStatus zelsAddMulColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t 
 /** srcdst[r][column] *= factor for r from first_row. */
 SrStatus zelsMulColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t height, int32_t column,
                                int32_t first_row, double factor);
-/** A plane rotation of all rows: with y = b[r], z = a[r] of columns a and b: b[r] = c y + s z, a[r] = z c - y s. */
+/** A plane rotation of all rows: with y = b[r], z = a[r] of columns a and b, b[r] = c y + s z, a[r] = z c - y s.
+ */
 SrStatus zelsQRTransColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t height, int32_t column_a,
                                    int32_t column_b, double c, double s);
 /** *result = sum of |src[i]|. */
