@@ -42,75 +42,98 @@ SrStatus release(Record* record)
     return SrOk;
 }
 
-// Products along a row, each added to one of eight lanes in two registers. size is that of the block.
+// Products along N rows at a time, each row's added to eight lanes of its own, in two registers. size is that of
+// the block.
+
+template <class Rows, int N>
+struct RowSums {
+    typename Rows::Lanes first[N]{}, second[N]{};
+};
 
 template <class Four, class FourOfMatrix, class First>
-struct FloatRow {
+struct FloatRows {
+    using Lanes = decltype(First{}.lanes(static_cast<const float*>(nullptr)));
+
     int32_t size;
 
-    template <class T, class Lanes>
-    [[gnu::always_inline]] void sum(const T* d, const T* row, Lanes& first, Lanes& second) const
+    template <class T, int N>
+    [[gnu::always_inline]] void sum(const T* d, const T* const (&row)[N], RowSums<FloatRows, N>& sums) const
     {
+        const auto add = [&](auto load, Lanes(&to)[N], Lanes four_of_d, int32_t c) __attribute__((always_inline))
+        {
+            for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+                to[n] = to[n] + four_of_d * load.lanes(row[n] + c);
+            });
+        };
         int32_t c = 0;
         for (; c <= size - 8; c += 8) {
-            first = first + Four::lanes(d + c) * FourOfMatrix::lanes(row + c);
-            second = second + Four::lanes(d + c + 4) * FourOfMatrix::lanes(row + c + 4);
+            add(FourOfMatrix{}, sums.first, Four::lanes(d + c), c);
+            add(FourOfMatrix{}, sums.second, Four::lanes(d + c + 4), c + 4);
         }
         if (size - c >= 4) {
-            first = first + Four::lanes(d + c) * FourOfMatrix::lanes(row + c);
+            add(FourOfMatrix{}, sums.first, Four::lanes(d + c), c);
             c += 4;
         }
         if (c < size) {
             const First rest{size - c};
-            first = first + rest.lanes(d + c) * rest.lanes(row + c);
+            add(rest, sums.first, rest.lanes(d + c), c);
         }
     }
 };
 
 // Exact products of 16-bit integers, each converted to single precision.
-struct FixedRow {
-    explicit FixedRow(int32_t block_size) : size(block_size), rest(block_size) {}
+struct FixedRows {
+    using Lanes = __m128;
 
-    [[gnu::always_inline]] void sum(const int16_t* d, const int16_t* row, __m128& first, __m128& second) const
+    explicit FixedRows(int32_t block_size) : size(block_size), rest(block_size) {}
+
+    template <int N>
+    [[gnu::always_inline]] void sum(const int16_t* d, const int16_t* const (&row)[N],
+                                    RowSums<FixedRows, N>& sums) const
     {
-        const auto take = [&](__m128i x, __m128i y) {
-            const __m128i low = _mm_mullo_epi16(x, y), high = _mm_mulhi_epi16(x, y);
-            first = first + _mm_cvtepi32_ps(_mm_unpacklo_epi16(low, high));
-            second = second + _mm_cvtepi32_ps(_mm_unpackhi_epi16(low, high));
+        const auto add = [&](auto load, int32_t c) __attribute__((always_inline))
+        {
+            const __m128i x = load(d + c);
+            for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+                const __m128i y = load(row[n] + c);
+                const __m128i low = _mm_mullo_epi16(x, y), high = _mm_mulhi_epi16(x, y);
+                sums.first[n] = sums.first[n] + _mm_cvtepi32_ps(_mm_unpacklo_epi16(low, high));
+                sums.second[n] = sums.second[n] + _mm_cvtepi32_ps(_mm_unpackhi_epi16(low, high));
+            });
         };
         int32_t c = 0;
-        for (; c <= size - 8; c += 8) take(Unaligned::bytes(d + c), Aligned::bytes(row + c));
-        if (c < size) take(rest(d), rest(row));
+        for (; c <= size - 8; c += 8) add([](const int16_t* p) { return Unaligned::bytes(p); }, c);
+        if (c < size) add(rest, 0);
     }
 
     int32_t size;
     FixedRowEnd rest;
 };
 
-// How a score is computed: what sums the rows, and the lanes of rows and of the whole.
+// How a score is computed: what sums the rows, and what their lanes become once multiplied by a difference.
 struct InSingle {
-    using Row = FloatRow<Unaligned, Aligned, FirstLanes>;
-    using RowLanes = __m128;
+    using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
     static __m128 times(__m128 lanes, float d) { return lanes * _mm_set1_ps(d); }
 };
 struct InDouble {
-    using Row = FloatRow<FourWidened, FourWidened, FirstWidened>;
-    using RowLanes = FourDoubles;
+    using Rows = FloatRows<FourWidened, FourWidened, FirstWidened>;
     static FourDoubles times(FourDoubles lanes, double d)
     {
         return lanes * FourDoubles{_mm_set1_pd(d), _mm_set1_pd(d)};
     }
 };
 struct RowsInSingle {
-    using Row = FloatRow<Unaligned, Aligned, FirstLanes>;
-    using RowLanes = __m128;
+    using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
     static FourDoubles times(__m128 lanes, float d) { return InDouble::times(widened(lanes), double{d}); }
 };
 struct OfIntegers {
-    using Row = FixedRow;
-    using RowLanes = __m128;
+    using Rows = FixedRows;
     static __m128 times(__m128 lanes, int16_t d) { return InSingle::times(lanes, static_cast<float>(d)); }
 };
+
+// Rows that share the loads of a difference, as far as their sums fit the registers.
+template <class T>
+constexpr bool kFourTogether = sizeof(void*) == 8 && sizeof(T) <= sizeof(float);
 
 // The sum over blocks of d' A d. The lanes of a row's sum are multiplied by the row's difference as they are, and
 // joined once in the end, (lane 0 + lane 2) + (lane 1 + lane 3). The last test fails only on a record whose
@@ -118,17 +141,28 @@ struct OfIntegers {
 template <class How, class T>
 auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
 {
-    decltype(How::times(typename How::RowLanes{}, T{})) first{}, second{};
-    const auto* row = record.rows;
+    using Rows = typename How::Rows;
+    using Lanes = typename Rows::Lanes;
+    decltype(How::times(Lanes{}, T{})) first{}, second{};
+    const T* const* row = record.rows;
     const T* const end = d + len;
     for (int32_t b = 0; b < record.blocks && record.sizes[b] <= end - d; ++b) {
-        const typename How::Row block{record.sizes[b]};
-        for (int32_t r = 0; r < block.size; ++r, ++row) {
-            typename How::RowLanes row_first{}, row_second{};
-            block.sum(d, *row, row_first, row_second);
-            first = first + How::times(row_first, d[r]);
-            second = second + How::times(row_second, d[r]);
-        }
+        const Rows block{record.sizes[b]};
+        const auto take = [&]<int N>(const T* const(&rows)[N], const T* differences) __attribute__((always_inline))
+        {
+            RowSums<Rows, N> sums;
+            block.sum(d, rows, sums);
+            for (int n = 0; n < N; ++n) {
+                first = first + How::times(sums.first[n], differences[n]);
+                second = second + How::times(sums.second[n], differences[n]);
+            }
+        };
+        int32_t r = 0;
+        if constexpr (kFourTogether<T>)
+            for (; r <= block.size - 4; r += 4) take({row[r], row[r + 1], row[r + 2], row[r + 3]}, d + r);
+        for (; r <= block.size - 2; r += 2) take({row[r], row[r + 1]}, d + r);
+        if (r < block.size) take({row[r]}, d + r);
+        row += block.size;
         d += block.size;
     }
     return join_halves(first + second);

@@ -29,13 +29,17 @@ T select(T* a, int32_t len, int32_t n)
             return a[n];
         }
         const T pivot = a[low];
+        // The pivot itself ends the walk from the right; from the left, what was swapped ends all but the first.
         int32_t left = low + 1;
         int32_t right = high;
-        for (;; ++left, --right) {
-            while (left <= right && !(a[left] < pivot)) ++left;
-            while (left <= right && a[right] < pivot) --right;
-            if (left > right) break;
+        while (left <= high && !(a[left] < pivot)) ++left;
+        while (a[right] < pivot) --right;
+        while (left < right) {
             std::swap(a[left], a[right]);
+            while (!(a[++left] < pivot)) {
+            }
+            while (a[--right] < pivot) {
+            }
         }
         const int32_t last = left - 1;  // of those not below the pivot
         std::swap(a[low], a[last]);
