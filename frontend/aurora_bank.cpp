@@ -1,6 +1,8 @@
 // The fixed filter banks of the distributed front-end.
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <type_traits>
 
 #include "core/contract.h"
 #include "core/rounding.h"

@@ -1,5 +1,7 @@
 // Evaluation of filter banks in single precision and in integers.
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "core/contract.h"
 #include "core/fixed_point.h"
@@ -12,8 +14,9 @@
 namespace zelsr::bank {
 namespace {
 
-// How products join a filter's sums. kGroup bins are taken at a time by add_group, the others by add_one; a sum
-// begins with the first bin of its rising side. add_group loads the bins once for the two filters that share them.
+// How products join a filter's sums. A sum begins with the first bin of its rising side, by add_one; kGroup bins
+// are taken at a time by add_group and what is left of a slope by add_rest, which load the bins once for the two
+// filters that share them. Rows of weights lie on 16 bytes where a group of bins begins.
 
 // Eight partial sums: lane j of low is sum j, of high sum j + 4. What is left of a slope goes to sum 0.
 struct InSingle {
@@ -30,7 +33,6 @@ struct InSingle {
     {
         sums.low = _mm_add_ss(sums.low, _mm_mul_ss(OneLane::lanes(bin), OneLane::lanes(weight)));
     }
-    // Weights behind a group's first one lie on 16 bytes in either kind of row.
     static void add_group(Sums& left, const float* left_weights, Sums& right, const float* right_weights,
                           const float* bins)
     {
@@ -39,6 +41,42 @@ struct InSingle {
         left.high = left.high + high * Aligned::four(left_weights + 4);
         right.low = right.low + low * Aligned::four(right_weights);
         right.high = right.high + high * Aligned::four(right_weights + 4);
+    }
+    // The first count lanes, one after the other.
+    [[gnu::always_inline]] static void add_lanes(Sums& sums, __m128 products, int32_t count)
+    {
+        sums.low = _mm_add_ss(sums.low, products);
+        if (count == 1) return;
+        sums.low = _mm_add_ss(sums.low, _mm_shuffle_ps(products, products, 1));
+        if (count == 2) return;
+        const __m128 upper = _mm_movehl_ps(products, products);
+        sums.low = _mm_add_ss(sums.low, upper);
+        if (count == 3) return;
+        sums.low = _mm_add_ss(sums.low, _mm_shuffle_ps(upper, upper, 1));
+    }
+    // Four bins are loaded while that many are readable, however few of them are added.
+    [[gnu::always_inline]] static void add_rest(Sums& left, const float* left_weights, Sums& right,
+                                                const float* right_weights, const float* bins, int32_t count,
+                                                int32_t readable)
+    {
+        const auto add_four = [&](__m128 x, int32_t taken) __attribute__((always_inline))
+        {
+            const __m128 by_left = x * Aligned::four(left_weights), by_right = x * Aligned::four(right_weights);
+            add_lanes(left, by_left, taken);
+            add_lanes(right, by_right, taken);
+        };
+        if (count >= 4) {
+            add_four(Unaligned::four(bins), 4);
+            count -= 4, readable -= 4, bins += 4, left_weights += 4, right_weights += 4;
+        }
+        if (count == 0) return;
+        const __m128 x = readable >= 4 ? Unaligned::four(bins) : FirstLanes{count}.lanes(bins);
+        if (count == 1)
+            add_four(x, 1);
+        else if (count == 2)
+            add_four(x, 2);
+        else
+            add_four(x, 3);
     }
 };
 
@@ -53,6 +91,17 @@ inline int64_t lane_sum(__m128i v)
     alignas(16) int64_t lanes[2];
     Aligned::put(lanes, v);
     return static_cast<int64_t>(static_cast<uint64_t>(lanes[0]) + static_cast<uint64_t>(lanes[1]));
+}
+
+// One bin after the other.
+template <class Arithmetic>
+void add_each(typename Arithmetic::Sums& left, const int32_t* left_weights, typename Arithmetic::Sums& right,
+              const int32_t* right_weights, const typename Arithmetic::Bin* bins, int32_t count)
+{
+    for (int32_t k = 0; k < count; ++k) {
+        Arithmetic::add_one(left, bins + k, left_weights + k);
+        Arithmetic::add_one(right, bins + k, right_weights + k);
+    }
 }
 
 // Whole products, summed in 64 bits.
@@ -96,6 +145,11 @@ struct InWholeProducts {
         left.add(x, Aligned::bytes(left_weights));
         right.add(x, Aligned::bytes(right_weights));
     }
+    static void add_rest(Sums& left, const int32_t* left_weights, Sums& right, const int32_t* right_weights,
+                         const Source* bins, int32_t count, int32_t /*readable*/)
+    {
+        add_each<InWholeProducts>(left, left_weights, right, right_weights, bins, count);
+    }
 };
 
 // Products modulo 2^32, as signed numbers, summed in 64 bits.
@@ -130,6 +184,11 @@ struct InWrappedProducts {
         left.add(x, Aligned::bytes(left_weights));
         right.add(x, Aligned::bytes(right_weights));
     }
+    static void add_rest(Sums& left, const int32_t* left_weights, Sums& right, const int32_t* right_weights,
+                         const int32_t* bins, int32_t count, int32_t /*readable*/)
+    {
+        add_each<InWrappedProducts>(left, left_weights, right, right_weights, bins, count);
+    }
 };
 
 // store(i, total) for every filter i, from 0 on. Step i takes the bins behind centre i up to centre i + 1, the
@@ -139,30 +198,31 @@ template <class Arithmetic, class Store>
 void evaluate(const typename Arithmetic::Bin* src, const ZelFBankState& bank, const Store& store)
 {
     using Sums = typename Arithmetic::Sums;
+    constexpr int32_t group = Arithmetic::kGroup;
     const auto* left = left_rows<typename Arithmetic::Weight>(bank);
     const auto* right = right_rows<typename Arithmetic::Weight>(bank);
     const int32_t* c = bank.centers;
     const int32_t filters = bank.filters, last_bin = bank.fft_len / 2;
+    const int32_t end = std::clamp(c[filters + 1], 0, last_bin);  // the last bin that may be read
 
     Sums ends;
+    const auto* fall = right[filters];
     for (int32_t i = 0; i <= filters; ++i) {
-        const auto* rise = left[i];
-        const auto* fall = right[i == 0 ? filters : i - 1];
         Sums begins;
-        const Slope shared = falling(c + i, last_bin);
-        if (rising(c + i, last_bin).count > 0) Arithmetic::add_one(begins, src + c[i], rise);
-
-        const auto* bins = src + shared.first;
-        ++rise;
-        int32_t k = 0;
-        for (; k <= shared.count - Arithmetic::kGroup; k += Arithmetic::kGroup)
-            Arithmetic::add_group(begins, rise + k, ends, fall + k, bins + k);
-        for (; k < shared.count; ++k) {
-            Arithmetic::add_one(begins, bins + k, rise + k);
-            Arithmetic::add_one(ends, bins + k, fall + k);
+        const int32_t first = c[i], last = std::min(c[i + 1], last_bin);
+        if (first >= 0 && first <= last) {
+            const auto* rise = left[i];
+            const auto* bins = src + first;
+            Arithmetic::add_one(begins, bins++, rise++);
+            int32_t k = 0;
+            const int32_t count = last - first;
+            for (; k <= count - group; k += group)
+                Arithmetic::add_group(begins, rise + k, ends, fall + k, bins + k);
+            Arithmetic::add_rest(begins, rise + k, ends, fall + k, bins + k, count - k, end - first - k);
         }
         if (i > 0) store(i - 1, ends.total());
         ends = begins;
+        fall = right[i];
     }
 }
 

@@ -1,6 +1,7 @@
 // The memory of a filter bank: in blocks of the allocator, or in one block of the caller's.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -35,11 +36,12 @@ inline Shape shape_of(int32_t fft_len, int32_t filters, int32_t flag)
     return {order_of(fft_len), filters, (flag & FBankInputSignal) != 0};
 }
 
-// Bytes of a table of filters + 2 rows.
+// Bytes of a table of filters + 2 rows; some number far beyond an int32 where they are as many.
 inline int64_t table_bytes(const Shape& shape, int64_t columns)
 {
-    if (columns > INT32_MAX - 8 || shape.filters > INT32_MAX - 2) return int64_t{1} << 40;
-    return 4 * detail::table_words(shape.filters + 2, static_cast<int32_t>(columns));
+    constexpr int64_t too_many = int64_t{1} << 40;
+    if (columns > INT32_MAX - 8 || shape.filters > INT32_MAX - 2) return too_many;
+    return 4 * std::min(detail::table_words(shape.filters + 2, static_cast<int32_t>(columns)), too_many);
 }
 
 // Bytes of a bank in one block, with 32 for aligning each of its parts; the centres have one more entry.
@@ -79,14 +81,15 @@ void begin_record(ZelFBankState* bank, const Shape& shape)
 }
 
 // Left rows begin three elements behind their boundary, so that their element 1 lies on 16 bytes: evaluation takes
-// it with the first bin that it shares with a right row. They have one weight more than right rows.
+// it with the first bin that it shares with a right row. They have one weight more than right rows. Rows are
+// cleared for four weights at least, since evaluation loads so many.
 template <class Kind>
 void clear_rows(const ZelFBankState& bank, const Shape& shape)
 {
     using Weight = typename Kind::Weight;
     auto* left = static_cast<Weight**>(bank.left_weights);
     auto* right = static_cast<Weight**>(bank.right_weights);
-    const auto columns = static_cast<std::size_t>(shape.bins_of_row());
+    const auto columns = static_cast<std::size_t>(std::max<int64_t>(shape.bins_of_row(), 4));
     for (int32_t r = 0; r < shape.filters + 2; ++r) {
         left[r] += 3;
         std::memset(left[r], 0, (columns + 1) * sizeof(Weight));

@@ -21,7 +21,7 @@ struct FirstElements {
         if constexpr (N == 8) return Unaligned::bytes(p);
         if constexpr (N == 4) return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
         if constexpr (N == 2) return _mm_cvtsi32_si128(load_one(reinterpret_cast<const int32_t*>(p)));
-        if constexpr (N == 1) return _mm_cvtsi32_si128(load_one(p));
+        if constexpr (N == 1) return _mm_cvtsi32_si128(static_cast<uint16_t>(load_one(p)));
     }
     static void put(int16_t* p, __m128i v)
     {

@@ -7,15 +7,16 @@
 #include <cstring>
 
 #include "core/simd.h"
+#include "matrix/column_groups.h"
 
 namespace zelsr {
 
-// What eight columns keep of the rows, which enter in pairs; settle() at least every kPairsPerBlock pairs.
-inline constexpr int32_t kPairsPerBlock = 16384;
+// What eight columns keep of the rows, which enter in pairs, from zeros (T{}); settle() after each block of at
+// most 2^15 rows.
 
 class ExactSums {
   public:
-    int64_t total[8] = {};
+    int64_t total[8];
 
     void take(__m128i x, __m128i y)
     {
@@ -25,15 +26,20 @@ class ExactSums {
     }
     void settle()
     {
-        int32_t sums[8];
-        Unaligned::put(sums, low_);
-        Unaligned::put(sums + 4, high_);
-        for (int c = 0; c < 8; ++c) total[c] += sums[c];
+        add_to(total, low_);
+        add_to(total + 4, high_);
         low_ = high_ = _mm_setzero_si128();
     }
 
   private:
-    __m128i low_{}, high_{};  // 32 bits a column
+    static void add_to(int64_t* totals, __m128i x)
+    {
+        const __m128i sign = _mm_srai_epi32(x, 31);
+        Unaligned::put(totals, _mm_add_epi64(Unaligned::bytes(totals), _mm_unpacklo_epi32(x, sign)));
+        Unaligned::put(totals + 2, _mm_add_epi64(Unaligned::bytes(totals + 2), _mm_unpackhi_epi32(x, sign)));
+    }
+
+    __m128i low_, high_;  // 32 bits a column
 };
 
 class ExactSquares {
@@ -57,7 +63,7 @@ class ExactSquares {
     }
 
   private:
-    __m128i sums_[4] = {};  // 64 bits a column
+    __m128i sums_[4];  // 64 bits a column
 };
 
 // In single precision, row by row.
@@ -84,7 +90,7 @@ class SinglePrecisionSquares {
         high_ += high * high;
     }
 
-    __m128 low_{}, high_{};
+    __m128 low_, high_;
 };
 
 // Eight columns, or all of a narrower matrix with zeros behind them.
@@ -102,41 +108,51 @@ struct FewColumns {
     }
 };
 
-// Behind an odd number of rows a row of zeros changes no sum.
-template <class Load, class Rows, class... Kept>
-[[gnu::always_inline]] inline void take_row_pairs(Load load, const Rows& rows, int32_t height,
-                                                  std::ptrdiff_t column, Kept&... kept)
+template <class... Kept>
+struct Totals : Kept... {
+    void take(__m128i x, __m128i y) { (Kept::take(x, y), ...); }
+    void settle() { (Kept::settle(), ...); }
+};
+
+// The rows from r to end - 1, of which a last one without a partner pairs with zeros, which change no sum.
+template <class Load, class Rows, class Kept>
+[[gnu::always_inline]] inline void take_row_pairs(Load load, const Rows& rows, int32_t r, int32_t end,
+                                                  std::ptrdiff_t column, Kept& kept)
 {
-    for (int32_t r = 0; r < height;) {
-        const int32_t end = r + std::min(height - r, 2 * kPairsPerBlock);
-        for (; r < end - 1; r += 2) {
-            const __m128i x = load.of(rows[r] + column), y = load.of(rows[r + 1] + column);
-            (kept.take(x, y), ...);
-        }
-        if (r < end) {
-            const __m128i x = load.of(rows[r++] + column);
-            (kept.take(x, _mm_setzero_si128()), ...);
-        }
-        (kept.settle(), ...);
-    }
+    for (; r < end - 1; r += 2) kept.take(load.of(rows[r] + column), load.of(rows[r + 1] + column));
+    if (r < end) kept.take(load.of(rows[r] + column), _mm_setzero_si128());
+    kept.settle();
 }
 
-// finish(c, totals...) for every column c. The last eight columns end at the matrix's edge.
+// finish(c, total...) for every column c. Blocks of rows and panels of columns are those of column_groups.h; the
+// last eight columns end at the matrix's edge.
 template <class... Kept, class Rows, class Finish>
 [[gnu::always_inline]] inline void for_column_totals(const Rows& rows, int32_t height, int32_t width,
                                                      const Finish& finish)
 {
-    for (std::ptrdiff_t c = 0; c < width; c += 8) {
-        const auto first = std::max<std::ptrdiff_t>(std::min<std::ptrdiff_t>(c, width - 8), 0);
-        const auto sum_up_and_finish = [&](Kept... kept) {
-            if (width < 8)
-                take_row_pairs(FewColumns{width}, rows, height, first, kept...);
-            else
-                take_row_pairs(EightColumns{}, rows, height, first, kept...);
-            const auto end = std::min<std::ptrdiff_t>(8, width - first);
-            for (std::ptrdiff_t i = c - first; i < end; ++i) finish(first + i, kept.total[i]...);
+    for (std::ptrdiff_t from = 0; from < width; from += 8 * kPanel) {
+        const auto panel_end = std::min<std::ptrdiff_t>(width, from + 8 * kPanel);
+        const auto first_of_eight = [=](std::ptrdiff_t c) {
+            return std::max<std::ptrdiff_t>(std::min<std::ptrdiff_t>(c, width - 8), 0);
         };
-        sum_up_and_finish(Kept{}...);
+        Totals<Kept...> panel[kPanel];
+        const int32_t block = rows_of_block(static_cast<std::size_t>(panel_end - from) * sizeof(int16_t));
+        for (int32_t r = 0, end; r < height; r = end) {
+            end = height - r <= block ? height : r + block;
+            for (std::ptrdiff_t c = from; c < panel_end; c += 8) {
+                Totals<Kept...> totals = r == 0 ? Totals<Kept...>{} : panel[(c - from) / 8];
+                if (width < 8)
+                    take_row_pairs(FewColumns{width}, rows, r, end, 0, totals);
+                else
+                    take_row_pairs(EightColumns{}, rows, r, end, first_of_eight(c), totals);
+                panel[(c - from) / 8] = totals;
+            }
+        }
+        for (std::ptrdiff_t c = from; c < panel_end; ++c) {
+            const std::ptrdiff_t eight = from + (c - from) / 8 * 8;
+            const auto& totals = panel[(eight - from) / 8];
+            finish(c, static_cast<const Kept&>(totals).total[c - first_of_eight(eight)]...);
+        }
     }
 }
 

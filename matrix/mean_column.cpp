@@ -5,28 +5,16 @@
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "matrix/column_totals.h"
-#include "matrix/columns.h"
+#include "matrix/single_moments.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
 namespace {
 
-// sum * reciprocal
-template <class Rows>
-[[gnu::always_inline]] inline void means(const Rows& rows, int32_t height, float reciprocal, float* mean,
-                                         int32_t width)
-{
-    for_column_groups<float, 1>(width, [&](auto group) {
-        Sum sums[group.kCount];
-        take_rows(group, rows, height, sums);
-        for_each_index<group.kCount>([&](auto n) { group.put(mean, sums[n].sum * _mm_set1_ps(reciprocal), n); });
-    });
-}
-
 template <class Rows>
 SrStatus mean_column(const Rows& rows, int32_t height, float* mean, int32_t width)
 {
-    means(rows, height, static_cast<float>(1.0 / height), mean, width);
+    put_means(rows, height, static_cast<float>(1.0 / height), mean, width);
     return SrOk;
 }
 
@@ -36,7 +24,7 @@ SrStatus mean_column(const Rows& rows, int32_t height, float* mean, int32_t widt
 template <class Rows>
 [[gnu::noinline]] void means_in_single(const Rows& rows, int32_t height, float* mean, int32_t width)
 {
-    means(rows, height, 1.0F / static_cast<float>(height), mean, width);
+    put_means_in_single(rows, height, mean, width);
 }
 
 template <class Rows>

@@ -1,38 +1,28 @@
 // Accumulation of weighted deviations from a mean.
 #include "core/contract.h"
-#include "core/simd.h"
+#include "core/elementwise.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
 namespace {
 
-__m128 repeated(float x) { return _mm_set1_ps(x); }
-__m128d repeated(double x) { return _mm_set1_pd(x); }
-
 template <class T>
 SrStatus accumulate(const T* src, const T* mean, T* mean_acc, T* var_acc, int32_t len, T weight)
 {
-    const auto w = repeated(weight);
-    const auto add = [w](auto x, auto m, auto& mean_sum, auto& var_sum) __attribute__((always_inline))
+    const auto w = repeat(weight);
+    const auto add_at = [=](std::ptrdiff_t i, auto elements) __attribute__((always_inline))
     {
-        const auto d = x - m, e = d * w;
-        mean_sum += e;
-        var_sum += d * e;
+        const auto d = elements.of(src + i) - elements.of(mean + i), e = d * w;
+        const auto mean_sum = elements.of(mean_acc + i) + e, var_sum = elements.of(var_acc + i) + d * e;
+        elements.put(mean_acc + i, mean_sum);
+        elements.put(var_acc + i, var_sum);
     };
     constexpr int32_t lanes = kLanes<T>;
     std::ptrdiff_t i = 0;
-    for (; i <= len - lanes; i += lanes) {
-        auto mean_sum = Unaligned::lanes(mean_acc + i), var_sum = Unaligned::lanes(var_acc + i);
-        add(Unaligned::lanes(src + i), Unaligned::lanes(mean + i), mean_sum, var_sum);
-        Unaligned::put(mean_acc + i, mean_sum);
-        Unaligned::put(var_acc + i, var_sum);
-    }
-    if (const auto rest = static_cast<int32_t>(len - i); rest > 0) {
-        auto mean_sum = load_first(mean_acc + i, rest), var_sum = load_first(var_acc + i, rest);
-        add(load_first(src + i, rest), load_first(mean + i, rest), mean_sum, var_sum);
-        store_first(mean_acc + i, mean_sum, rest);
-        store_first(var_acc + i, var_sum, rest);
-    }
+    for (; i <= len - 4 * lanes; i += 4 * lanes)
+        for_each_index<4>([&](auto n) __attribute__((always_inline)) { add_at(i + n * lanes, FullRegister{}); });
+    for (; i <= len - lanes; i += lanes) add_at(i, FullRegister{});
+    for (; i < len; ++i) add_at(i, OneElement{});
     return SrOk;
 }
 

@@ -5,7 +5,7 @@
 #include "core/scale.h"
 #include "core/scratch.h"
 #include "matrix/column_totals.h"
-#include "matrix/variance.h"
+#include "matrix/single_moments.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
@@ -17,38 +17,24 @@ SrStatus mean_var_column(const Rows& rows, int32_t height, float* mean, float* v
     const __m128 n_rows = _mm_set1_ps(static_cast<float>(height));
     const __m128 per_row = _mm_set1_ps(static_cast<float>(1.0 / height));
     const __m128 per_freedom = _mm_set1_ps(static_cast<float>(1.0 / (height - 1)));
-    for_column_groups<float, 2>(width, [&](auto group) {
-        SumAndSquares sums[group.kCount];
-        take_rows(group, rows, height, sums);
-        for_each_index<group.kCount>([&](auto n) {
-            const __m128 m = sums[n].sum * per_row;
-            group.put(mean, m, n);
-            group.put(var, (sums[n].squares - n_rows * m * m) * per_freedom, n);
-        });
-    });
+    const auto finish = [=](const auto& columns, const SumAndSquares& kept) {
+        const __m128 m = kept.sum * per_row;
+        columns.put(mean, m);
+        columns.put(var, (kept.squares - n_rows * m * m) * per_freedom);
+    };
+    sum_down<SumAndSquares, float>(rows, height, width, FromZero<SumAndSquares>{}, finish);
     return SrOk;
 }
 
 // The kernels to integers stay out of line, so that all of their arithmetic happens while the default environment
 // is set.
 
-// The squares start from the mean, which takes a pass of its own.
+// The squares start from the unrounded mean, which takes a pass of its own.
 template <class Rows>
 [[gnu::noinline]] void moments_in_single(const Rows& rows, int32_t height, float* mean, float* var, int32_t width)
 {
-    const __m128 minus_n = _mm_set1_ps(-static_cast<float>(height));
-    const __m128 per_row = _mm_set1_ps(1.0F / static_cast<float>(height));
-    const float per_freedom = 1.0F / static_cast<float>(height - 1);
-    for_column_groups<float, 1>(width, [&](auto group) {
-        Sum m[group.kCount];
-        take_rows(group, rows, height, m);
-        for_each_index<group.kCount>([&](auto n) {
-            m[n].sum *= per_row;
-            group.put(mean, m[n].sum, n);
-        });
-        const auto start = [&](auto n) { return minus_n * (m[n].sum * m[n].sum); };
-        put_variances(group, rows, height, start, per_freedom, var);
-    });
+    put_means_in_single(rows, height, mean, width);
+    put_variances_in_single(rows, height, mean, var, width);
 }
 
 template <class Rows>

@@ -3,67 +3,52 @@
 #include "core/convert.h"
 #include "core/rounding.h"
 #include "core/rows.h"
-#include "matrix/columns.h"
+#include "matrix/column_groups.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
 namespace {
 
-// Where sums start, in the columns of a register.
-struct FromZero {
-    template <class Group>
-    static __m128 lanes(const Group&, const float*, int)
-    {
-        return _mm_setzero_ps();
-    }
-};
 struct FromTotals {
-    template <class Group>
-    static __m128 lanes(const Group& group, const float* totals, int n)
+    const float *sum, *squares;
+
+    template <class Columns>
+    SumAndSquares operator()(const Columns& columns) const
     {
-        return group.lanes(totals, n);
+        return {columns.lanes(sum), columns.lanes(squares)};
     }
 };
 
-template <class Start, class T>
-[[gnu::always_inline]] inline void sum_up(Block<T> rows, int32_t height, float* sum, float* squares, int32_t width)
+template <class T, class Start>
+[[gnu::always_inline]] inline SrStatus sum_up(Block<T> rows, int32_t height, float* sum, float* squares,
+                                              int32_t width, const Start& start)
 {
-    for_column_groups<float, 2>(width, [&](auto group) {
-        SumAndSquares sums[group.kCount];
-        for_each_index<group.kCount>([&](auto n) {
-            sums[n].sum = Start::lanes(group, sum, n);
-            sums[n].squares = Start::lanes(group, squares, n);
-        });
-        take_rows(group, rows, height, sums);
-        for_each_index<group.kCount>([&](auto n) {
-            group.put(sum, sums[n].sum, n);
-            group.put(squares, sums[n].squares, n);
-        });
-    });
+    const auto finish = [=](const auto& columns, const SumAndSquares& kept) {
+        columns.put(sum, kept.sum);
+        columns.put(squares, kept.squares);
+    };
+    sum_down<SumAndSquares, float>(rows, height, width, start, finish);
+    return SrOk;
 }
 
 // Out of line, so that all of the arithmetic happens while the default environment is set.
 template <class Start>
 [[gnu::noinline]] void sum_up_in_place(const int16_t* src, int32_t step, int32_t height, float* sum,
-                                       float* squares, int32_t width)
+                                       float* squares, int32_t width, const Start& start)
 {
-    sum_up<Start>(Block{src, step}, height, sum, squares, width);
+    sum_up(Block{src, step}, height, sum, squares, width, start);
 }
 
-// The result arrays hold singles until the end.
+// The result arrays hold singles from here to the end.
+float* as_singles(int32_t* results) { return reinterpret_cast<float*>(results); }
+
 template <class Start>
 SrStatus sum_up_to_integers(const int16_t* src, int32_t step, int32_t height, int32_t* sum, int32_t* squares,
-                            int32_t width, int32_t sf)
+                            int32_t width, int32_t sf, const Start& start)
 {
-    auto *single_sum = reinterpret_cast<float*>(sum), *single_squares = reinterpret_cast<float*>(squares);
-    const DefaultFloatEnvironment environment;
-    if constexpr (std::is_same_v<Start, FromTotals>) {
-        convert_32s32f(sum, single_sum, width);
-        convert_32s32f(squares, single_squares, width);
-    }
-    sum_up_in_place<Start>(src, step, height, single_sum, single_squares, width);
-    convert_32f32s(single_sum, sum, width, Rounding::Nearest, sf);
-    convert_32f32s(single_squares, squares, width, Rounding::Nearest, sf);
+    sum_up_in_place(src, step, height, as_singles(sum), as_singles(squares), width, start);
+    convert_32f32s(as_singles(sum), sum, width, Rounding::Nearest, sf);
+    convert_32f32s(as_singles(squares), squares, width, Rounding::Nearest, sf);
     return SrOk;
 }
 
@@ -77,8 +62,7 @@ SrStatus zelsSumMeanVar_32f(const float* src, int32_t step, int32_t height, floa
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    sum_up<FromZero>(Block{src, step}, height, sum, squares, width);
-    return SrOk;
+    return sum_up(Block{src, step}, height, sum, squares, width, FromZero<SumAndSquares>{});
 }
 
 SrStatus zelsSumMeanVar_32f_I(const float* src, int32_t step, int32_t height, float* sum, float* squares,
@@ -86,8 +70,7 @@ SrStatus zelsSumMeanVar_32f_I(const float* src, int32_t step, int32_t height, fl
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    sum_up<FromTotals>(Block{src, step}, height, sum, squares, width);
-    return SrOk;
+    return sum_up(Block{src, step}, height, sum, squares, width, FromTotals{sum, squares});
 }
 
 SrStatus zelsSumMeanVar_16s32f(const int16_t* src, int32_t step, int32_t height, float* sum, float* squares,
@@ -95,8 +78,7 @@ SrStatus zelsSumMeanVar_16s32f(const int16_t* src, int32_t step, int32_t height,
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    sum_up<FromZero>(Block{src, step}, height, sum, squares, width);
-    return SrOk;
+    return sum_up(Block{src, step}, height, sum, squares, width, FromZero<SumAndSquares>{});
 }
 
 SrStatus zelsSumMeanVar_16s32f_I(const int16_t* src, int32_t step, int32_t height, float* sum, float* squares,
@@ -104,8 +86,7 @@ SrStatus zelsSumMeanVar_16s32f_I(const int16_t* src, int32_t step, int32_t heigh
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    sum_up<FromTotals>(Block{src, step}, height, sum, squares, width);
-    return SrOk;
+    return sum_up(Block{src, step}, height, sum, squares, width, FromTotals{sum, squares});
 }
 
 SrStatus zelsSumMeanVar_16s32s_Sfs(const int16_t* src, int32_t step, int32_t height, int32_t* sum,
@@ -113,7 +94,8 @@ SrStatus zelsSumMeanVar_16s32s_Sfs(const int16_t* src, int32_t step, int32_t hei
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    return sum_up_to_integers<FromZero>(src, step, height, sum, squares, width, sf);
+    const DefaultFloatEnvironment environment;
+    return sum_up_to_integers(src, step, height, sum, squares, width, sf, FromZero<SumAndSquares>{});
 }
 
 // The old totals are scaled again: wanted.
@@ -122,5 +104,9 @@ SrStatus zelsSumMeanVar_16s32s_ISfs(const int16_t* src, int32_t step, int32_t he
 {
     if (SrStatus failed = first_failure(stride(width, step), non_null(src, sum, squares), positive(width, height)))
         return failed;
-    return sum_up_to_integers<FromTotals>(src, step, height, sum, squares, width, sf);
+    const DefaultFloatEnvironment environment;
+    convert_32s32f(sum, as_singles(sum), width);
+    convert_32s32f(squares, as_singles(squares), width);
+    return sum_up_to_integers(src, step, height, sum, squares, width, sf,
+                              FromTotals{as_singles(sum), as_singles(squares)});
 }

@@ -41,64 +41,87 @@ SrStatus unit_curve(const float* src, float* dst, int32_t len)
     return SrOk;
 }
 
-// The same with q fraction bits in x and 2 q in the curve, on four lanes of 32 bits that hold x from 0 to 2^(q +
-// 1): the pieces are x * x and 2^(2 q + 1) - (2^(q + 1) - x)^2.
+// The same with q fraction bits in x and 2 q in the curve: the pieces are x * x and 2^(2 q + 1) - (2^(q + 1) -
+// x)^2. x is limited to 0 and 2^(q + 1), which under q = 14 is beyond every x.
 class FixedUnitCurve {
   public:
-    explicit FixedUnitCurve(int32_t q) : one_(repeat(1 << q)), two_(repeat(2 << q)), top_(repeat(2 << q << q)) {}
+    struct Values {
+        __m128i low, high;  // 32 bits each
+    };
 
-    __m128i operator()(__m128i x) const
+    explicit FixedUnitCurve(int32_t q)
+        : below_one_(_mm_set1_epi16(static_cast<int16_t>((1 << q) - 1))),
+          two_(_mm_set1_epi16(static_cast<int16_t>(2 << q))),
+          most_(_mm_set1_epi16(static_cast<int16_t>(std::min(2 << q, 32767)))),
+          top_(repeat(2 << q << q))
+    {}
+    Values operator()(__m128i x) const
     {
-        const __m128i below_one = _mm_cmpgt_epi32(one_, x);
-        const __m128i upper = _mm_sub_epi32(top_, square(_mm_sub_epi32(two_, x)));
-        return _mm_or_si128(_mm_and_si128(below_one, square(x)), _mm_andnot_si128(below_one, upper));
+        const __m128i zero = _mm_setzero_si128();
+        x = _mm_min_epi16(_mm_max_epi16(x, zero), most_);
+        const __m128i upper = _mm_cmpgt_epi16(x, below_one_);
+        const __m128i mirrored = _mm_sub_epi16(two_, x);
+        const __m128i y = _mm_or_si128(_mm_and_si128(upper, mirrored), _mm_andnot_si128(upper, x));
+        return {piece(_mm_unpacklo_epi16(y, zero), _mm_unpacklo_epi16(upper, upper)),
+                piece(_mm_unpackhi_epi16(y, zero), _mm_unpackhi_epi16(upper, upper))};
     }
 
   private:
-    // Of lanes from 0 to 32767; from 2^15 on (x = 0 under q = 14) the piece is not taken.
-    static __m128i square(__m128i x) { return _mm_madd_epi16(x, x); }
+    // y * y, or top - y * y under the mask.
+    __m128i piece(__m128i y, __m128i upper) const
+    {
+        const __m128i square = _mm_madd_epi16(y, y);
+        return _mm_add_epi32(_mm_sub_epi32(_mm_xor_si128(square, upper), upper), _mm_and_si128(upper, top_));
+    }
 
-    __m128i one_, two_, top_;
+    __m128i below_one_, two_, most_, top_;
 };
 
-// Shifted right by count, or left by -count, where high bits drop out; limited above alone, and the low 16 bits
-// kept: wanted. A count above 31 leaves zeros.
-class ShiftAndLimit {
-  public:
-    explicit ShiftAndLimit(int64_t count) : right_(shift_of(count)), left_(shift_of(-count)) {}
+// Limited above by the packing: no value is below zero.
+struct ShiftRight {
+    __m128i count;
 
-    __m128i operator()(__m128i v) const
+    __m128i operator()(FixedUnitCurve::Values v) const
     {
-        v = _mm_sll_epi32(_mm_srl_epi32(v, right_), left_);
-        const __m128i most = repeat(32767), above = _mm_cmpgt_epi32(v, most);
-        v = _mm_or_si128(_mm_and_si128(above, most), _mm_andnot_si128(above, v));
+        return _mm_packs_epi32(_mm_srl_epi32(v.low, count), _mm_srl_epi32(v.high, count));
+    }
+};
+// High bits drop out; limited above alone, and the low 16 bits kept: wanted.
+struct ShiftLeft {
+    __m128i count;
+
+    __m128i operator()(FixedUnitCurve::Values v) const
+    {
+        return _mm_packs_epi32(low_half(_mm_sll_epi32(v.low, count)), low_half(_mm_sll_epi32(v.high, count)));
+    }
+
+  private:
+    static __m128i low_half(__m128i v)
+    {
+        const __m128i above = _mm_cmpgt_epi32(v, repeat(32767));
+        v = _mm_or_si128(_mm_andnot_si128(above, v), _mm_srli_epi32(above, 17));  // 32767 where above
         return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
     }
-
-  private:
-    static __m128i shift_of(int64_t count)
-    {
-        return _mm_cvtsi32_si128(static_cast<int32_t>(std::clamp<int64_t>(count, 0, 32)));
-    }
-
-    __m128i right_, left_;
 };
 
-SrStatus unit_curve(const int16_t* src, int32_t q, int16_t* dst, int32_t len, int32_t sf)
+template <class Shift>
+SrStatus shifted_curve(const int16_t* src, int32_t q, int16_t* dst, int32_t len, Shift shift)
 {
-    if (q < 0 || q > 14) return zelsZero_16s(dst, len);
     const FixedUnitCurve curve(q);
-    const ShiftAndLimit limited(int64_t{sf} + 2 * q);
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i most = _mm_set1_epi16(static_cast<int16_t>(std::min(2 << q, 32767)));
     const auto step = [&](int16_t* to, const int16_t* from) {
-        const __m128i x = _mm_min_epi16(_mm_max_epi16(Unaligned::bytes(from), zero), most);
-        const __m128i low = limited(curve(_mm_unpacklo_epi16(x, zero)));
-        const __m128i high = limited(curve(_mm_unpackhi_epi16(x, zero)));
-        Unaligned::put(to, _mm_packs_epi32(low, high));
+        Unaligned::put(to, shift(curve(Unaligned::bytes(from))));
     };
     in_groups<8>(len, dst, step, src);
     return SrOk;
+}
+
+// A shift above 31 leaves zeros.
+SrStatus unit_curve(const int16_t* src, int32_t q, int16_t* dst, int32_t len, int32_t sf)
+{
+    if (q < 0 || q > 14) return zelsZero_16s(dst, len);
+    const auto shift = static_cast<int32_t>(std::clamp<int64_t>(int64_t{sf} + 2 * q, -32, 32));
+    if (shift > 0) return shifted_curve(src, q, dst, len, ShiftRight{_mm_cvtsi32_si128(shift)});
+    return shifted_curve(src, q, dst, len, ShiftLeft{_mm_cvtsi32_si128(-shift)});
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include "core/rows.h"
 #include "core/scratch.h"
 #include "matrix/column_totals.h"
-#include "matrix/variance.h"
+#include "matrix/single_moments.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
@@ -14,14 +14,8 @@ template <class Rows>
 SrStatus var_column(const Rows& rows, int32_t height, const float* mean, float* var, int32_t width)
 {
     const __m128 minus_n = _mm_set1_ps(-static_cast<float>(height));
-    const auto reciprocal = static_cast<float>(1.0 / (height - 1));
-    for_column_groups<float, 1>(width, [&](auto group) {
-        const auto start = [&](int n) {
-            const __m128 m = group.lanes(mean, n);
-            return minus_n * m * m;
-        };
-        put_variances(group, rows, height, start, reciprocal, var);
-    });
+    const auto start = [=](__m128 m) { return minus_n * m * m; };
+    put_variances(rows, height, mean, start, static_cast<float>(1.0 / (height - 1)), var, width);
     return SrOk;
 }
 
@@ -32,15 +26,7 @@ template <class Rows>
 [[gnu::noinline]] void variances_in_single(const Rows& rows, int32_t height, const int16_t* mean, float* var,
                                            int32_t width)
 {
-    const __m128 minus_n = _mm_set1_ps(-static_cast<float>(height));
-    const float reciprocal = 1.0F / static_cast<float>(height - 1);
-    for_column_groups<float, 1>(width, [&](auto group) {
-        const auto start = [&](int n) {
-            const __m128 m = group.lanes(mean, n);
-            return minus_n * (m * m);
-        };
-        put_variances(group, rows, height, start, reciprocal, var);
-    });
+    put_variances_in_single(rows, height, mean, var, width);
 }
 
 template <class Rows>

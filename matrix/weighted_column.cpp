@@ -1,108 +1,126 @@
 // Weighted means and variances of columns.
 #include "core/contract.h"
 #include "core/rows.h"
-#include "matrix/columns.h"
+#include "matrix/column_groups.h"
 #include "zelsr/matrix/statistics.h"
 
 namespace zelsr {
 namespace {
 
-inline __m128 in_every_lane(const float* x) { return EveryLane::lanes(x); }
-inline __m128d in_every_lane(const double* x) { return EveryLane::lanes(x); }
-
-// What one register of columns keeps of the weighted rows; kSums registers.
+// Two sums of what one register of columns keeps of the weighted rows, which join before the last 0 to 3 rows.
 template <class T>
 struct WeightedSum {
-    static constexpr int kSums = 1;
-    LanesOf<T> sum{};
+    static constexpr int kSums = 2;
+    LanesOf<T> even, odd;
 
-    void take(LanesOf<T> w, LanesOf<T> x) { sum += w * x; }
-    void join(const WeightedSum& other) { sum += other.sum; }
+    static LanesOf<T> term(LanesOf<T> w, LanesOf<T> x) { return w * x; }
+    void take_even(LanesOf<T> w, LanesOf<T> x) { even += term(w, x); }
+    void take_odd(LanesOf<T> w, LanesOf<T> x) { odd += term(w, x); }
+    void join() { even += odd; }
+    LanesOf<T> sum() const { return even; }
 };
 template <class T>
 struct WeightedSquares {
-    static constexpr int kSums = 1;
-    LanesOf<T> sum{};
+    static constexpr int kSums = 2;
+    LanesOf<T> even, odd;
 
-    void take(LanesOf<T> w, LanesOf<T> x) { sum += w * (x * x); }
-    void join(const WeightedSquares& other) { sum += other.sum; }
+    static LanesOf<T> term(LanesOf<T> w, LanesOf<T> x) { return w * (x * x); }
+    void take_even(LanesOf<T> w, LanesOf<T> x) { even += term(w, x); }
+    void take_odd(LanesOf<T> w, LanesOf<T> x) { odd += term(w, x); }
+    void join() { even += odd; }
+    LanesOf<T> sum() const { return even; }
 };
 template <class T>
 struct WeightedMoments {
-    static constexpr int kSums = 2;
+    static constexpr int kSums = 4;
     WeightedSum<T> first;
     WeightedSquares<T> second;
 
-    void take(LanesOf<T> w, LanesOf<T> x)
+    void take_even(LanesOf<T> w, LanesOf<T> x)
     {
-        first.take(w, x);
-        second.take(w, x);
+        first.take_even(w, x);
+        second.take_even(w, x);
     }
-    void join(const WeightedMoments& other)
+    void take_odd(LanesOf<T> w, LanesOf<T> x)
     {
-        first.join(other.first);
-        second.join(other.second);
+        first.take_odd(w, x);
+        second.take_odd(w, x);
+    }
+    void join()
+    {
+        first.join();
+        second.join();
     }
 };
 
-// finish(group, n, kept) for every register of columns.
-template <class Kept, class Rows, class Finish>
-[[gnu::always_inline]] inline void weigh_columns(const Rows& rows, const typename Rows::Element* weights,
-                                                 int32_t height, int32_t width, const Finish& finish)
-{
-    using T = typename Rows::Element;
-    for_column_groups<T, 2 * Kept::kSums>(width, [&](auto group) {
-        constexpr int registers = group.kCount;
-        Kept even[registers], odd[registers];
-        const auto take_row = [&](int32_t r, Kept(&kept)[registers]) __attribute__((always_inline))
+// Rows by fours, whose even and odd ones go to sums of their own; a block of rows that is not the last is whole
+// fours.
+template <class T>
+struct WeightedRows {
+    const T* weights;
+
+    template <class Group, class Rows, class Kept>
+    [[gnu::always_inline]] void take(const Group& group, const Rows& rows, int32_t r, int32_t end, int32_t height,
+                                     Kept (&kept)[Group::kCount]) const
+    {
+        const auto even = [&](int32_t i) __attribute__((always_inline))
         {
-            const T* row = rows[r];
-            const LanesOf<T> w = in_every_lane(weights + r);
-            for_each_index<registers>([&](auto n) { kept[n].take(w, group.lanes(row, n)); });
+            const T* row = rows[i];
+            const LanesOf<T> w = EveryLane::lanes(weights + i);
+            for_each_index<Group::kCount>([&](auto n) { kept[n].take_even(w, group.lanes(row, n)); });
         };
-        int32_t r = 0;
-        for (; r <= height - 4; r += 4) {
-            take_row(r, even);
-            take_row(r + 1, odd);
-            take_row(r + 2, even);
-            take_row(r + 3, odd);
+        const auto odd = [&](int32_t i) __attribute__((always_inline))
+        {
+            const T* row = rows[i];
+            const LanesOf<T> w = EveryLane::lanes(weights + i);
+            for_each_index<Group::kCount>([&](auto n) { kept[n].take_odd(w, group.lanes(row, n)); });
+        };
+        for (; r <= end - 4; r += 4) {
+            even(r);
+            odd(r + 1);
+            even(r + 2);
+            odd(r + 3);
         }
-        for_each_index<registers>([&](auto n) { even[n].join(odd[n]); });
-        for (; r < height; ++r) take_row(r, even);
-        for_each_index<registers>([&](auto n) { finish(group, n, even[n]); });
-    });
+        if (end < height) return;
+        for_each_index<Group::kCount>([&](auto n) { kept[n].join(); });
+        for (; r < end; ++r) even(r);
+    }
+};
+
+template <class Kept, class Rows, class T, class Finish>
+[[gnu::always_inline]] inline SrStatus weigh_down(const Rows& rows, const T* weights, int32_t height,
+                                                  int32_t width, const Finish& finish)
+{
+    sum_down<Kept, T>(rows, height, width, FromZero<Kept>{}, finish, WeightedRows<T>{weights});
+    return SrOk;
 }
 
 template <class Rows, class T>
 SrStatus weighted_mean(const Rows& rows, const T* weights, int32_t height, T* mean, int32_t width)
 {
-    weigh_columns<WeightedSum<T>>(rows, weights, height, width, [=](const auto& group, auto n, const auto& kept) {
-        group.put(mean, kept.sum, n);
-    });
-    return SrOk;
+    const auto finish = [=](const auto& columns, const auto& kept) { columns.put(mean, kept.sum()); };
+    return weigh_down<WeightedSum<T>>(rows, weights, height, width, finish);
 }
 
 template <class Rows, class T>
 SrStatus weighted_var(const Rows& rows, const T* weights, int32_t height, const T* mean, T* var, int32_t width)
 {
-    weigh_columns<WeightedSquares<T>>(rows, weights, height, width,
-                                      [=](const auto& group, auto n, const auto& kept) {
-                                          const LanesOf<T> m = group.lanes(mean, n);
-                                          group.put(var, kept.sum - m * m, n);
-                                      });
-    return SrOk;
+    const auto finish = [=](const auto& columns, const auto& kept) {
+        const LanesOf<T> m = columns.lanes(mean);
+        columns.put(var, kept.sum() - m * m);
+    };
+    return weigh_down<WeightedSquares<T>>(rows, weights, height, width, finish);
 }
 
 template <class Rows, class T>
 SrStatus weighted_mean_var(const Rows& rows, const T* weights, int32_t height, T* mean, T* var, int32_t width)
 {
-    weigh_columns<WeightedMoments<T>>(rows, weights, height, width,
-                                      [=](const auto& group, auto n, const auto& kept) {
-                                          const LanesOf<T> m = kept.first.sum;
-                                          group.put(mean, m, n);
-                                          group.put(var, kept.second.sum - m * m, n);
-                                      });
-    return SrOk;
+    const auto finish = [=](const auto& columns, const auto& kept) {
+        const LanesOf<T> m = kept.first.sum();
+        columns.put(mean, m);
+        columns.put(var, kept.second.sum() - m * m);
+    };
+    return weigh_down<WeightedMoments<T>>(rows, weights, height, width, finish);
 }
 
 }  // namespace

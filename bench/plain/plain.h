@@ -122,4 +122,8 @@ float log_sum(const float* src, int len);
 void unite_rows(const std::int32_t* indices, int count, const std::uint8_t* const* table, int offset,
                 std::uint8_t* dst, int height, int width);
 
+// filter_bank.cpp: one run of weights a filter, over both of its slopes.
+template <class Bin, class Weight, class Sum>
+void filter_bank(const Bin* src, const int* centers, const Weight* const* weights, Sum* dst, int filters);
+
 }  // namespace zelsr::bench::plain

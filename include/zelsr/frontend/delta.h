@@ -119,7 +119,8 @@ SrStatus zelsDeltaDeltaMul_Win2_16s_D2Sfs(const int16_t* src, const int16_t* mul
 /** @name Aurora
  * The block form of the distributed front-end: frames of 14 values (c1 ... c12, c0, log energy) into rows of 39
  * columns (13 static, 13 delta, 13 second derivative), h = 8. Static columns 0 ... 11 copy the source; column 12
- * is (c0 * 0.6) / 23 + logE * 0.4. Both derivatives are sums over the static rows t-4 ... t+4, in this order:
+ * is (c0 * 0.6) / 23 + logE * 0.4. Both derivatives are sums over the static rows t-4 ... t+4, in this order, from
+ * the first product on:
  *
  * | row    | -4 | -3    | -2        | -1        | 0         | +1        | +2        | +3   | +4 |
  * |--------|----|-------|-----------|-----------|-----------|-----------|-----------|------|----|

@@ -13,8 +13,8 @@ ZELSR_BEGIN_DECLARATIONS
  * same everywhere, to the bit. fft_len, from 32 to 8192, is raised to a power of two N; its logarithm is told.
  *
  * Weights: left ((b - c[i-1] + 1) 2^30) / (c[i] - c[i-1] + 1), right
- * ((c[i+1] + 1 - b) 2^30) / (c[i+1] - c[i] + 1), rounded down. Frequencies beyond half the sample rate put centres beyond N/2: bins there count
- * nothing.
+ * ((c[i+1] + 1 - b) 2^30) / (c[i+1] - c[i] + 1), rounded down. Frequencies beyond half the sample rate put centres
+ * beyond N/2: bins there count nothing.
  *
  * Thread rules: evaluation only reads the bank.
  * @{ */

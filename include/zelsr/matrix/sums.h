@@ -26,7 +26,7 @@ ZELSR_BEGIN_DECLARATIONS
  * - SumRow: four partial sums (64f: two) from zero, over whole stretches of eight elements (64f: four) in order.
  *   32f, 64f: sum n takes every fourth (second) element from n on; they are joined as (0 + 1) + (2 + 3), then come
  *   the elements left over, one by one. 16s: sum n takes x[2n] + x[2n + 1] of each stretch, whose last one is
- * filled up with zeros; they are joined in the same way.
+ *   filled up with zeros; they are joined in the same way.
  * - AddAllRowSum and AddNRows: one row after the other onto what stands there.
  *
  * Infinities and NaN flow through the arithmetic. 32s results do not depend on the caller's floating-point
