@@ -14,16 +14,16 @@
 
 namespace zelsr::bank {
 
-// NaN passes these three: this is wanted.
+// NaN passes this test, and fails the two that follow: both are wanted.
 template <std::same_as<float>... Value>
 SrStatus above_zero(Value... values)
 {
     return require(!(... || (values <= 0)), SrErrSize);
 }
-inline SrStatus in_order(float low, float high) { return require(!(high < low), SrErrFBankFreq); }
+inline SrStatus in_order(float low, float high) { return require(low <= high, SrErrFBankFreq); }
 inline SrStatus below_half_rate(float freq, float sample_rate)
 {
-    return require(!(sample_rate * 0.5F < freq), SrErrFBankFreq);
+    return require(sample_rate * 0.5F >= freq, SrErrFBankFreq);
 }
 
 constexpr SrStatus known_flag(int32_t flag)

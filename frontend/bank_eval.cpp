@@ -203,7 +203,7 @@ void evaluate(const typename Arithmetic::Bin* src, const ZelFBankState& bank, co
     const auto* right = right_rows<typename Arithmetic::Weight>(bank);
     const int32_t* c = bank.centers;
     const int32_t filters = bank.filters, last_bin = bank.fft_len / 2;
-    const int32_t end = std::min(c[filters + 1], last_bin);
+    const int32_t end = std::clamp(c[filters + 1], 0, last_bin);  // the last bin that may be read
 
     Sums ends;
     const auto* fall = right[filters];

@@ -81,14 +81,15 @@ void begin_record(ZelFBankState* bank, const Shape& shape)
 }
 
 // Left rows begin three elements behind their boundary, so that their element 1 lies on 16 bytes: evaluation takes
-// it with the first bin that it shares with a right row. They have one weight more than right rows.
+// it with the first bin that it shares with a right row. They have one weight more than right rows. Rows are
+// cleared for four weights at least, since evaluation loads so many.
 template <class Kind>
 void clear_rows(const ZelFBankState& bank, const Shape& shape)
 {
     using Weight = typename Kind::Weight;
     auto* left = static_cast<Weight**>(bank.left_weights);
     auto* right = static_cast<Weight**>(bank.right_weights);
-    const auto columns = static_cast<std::size_t>(shape.bins_of_row());
+    const auto columns = static_cast<std::size_t>(std::max<int64_t>(shape.bins_of_row(), 4));
     for (int32_t r = 0; r < shape.filters + 2; ++r) {
         left[r] += 3;
         std::memset(left[r], 0, (columns + 1) * sizeof(Weight));

@@ -32,34 +32,29 @@ template <class T>
     return sum;
 }
 
-// 4 * Groups coefficients from their rows, each with four partial sums.
-template <int Groups, class T>
-[[gnu::always_inline]] inline void groups_of_four(const T* src, std::ptrdiff_t len, const float* const* rows,
-                                                  const float* lifter, float* dst)
+// Four coefficients from their rows, each with four partial sums.
+template <class T>
+[[gnu::always_inline]] inline void group_of_four(const T* src, std::ptrdiff_t len, const float* const* rows,
+                                                 const float* lifter, float* dst)
 {
-    constexpr int kCount = 4 * Groups;
-    const float* row[kCount];
-    __m128 sum[kCount];
-    for_each_index<kCount>([&](auto n) __attribute__((always_inline)) {
+    const float* row[4];
+    __m128 sum[4];
+    for_each_index<4>([&](auto n) __attribute__((always_inline)) {
         row[n] = rows[n];
         sum[n] = _mm_setzero_ps();
     });
     const std::ptrdiff_t whole = len & ~std::ptrdiff_t{3};
     for (std::ptrdiff_t j = 0; j < whole; j += 4) {
         const __m128 x = four_singles(src + j);
-        for_each_index<kCount>([&](auto n)
-                                   __attribute__((always_inline)) { sum[n] += x * Aligned::four(row[n] + j); });
+        for_each_index<4>([&](auto n) __attribute__((always_inline)) { sum[n] += x * Aligned::four(row[n] + j); });
     }
     for (std::ptrdiff_t j = whole; j < len; ++j) {
         const __m128 x = one_single(src + j);
-        for_each_index<kCount>([&](auto n) __attribute__((always_inline)) {
+        for_each_index<4>([&](auto n) __attribute__((always_inline)) {
             sum[n] = _mm_add_ss(sum[n], _mm_mul_ss(x, _mm_load_ss(row[n] + j)));
         });
     }
-    for_each_index<Groups>([&](auto g) __attribute__((always_inline)) {
-        const __m128 joined = join_pairs(sum[4 * g], sum[4 * g + 1], sum[4 * g + 2], sum[4 * g + 3]);
-        Unaligned::put(dst + 4 * g, joined * Unaligned::four(lifter + 4 * g));
-    });
+    Unaligned::put(dst, join_each(sum) * Unaligned::four(lifter));
 }
 
 // One coefficient, with eight partial sums.
@@ -93,7 +88,7 @@ template <class T, class State>
     // Its long chain of additions first, beside which the others run.
     const float sum = state.useC0 == 1 ? in_sequence(src, len) : 0.0F;
     std::ptrdiff_t k = 1;
-    for (; k + 3 <= count; k += 4) groups_of_four<1>(src, len, rows + k, lifter + k, dst + k - 1);
+    for (; k + 3 <= count; k += 4) group_of_four(src, len, rows + k, lifter + k, dst + k - 1);
     for (; k <= count; ++k) store_one(dst + k - 1, one_by_eight(src, len, rows[k]) * lifter[k]);
     if (state.useC0 == 1) store_one(dst + count, sum * lifter[0]);
 }

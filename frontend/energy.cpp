@@ -185,8 +185,10 @@ SrStatus zelsNormEnergy_RT_16s(int16_t* column, int32_t step, int32_t height, in
     const DefaultFloatEnvironment environment;
     const Scale_16s against{silence_floor, max_energy, unit, scale};
     int16_t copy[kOnStack];  // a multiple of four rows at a time
-    for (int32_t left = height; left > 0; left -= kOnStack, column += std::ptrdiff_t{step} * kOnStack) {
-        const Column<int16_t> energies{column, step, std::min(left, kOnStack)};
+    const Column<int16_t> all{column, step, height};
+    for (int64_t r = 0; r < height; r += kOnStack) {
+        const auto rows = static_cast<int32_t>(std::min<int64_t>(height - r, kOnStack));
+        const Column<int16_t> energies{all[static_cast<std::ptrdiff_t>(r)], step, rows};
         copy_out(energies, copy);
         normalise(copy, energies.height, against, takes_plain_form(scale));
         copy_back(copy, energies);

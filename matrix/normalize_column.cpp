@@ -1,26 +1,12 @@
 // Columns of a matrix less their means, times their factors.
 #include "core/contract.h"
 #include "core/groups.h"
+#include "core/rows.h"
 #include "core/simd.h"
 #include "zelsr/matrix/normalize.h"
 
 namespace zelsr {
 namespace {
-
-// Rows that are normalised in place.
-template <class T>
-struct WritableBlock {
-    T* first;
-    std::ptrdiff_t step;
-
-    T* operator[](int32_t r) const { return first + r * step; }
-};
-template <class T>
-struct WritableList {
-    T* const* rows;
-
-    T* operator[](int32_t r) const { return load_one(rows + r); }
-};
 
 template <class Rows>
 SrStatus normalize_columns(const Rows& rows, int32_t height, const float* mean, const float* factor, int32_t width)
@@ -95,14 +81,14 @@ SrStatus zelsNormalizeColumn_32f_D2(float* srcdst, int32_t step, int32_t height,
     if (SrStatus failed =
             first_failure(non_null(srcdst, mean, factor), positive(height, width), stride(width, step)))
         return failed;
-    return normalize_columns(WritableBlock<float>{srcdst, step}, height, mean, factor, width);
+    return normalize_columns(WritableBlock{srcdst, step}, height, mean, factor, width);
 }
 
 SrStatus zelsNormalizeColumn_32f_D2L(float* const* rows, int32_t height, const float* mean, const float* factor,
                                      int32_t width)
 {
     if (SrStatus failed = first_failure(non_null(rows, mean, factor), positive(height, width))) return failed;
-    return normalize_columns(WritableList<float>{rows}, height, mean, factor, width);
+    return normalize_columns(WritableList{rows}, height, mean, factor, width);
 }
 
 SrStatus zelsNormalizeColumn_16s_D2Sfs(int16_t* srcdst, int32_t step, int32_t height, const int16_t* mean,
@@ -111,12 +97,12 @@ SrStatus zelsNormalizeColumn_16s_D2Sfs(int16_t* srcdst, int32_t step, int32_t he
     if (SrStatus failed =
             first_failure(non_null(srcdst, mean, factor), positive(height, width), stride(width, step)))
         return failed;
-    return normalize_columns(WritableBlock<int16_t>{srcdst, step}, height, mean, factor, width, sf);
+    return normalize_columns(WritableBlock{srcdst, step}, height, mean, factor, width, sf);
 }
 
 SrStatus zelsNormalizeColumn_16s_D2LSfs(int16_t* const* rows, int32_t height, const int16_t* mean,
                                         const int16_t* factor, int32_t width, int32_t sf)
 {
     if (SrStatus failed = first_failure(non_null(rows, mean, factor), positive(height, width))) return failed;
-    return normalize_columns(WritableList<int16_t>{rows}, height, mean, factor, width, sf);
+    return normalize_columns(WritableList{rows}, height, mean, factor, width, sf);
 }

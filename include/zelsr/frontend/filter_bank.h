@@ -21,7 +21,7 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * so that centres depend on mel_div alone.
  *
- * A bank is built by a constructor, is ready once it has its centres, and evaluating it changes nothing in it.
+ * A bank is built by a constructor, is ready once it has its centres, and keeps no state between evaluations.
  * InitAlloc makes it in the allocator's memory, for zelsFBankFree_*(); Init builds it in memory of the caller's,
  * which must hold what GetSize told, may lie on any address, is the bank itself and must not be moved.
  *
@@ -34,8 +34,8 @@ ZELSR_BEGIN_DECLARATIONS
  * Statuses of their own: ::SrErrFBankCenters no centres yet, or no valid ladder of centres; ::SrErrFBankFlag an
  * illegal flag word; ::SrErrFBankFreq a frequency outside its range.
  *
- * Thread rules: threads may evaluate one bank at a time, unless it has ::FBankInputSignal, whose spectrum is kept
- * in the bank: such a bank serves one thread.
+ * Thread rules: evaluation only reads the bank, so that threads may share it, unless it has ::FBankInputSignal, whose
+ * spectrum is kept in the bank: such a bank serves one thread at a time.
  * @{ */
 
 /** Flag word of a bank: one of the two weight modes, with ::FBankInputSignal or without (1, 2, 5, 6). */
@@ -87,8 +87,8 @@ SrStatus zelsLinearToMel_32f(const float* src, float* dst, int32_t len, float me
  * (mel[i+1] - mel(b)) / (mel[i+1] - mel[i]); since the centres are truncated, these are not confined to 0 .. 1.
  *
  * Checks, in this order: null bank or order ::SrErrNullPtr; fft_len or filters below 1, sample_rate or low_freq at
- * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq ::SrErrFBankFreq; half the sample rate below
- * high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. A bank larger than an int32 counts gives ::SrErrMemAlloc.
+ * or below 0 ::SrErrSize (NaN passes); high_freq below low_freq, half the sample rate below high_freq (or a NaN
+ * among the three) ::SrErrFBankFreq; flag ::SrErrFBankFlag. A bank larger than an int32 counts gives ::SrErrMemAlloc.
  *
  * InitAlloc with a refused allocation gives ::SrErrMemAlloc and frees nothing: *bank is what there was of the bank
  * by then, for zelsFBankFree_*(), or null.
@@ -126,9 +126,9 @@ SrStatus zelsMelFBankInit_16s(ZelFBankState* bank, int32_t* fft_order, int32_t f
  * weights by bin indices.
  *
  * Checks, in this order: fft_len or filters below 1, sample_rate or low_freq at or below 0, linear below 1 or
- * above filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq ::SrErrFBankFreq;
- * half the sample rate below high_freq ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are not tested.
- * ::SrErrMemAlloc as for mel banks.
+ * above filters ::SrErrSize (NaN passes); lin_freq below low_freq or high_freq below lin_freq, half the
+ * sample rate below high_freq (or a NaN among the four) ::SrErrFBankFreq; flag ::SrErrFBankFlag. Null pointers are
+ * not tested. ::SrErrMemAlloc as for mel banks.
  * @{ */
 SrStatus zelsMelLinFBankInitAlloc_32f(ZelFBankState** bank, int32_t* fft_order, int32_t fft_len,
                                       float sample_rate, float low_freq, float high_freq, int32_t filters,

@@ -89,8 +89,7 @@ SrStatus zelsAddMulColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t 
 /** srcdst[r][column] *= factor for r from first_row. */
 SrStatus zelsMulColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t height, int32_t column,
                                int32_t first_row, double factor);
-/** A plane rotation of all rows: with y = b[r], z = a[r] of columns a and b, b[r] = c y + s z, a[r] = z c - y s.
- */
+/** Rotates all rows in a plane: with y = b[r], z = a[r] of columns a and b, b[r] = c y + s z, a[r] = z c - y s. */
 SrStatus zelsQRTransColumn_64f_D2L(double* const* srcdst, int32_t width, int32_t height, int32_t column_a,
                                    int32_t column_b, double c, double s);
 /** *result = sum of |src[i]|. */
