@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "core/scratch.h"
 #include "matrix/svd_columns.h"
@@ -32,6 +33,13 @@ inline double _sqrSumSqrt(double a, double b)
 
 // True of not-a-number too.
 inline bool neither_above_nor_below_zero(double x) { return !(x > 0 || x < 0); }
+
+// A sum of count magnitudes, or 0 for elements so small that the reciprocal of their sum or of their length might
+// be infinite. Beside the greatest element, which is above 2^-400, they are nothing.
+inline double sum_or_nothing(double sum, int32_t count)
+{
+    return sum < std::numeric_limits<double>::min() * count ? 0 : sum;
+}
 
 // Row operations on the columns from begin to end - 1, two at a time; element(load, c) loads what it needs as load
 // takes it.
@@ -205,7 +213,7 @@ class Decomposition {
         g = scaled_by = 0;
         if (i >= height_) return;
         const Column below{u_, i, i};
-        scaled_by = sum_of_magnitudes(below, height_ - i);
+        scaled_by = sum_or_nothing(sum_of_magnitudes(below, height_ - i), height_ - i);
         if (neither_above_nor_below_zero(scaled_by)) return;
         const double s = scale_and_sum_squares(below, height_ - i, 1 / scaled_by);
         const double f = at(u_, i, i);
@@ -225,7 +233,7 @@ class Decomposition {
         const int32_t l = i + 1, count = width_ - l;
         double* const row = u_[i];
         const Contiguous beyond{row + l};
-        scaled_by = sum_of_magnitudes(beyond, count);
+        scaled_by = sum_or_nothing(sum_of_magnitudes(beyond, count), count);
         if (neither_above_nor_below_zero(scaled_by)) return;
         const double s = scale_and_sum_squares(beyond, count, 1 / scaled_by);
         const double f = load_one(row + l);

@@ -173,6 +173,16 @@ TEST(SvdSort, EqualValuesKeepTheirOrderAsExchangesPermit)
     }
 }
 
+TEST(Svd, NotNumbersSpreadAsTheStepsSay)
+{
+    for (int i = 0; i < (thin_effort() ? 40 : 400); ++i) {
+        Matrix source = random_matrix(uniform(1, 7), uniform(1, 7));
+        source[generator()() % source.size()][generator()() % source[0].size()] = NAN;
+        const Member& m = members()[static_cast<std::size_t>(i) % 4];
+        ASSERT_TRUE(decomposes(m, source, 20, random_layout()));
+    }
+}
+
 TEST(Svd, NotNumbersAndInfinitiesEndAtTheLatestAtTheLimit)
 {
     Cycle specials(std::vector<double>{NAN, INFINITY, -INFINITY, 0x1.fffffffffffffp1023, 0x1p-1074, -0.0});

@@ -24,7 +24,10 @@ double distance(const Matrix& a, const Matrix& b)
 {
     double greatest = 0;
     for (std::size_t r = 0; r < a.size(); ++r)
-        for (std::size_t c = 0; c < a[0].size(); ++c) greatest = std::max(greatest, std::abs(a[r][c] - b[r][c]));
+        for (std::size_t c = 0; c < a[0].size(); ++c) {
+            if (std::isnan(a[r][c] - b[r][c])) return INFINITY;
+            greatest = std::max(greatest, std::abs(a[r][c] - b[r][c]));
+        }
     return greatest;
 }
 Matrix unit(std::size_t size)
@@ -78,6 +81,17 @@ std::vector<Case> cases()
         {"near 1e-300", filled(12, 9, [](int, int) { return uniform(-1e-300, 1e-300); })},
         {"near the largest", filled(4, 3, [](int, int) { return uniform(-4e307, 4e307); })},
         {"1e300 beside 1e-300", filled(8, 8, [](int r, int c) { return (r + c) % 2 ? 1e300 * (1 + r) : 1e-300; })},
+        {"a subnormal column", filled(4, 4, [](int, int c) { return uniform(0.5, 1.0) * (c == 2 ? 1e-310 : 1); })},
+        {"subnormal columns", filled(40, 9, [](int, int c) { return c < 2 ? uniform(-1.0, 1.0) : 0x1p-1074; })},
+        {"a subnormal diagonal", filled(5, 4, [](int r, int c) { return r != c   ? 0
+                                                                        : r == 0 ? 1
+                                                                                 : 3e-309; })},
+        {"a subnormal diagonal above",
+         filled(5, 5, [](int r, int c) { return c == r       ? 1
+                                                : c == r + 1 ? 1e-312
+                                                             : 0; })},
+        {"graded to nothing",
+         filled(9, 9, [](int r, int c) { return uniform(0.5, 1.0) * std::pow(10.0, -20 * (r + c)); })},
         {"1e150 beside 1e-150",
          filled(8, 8, [](int r, int c) { return uniform(0.5, 1.0) * (r == c ? 1e150 : 1e-150); })},
     };

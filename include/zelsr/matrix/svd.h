@@ -15,9 +15,13 @@ ZELSR_BEGIN_DECLARATIONS
  * matrix by an addition.
  *
  * Shapes: U height x width, in the place of A in the `_I` forms; w width; V (not transposed) width x width. Where
- * height is below width, the last width - height singular values are 0 before sorting, with columns of zeros in U.
+ * height is below width, width - height of the singular values are 0 but for rounding, with columns of zeros in U.
  * In the `D2` forms A, U and V have the same step; the forms that are not `_I` copy height * step elements of A
  * into U, padding included. In the `D2L` forms the lists of A and U have height rows, that of V has width rows.
+ *
+ * Range: any finite matrix. One whose greatest element is not between 2^-400 and 2^400 is decomposed in units of a
+ * power of two, which changes no digit; in all others a column or row that averages below the smallest normal number
+ * counts as zeros. A singular value beyond the largest number is infinite.
  *
  * The singular values of zelsSVD_*() stand in no order; those of zelsSVDSort_*() go down, the columns of U and V
  * with them.
@@ -26,7 +30,7 @@ ZELSR_BEGIN_DECLARATIONS
  * does for ordinary matrices. With 1 only a matrix whose values need no sweep is decomposed.
  *
  * Checks: any null pointer ::SrErrNullPtr; height, width or iterations below 1, or (`D2`) width above step,
- * ::SrErrSize. Nothing is written then. ::SrErrMemAlloc: work memory (six rows of width elements; sorting takes
+ * ::SrErrSize. Nothing is written then. ::SrErrMemAlloc: work memory (seven rows of width elements; sorting takes
  * two more, after the decomposition) was refused; U holds the source and nothing else is written where the first
  * was, the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit; U, w and V
  * hold the state reached, unsorted.
