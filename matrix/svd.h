@@ -110,11 +110,11 @@ struct Rotations {
         double* x[2 * Pairs];
         __m128d y[Pairs];
         const auto pair = [&](auto n, int32_t column) {
-            return _mm_loadh_pd(_mm_load_sd(x[2 * n] + column), x[2 * n + 1] + column);
+            return _mm_set_pd(load_one(x[2 * n + 1] + column), load_one(x[2 * n] + column));
         };
         const auto put = [&](auto n, int32_t column, __m128d v) {
-            _mm_storel_pd(x[2 * n] + column, v);
-            _mm_storeh_pd(x[2 * n + 1] + column, v);
+            store_one<double>(x[2 * n] + column, v[0]);
+            store_one<double>(x[2 * n + 1] + column, v[1]);
         };
         for_each_index<2 * Pairs>([&](auto n) { x[n] = rows[r + n]; });
         for_each_index<Pairs>([&](auto n) { y[n] = pair(n, first); });

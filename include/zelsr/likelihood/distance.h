@@ -111,7 +111,8 @@ SrStatus zelsMahDistMultiMix_64f_D2L(const double* const* mean, const double* co
  * ln 4 is taken as 1.386294 and ln 2 as 0.693147: identical Gaussians are 9e-8 len apart.
  * @{ */
 /** Single precision, with the processor's 12-bit estimates of reciprocals in place of two divisions: the relative
- * error of an element's (v1 + v2)^2 / (v1 v2) is up to 2^-10. */
+ * error of an element's (v1 + v2)^2 / (v1 v2) is up to 2^-10. A subnormal variance, or one from 2^126 on, may make
+ * the result infinite. */
 SrStatus zelsBhatDist_32f(const float* mean1, const float* var1, const float* mean2, const float* var2,
                           int32_t len, float* result);
 /** Single-precision data, true divisions and sums in double precision. One logarithm is taken of the product of

@@ -31,9 +31,9 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * Checks: any null pointer ::SrErrNullPtr; height, width or iterations below 1, or (`D2`) width above step,
  * ::SrErrSize. Nothing is written then. ::SrErrMemAlloc: work memory (seven rows of width elements; sorting takes
- * two more, after the decomposition) was refused; U holds the source and nothing else is written where the first
- * was, the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit; U, w and V
- * hold the state reached, unsorted.
+ * one and a half more, after the decomposition) was refused; U holds the source and nothing else is written where
+ * the first was, the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit;
+ * U, w and V hold the state reached, unsorted.
  *
  * Not-a-number anywhere in A gives no failure but a result without meaning. No array needs alignment; the result
  * does not depend on it, nor on the layout. The caller's rounding mode holds. Thread rules: no state; calls on
