@@ -60,6 +60,29 @@ Sum distance(int n, bool aligned, Term term)
     return aligned ? aligned_distance<Sum>(n, term) : plain_distance<Sum>(n, term);
 }
 
+// A frame of many: below 4 elements one by one; else as a score's sum.
+inline float frame_distance(int width, bool aligned, const float* x, const InverseVariance<float>& term)
+{
+    if (width >= 4) return frame_sum_32f(x, term, width, aligned);
+    float sum = 0;
+    for (int k = 0; k < width; ++k) sum += term(x, k);
+    return sum;
+}
+// Double precision: even and odd elements.
+inline double frame_distance(int width, bool /*aligned*/, const double* x, const InverseVariance<double>& term)
+{
+    double lanes[2] = {0, 0};
+    for (int k = 0; k < width; ++k) lanes[k % 2] += term(x, k);
+    return lanes[0] + lanes[1];
+}
+// A Gaussian of many: the elements beyond the last four go to lane 0.
+inline float component_distance(int width, const float* x, const InverseVariance<float>& term)
+{
+    Lanes lanes{};
+    for (int k = 0; k < width; ++k) lanes[k < width - width % 4 ? k % 4 : 0] += term(x, k);
+    return join_pairs(lanes);
+}
+
 // 16-bit data. Aligned: the sum of the scores. Elsewhere differences are exact.
 inline float distance_16s(const fixed::Operands& o, bool aligned)
 {
@@ -149,7 +172,8 @@ inline long double bhattacharyya(const BhattacharyyaTerms& t, std::size_t n)
     const auto count = static_cast<long double>(n);
     return (t.logarithms * 0.5L - count * static_cast<long double>(1.386294) * 0.5L) * 0.5L + t.of_means * 0.25L;
 }
-inline long double bhattacharyya_with_logarithms(const BhattacharyyaTerms& t, std::size_t n, float sum1, float sum2)
+inline long double bhattacharyya_with_logarithms(const BhattacharyyaTerms& t, std::size_t n, float sum1,
+                                                 float sum2)
 {
     const auto count = static_cast<long double>(n);
     return (t.logarithms - count * static_cast<long double>(0.693147)) * 0.5L -
