@@ -5,6 +5,7 @@
 
 #include "likelihood/gauss_multimix_members.h"
 #include "likelihood/sizes.h"
+#include "matrix/matrix_calls.h"
 #include "support/faults.h"
 #include "support/hooks.h"
 #include "support/operation.h"
@@ -38,19 +39,23 @@ template <class T, auto kD2, auto kD2L, auto kMultiMixD2, auto kMultiMixD2L>
 std::vector<Member<T>> table(const std::array<const char*, 4>& names)
 {
     using A = Arguments<T>;
-    static Direct how;
     return {
         {names[0], false, false,
-         [](const A& a) { return how(kD2, a.block, a.step, a.vector, a.weights, a.width, a.distance, a.height); }},
+         [](const A& a) {
+             return matrix::invoke(kD2, a.block, a.step, a.vector, a.weights, a.width, a.distance, a.height);
+         }},
         {names[1], true, false,
-         [](const A& a) { return how(kD2L, a.list, a.vector, a.weights, a.width, a.distance, a.height); }},
+         [](const A& a) {
+             return matrix::invoke(kD2L, a.list, a.vector, a.weights, a.width, a.distance, a.height);
+         }},
         {names[2], false, true,
          [](const A& a) {
-             return how(kMultiMixD2, a.block, a.weight_block, a.step, a.vector, a.width, a.distance, a.height);
+             return matrix::invoke(kMultiMixD2, a.block, a.weight_block, a.step, a.vector, a.width, a.distance,
+                                   a.height);
          }},
         {names[3], true, true,
          [](const A& a) {
-             return how(kMultiMixD2L, a.list, a.weight_list, a.vector, a.width, a.distance, a.height);
+             return matrix::invoke(kMultiMixD2L, a.list, a.weight_list, a.vector, a.width, a.distance, a.height);
          }},
     };
 }
@@ -314,6 +319,19 @@ TYPED_TEST(MahDistRows, TheFirstFailedCheckDecides)
         EXPECT_EQ(m.call(dense), SrOk);
     }
 }
+
+#ifdef __i386__
+TYPED_TEST(MahDistRows, TakeACallWithTheStackOn4Bytes)
+{
+    for (const auto& m : this->all)
+        for (int stack : {0, 4, 8, 12}) {
+            matrix::stack_misalign = stack;
+            const auto right = measures(m, random_problem<TypeParam>(39, 5), Layout(39));
+            matrix::stack_misalign = -1;
+            ASSERT_TRUE(right) << "stack " << stack;
+        }
+}
+#endif
 
 }  // namespace
 }  // namespace zelsr::test::mah_dist
