@@ -110,40 +110,84 @@ struct FixedRows {
     FixedRowEnd rest;
 };
 
-// How a score is computed: what sums the rows, and what their lanes become once multiplied by a difference.
+// The sums of N rows in the first lanes, zeros behind them.
+template <int N>
+[[gnu::always_inline]] inline __m128 joined_rows(const __m128 (&first)[N], const __m128 (&second)[N])
+{
+    __m128 lanes[4] = {};
+    for_each_index<N>([&](auto n) __attribute__((always_inline)) { lanes[n] = first[n] + second[n]; });
+    return join_each(lanes);
+}
+template <int N>
+[[gnu::always_inline]] inline __m128d joined_rows(const FourDoubles (&first)[N], const FourDoubles (&second)[N])
+{
+    static_assert(N <= 2);
+    __m128d lanes[2] = {};
+    for_each_index<N>([&](auto n) __attribute__((always_inline)) {
+        const FourDoubles both = first[n] + second[n];
+        lanes[n] = both.low + both.high;
+    });
+    return join_each(lanes);
+}
+
+// How a score is computed: what sums the rows, and the products of N rows' sums with their differences. What is
+// behind N is zero in both.
 struct InSingle {
     using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
-    static __m128 times(__m128 lanes, float d) { return lanes * _mm_set1_ps(d); }
+    using Sum = __m128;
+    template <int N>
+    [[gnu::always_inline]] static __m128 times(__m128 rows, const float* d)
+    {
+        return rows * load_first(d, N);
+    }
+    static float joined(const Sum& sum) { return join_halves(sum); }
 };
 struct InDouble {
     using Rows = FloatRows<FourWidened, FourWidened, FirstWidened>;
-    static FourDoubles times(FourDoubles lanes, double d)
+    using Sum = __m128d;
+    template <int N>
+    [[gnu::always_inline]] static __m128d times(__m128d rows, const double* d)
     {
-        return lanes * FourDoubles{_mm_set1_pd(d), _mm_set1_pd(d)};
+        return rows * load_first(d, N);
     }
+    static double joined(const Sum& sum) { return join(sum); }
 };
 struct RowsInSingle {
     using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
-    static FourDoubles times(__m128 lanes, float d) { return InDouble::times(widened(lanes), double{d}); }
+    using Sum = FourDoubles;
+    template <int N>
+    [[gnu::always_inline]] static FourDoubles times(__m128 rows, const float* d)
+    {
+        return widened(rows) * widened(load_first(d, N));
+    }
+    static double joined(const Sum& sum) { return join_halves(sum); }
 };
 struct OfIntegers {
     using Rows = FixedRows;
-    static __m128 times(__m128 lanes, int16_t d) { return InSingle::times(lanes, static_cast<float>(d)); }
+    using Sum = __m128;
+    template <int N>
+    [[gnu::always_inline]] static __m128 times(__m128 rows, const int16_t* d)
+    {
+        if constexpr (N == 4)
+            return rows * _mm_cvtepi32_ps(low_16s32s(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(d))));
+        else
+            return rows * _mm_setr_ps(static_cast<float>(d[0]), N > 1 ? static_cast<float>(d[N - 1]) : 0.0F, 0, 0);
+    }
+    static float joined(const Sum& sum) { return join_halves(sum); }
 };
 
 // Rows that share the loads of a difference, as far as their sums fit the registers.
 template <class T>
 constexpr bool kFourTogether = sizeof(void*) == 8 && sizeof(T) <= sizeof(float);
 
-// The sum over blocks of d' A d. The lanes of a row's sum are multiplied by the row's difference as they are, and
-// joined once in the end, (lane 0 + lane 2) + (lane 1 + lane 3). The last test fails only on a record whose
-// number of rows does not fit its 16 bits.
+// The sum over blocks of d' A d. The products of rows' sums and differences are added by lanes, the row's place in
+// its group, which are joined once in the end, (lane 0 + lane 2) + (lane 1 + lane 3). The last test fails only on
+// a record whose number of rows does not fit its 16 bits.
 template <class How, class T>
 auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
 {
     using Rows = typename How::Rows;
-    using Lanes = typename Rows::Lanes;
-    decltype(How::times(Lanes{}, T{})) first{}, second{};
+    typename How::Sum sum{};
     const T* const* row = record.rows;
     const T* const end = d + len;
     for (int32_t b = 0; b < record.blocks && record.sizes[b] <= end - d; ++b) {
@@ -152,10 +196,7 @@ auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
         {
             RowSums<Rows, N> sums;
             block.sum(d, rows, sums);
-            for (int n = 0; n < N; ++n) {
-                first = first + How::times(sums.first[n], differences[n]);
-                second = second + How::times(sums.second[n], differences[n]);
-            }
+            sum = sum + How::template times<N>(joined_rows(sums.first, sums.second), differences);
         };
         int32_t r = 0;
         if constexpr (kFourTogether<T>)
@@ -165,7 +206,7 @@ auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
         row += block.size;
         d += block.size;
     }
-    return join_halves(first + second);
+    return How::joined(sum);
 }
 
 template <class T>
