@@ -1,5 +1,6 @@
 // Block-diagonal covariance: its record, and the score of one vector.
 #include <cstdint>
+#include <type_traits>
 
 #include "core/contract.h"
 #include "core/convert.h"
@@ -110,84 +111,46 @@ struct FixedRows {
     FixedRowEnd rest;
 };
 
-// The sums of N rows in the first lanes, zeros behind them.
-template <int N>
-[[gnu::always_inline]] inline __m128 joined_rows(const __m128 (&first)[N], const __m128 (&second)[N])
-{
-    __m128 lanes[4] = {};
-    for_each_index<N>([&](auto n) __attribute__((always_inline)) { lanes[n] = first[n] + second[n]; });
-    return join_each(lanes);
-}
-template <int N>
-[[gnu::always_inline]] inline __m128d joined_rows(const FourDoubles (&first)[N], const FourDoubles (&second)[N])
-{
-    static_assert(N <= 2);
-    __m128d lanes[2] = {};
-    for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-        const FourDoubles both = first[n] + second[n];
-        lanes[n] = both.low + both.high;
-    });
-    return join_each(lanes);
-}
-
-// How a score is computed: what sums the rows, and the products of N rows' sums with their differences. What is
-// behind N is zero in both.
+// How a score is computed: what sums the rows, and what their lanes become once multiplied by a difference.
 struct InSingle {
     using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
-    using Sum = __m128;
-    template <int N>
-    [[gnu::always_inline]] static __m128 times(__m128 rows, const float* d)
-    {
-        return rows * load_first(d, N);
-    }
-    static float joined(const Sum& sum) { return join_halves(sum); }
+    using Sum = float;
+    static __m128 times(__m128 lanes, float d) { return lanes * _mm_set1_ps(d); }
 };
 struct InDouble {
     using Rows = FloatRows<FourWidened, FourWidened, FirstWidened>;
-    using Sum = __m128d;
-    template <int N>
-    [[gnu::always_inline]] static __m128d times(__m128d rows, const double* d)
+    using Sum = double;
+    static FourDoubles times(FourDoubles lanes, double d)
     {
-        return rows * load_first(d, N);
+        return lanes * FourDoubles{_mm_set1_pd(d), _mm_set1_pd(d)};
     }
-    static double joined(const Sum& sum) { return join(sum); }
 };
 struct RowsInSingle {
     using Rows = FloatRows<Unaligned, Aligned, FirstLanes>;
-    using Sum = FourDoubles;
-    template <int N>
-    [[gnu::always_inline]] static FourDoubles times(__m128 rows, const float* d)
-    {
-        return widened(rows) * widened(load_first(d, N));
-    }
-    static double joined(const Sum& sum) { return join_halves(sum); }
+    using Sum = double;
+    static FourDoubles times(__m128 lanes, float d) { return InDouble::times(widened(lanes), double{d}); }
 };
 struct OfIntegers {
     using Rows = FixedRows;
-    using Sum = __m128;
-    template <int N>
-    [[gnu::always_inline]] static __m128 times(__m128 rows, const int16_t* d)
-    {
-        if constexpr (N == 4)
-            return rows * _mm_cvtepi32_ps(low_16s32s(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(d))));
-        else
-            return rows * _mm_setr_ps(static_cast<float>(d[0]), N > 1 ? static_cast<float>(d[N - 1]) : 0.0F, 0, 0);
-    }
-    static float joined(const Sum& sum) { return join_halves(sum); }
+    using Sum = float;
+    static __m128 times(__m128 lanes, int16_t d) { return InSingle::times(lanes, static_cast<float>(d)); }
 };
 
 // Rows that share the loads of a difference, as far as their sums fit the registers.
 template <class T>
 constexpr bool kFourTogether = sizeof(void*) == 8 && sizeof(T) <= sizeof(float);
 
-// The sum over blocks of d' A d. The products of rows' sums and differences are added by lanes, the row's place in
-// its group, which are joined once in the end, (lane 0 + lane 2) + (lane 1 + lane 3). The last test fails only on
-// a record whose number of rows does not fit its 16 bits.
+// The sum over blocks of d' A d. The lanes of a row's sum, those of both registers added, are multiplied by the
+// row's difference as they are, and joined once in the end, (lane 0 + lane 2) + (lane 1 + lane 3). Rows of fewer
+// than four elements are joined first: an infinite difference would make not-a-number of their empty lanes. The
+// test of the loop over blocks fails only on a record whose number of rows does not fit its 16 bits.
 template <class How, class T>
 auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
 {
     using Rows = typename How::Rows;
-    typename How::Sum sum{};
+    using Sum = typename How::Sum;
+    decltype(How::times(typename Rows::Lanes{}, T{})) lanes{};
+    Sum narrow = 0;
     const T* const* row = record.rows;
     const T* const end = d + len;
     for (int32_t b = 0; b < record.blocks && record.sizes[b] <= end - d; ++b) {
@@ -196,17 +159,25 @@ auto quadratic_form(const BlockDMatrix<T>& record, const T* d, int32_t len)
         {
             RowSums<Rows, N> sums;
             block.sum(d, rows, sums);
-            sum = sum + How::template times<N>(joined_rows(sums.first, sums.second), differences);
+            for (int n = 0; n < N; ++n) lanes = lanes + How::times(sums.first[n] + sums.second[n], differences[n]);
         };
         int32_t r = 0;
-        if constexpr (kFourTogether<T>)
-            for (; r <= block.size - 4; r += 4) take({row[r], row[r + 1], row[r + 2], row[r + 3]}, d + r);
-        for (; r <= block.size - 2; r += 2) take({row[r], row[r + 1]}, d + r);
-        if (r < block.size) take({row[r]}, d + r);
+        if (std::is_floating_point_v<T> && block.size < 4) {
+            for (; r < block.size; ++r) {
+                RowSums<Rows, 1> sums;
+                block.sum(d, {row[r]}, sums);
+                narrow = narrow + Sum{join_halves(sums.first[0])} * static_cast<Sum>(d[r]);
+            }
+        } else {
+            if constexpr (kFourTogether<T>)
+                for (; r <= block.size - 4; r += 4) take({row[r], row[r + 1], row[r + 2], row[r + 3]}, d + r);
+            for (; r <= block.size - 2; r += 2) take({row[r], row[r + 1]}, d + r);
+            if (r < block.size) take({row[r]}, d + r);
+        }
         row += block.size;
         d += block.size;
     }
-    return How::joined(sum);
+    return join_halves(lanes) + narrow;
 }
 
 template <class T>
