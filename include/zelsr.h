@@ -3,6 +3,7 @@
 #define ZELSR_H
 
 #include "zelsr/core.h"
+#include "zelsr/estimation.h"
 #include "zelsr/frontend.h"
 #include "zelsr/likelihood.h"
 #include "zelsr/matrix.h"

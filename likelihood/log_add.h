@@ -34,6 +34,23 @@ inline __m128d choose(__m128d mask, __m128d yes, __m128d no)
 inline __m128 minus_abs(__m128 v) { return _mm_or_ps(v, _mm_set1_ps(-0.0F)); }
 inline __m128d minus_abs(__m128d v) { return _mm_or_pd(v, _mm_set1_pd(-0.0)); }
 
+// Where each lane's difference lies.
+struct Difference_32f {
+    __m128 hi, d, below_cut, in_upper, in_lower;
+
+    [[gnu::always_inline]] Difference_32f(__m128 a, __m128 b)
+        : hi(_mm_max_ps(a, b)),
+          d(minus_abs(a - b)),
+          below_cut(_mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)))),
+          in_upper(_mm_cmple_ps(d, _mm_set1_ps(static_cast<float>(kUpperBound_32f)))),
+          in_lower(_mm_cmple_ps(d, _mm_set1_ps(static_cast<float>(kLowerBound_32f))))
+    {}
+};
+[[gnu::always_inline]] inline __m128 with_floor(__m128 hi, __m128 below_cut, __m128 sum)
+{
+    return choose(below_cut, _mm_max_ps(hi, _mm_set1_ps(kLogZero_32f)), sum);
+}
+
 // Two Horner chains in t^2 for each of N registers abreast: first takes a register's terms 0, 2, ..., second terms
 // 1, 3, ...; steps more of each after the first one. term(n, i): term i in the lanes of register n.
 template <int Steps, int N, class Term>
@@ -81,15 +98,13 @@ struct AccurateLogAdd {
         __m128d t[2 * N], even[2 * N], odd[2 * N];
         const double* terms[N];
         for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-            hi[n] = _mm_max_ps(a[n], b[n]);
-            const __m128 d = detail::minus_abs(a[n] - b[n]);
-            below_cut[n] = _mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)));
-            const __m128 in_upper = _mm_cmple_ps(d, upper);
-            const __m128 in_lower = _mm_cmple_ps(d, lower);
-            const __m128 four_t = d - detail::choose(in_lower, lower, _mm_and_ps(in_upper, upper));
+            const detail::Difference_32f at(a[n], b[n]);
+            hi[n] = at.hi;
+            below_cut[n] = at.below_cut;
+            const __m128 four_t = at.d - detail::choose(at.in_lower, lower, _mm_and_ps(at.in_upper, upper));
             t[2 * n] = _mm_cvtps_pd(four_t);
             t[2 * n + 1] = _mm_cvtps_pd(_mm_movehl_ps(four_t, four_t));
-            const std::size_t entry = lane_entry(_mm_movemask_ps(in_upper), _mm_movemask_ps(in_lower));
+            const std::size_t entry = lane_entry(_mm_movemask_ps(at.in_upper), _mm_movemask_ps(at.in_lower));
             terms[n] = kFastLanes_64f[entry][0].data();
         });
         const auto term = [&](auto half, int i) __attribute__((always_inline))
@@ -106,8 +121,7 @@ struct AccurateLogAdd {
             const __m128 low = sum(std::integral_constant<int, 2 * n>{}, _mm_cvtps_pd(hi[n]));
             const __m128 high =
                 sum(std::integral_constant<int, 2 * n + 1>{}, _mm_cvtps_pd(_mm_movehl_ps(hi[n], hi[n])));
-            b[n] = detail::choose(below_cut[n], _mm_max_ps(hi[n], _mm_set1_ps(kLogZero_32f)),
-                                  _mm_movelh_ps(low, high));
+            b[n] = detail::with_floor(hi[n], below_cut[n], _mm_movelh_ps(low, high));
         });
     }
 };
@@ -128,19 +142,17 @@ struct FastLogAdd {
     template <int N>
     [[gnu::always_inline]] static void add(const __m128 (&a)[N], __m128 (&b)[N])
     {
-        const __m128 upper = _mm_set1_ps(static_cast<float>(kUpperBound_32f));
-        const __m128 lower = _mm_set1_ps(static_cast<float>(kLowerBound_32f));
         const __m128 next = _mm_castsi128_ps(_mm_set1_epi8(4));
         __m128 hi[N], below_cut[N], t[N], sum[N];
         __m128i interval[N];
         for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-            hi[n] = _mm_max_ps(a[n], b[n]);
-            const __m128 d = detail::minus_abs(a[n] - b[n]);
-            below_cut[n] = _mm_cmplt_ps(d, _mm_set1_ps(static_cast<float>(kLogCut_32f)));
-            const __m128i at_or_below = _mm_add_epi8(_mm_castps_si128(_mm_and_ps(_mm_cmple_ps(d, upper), next)),
-                                                     _mm_castps_si128(_mm_and_ps(_mm_cmple_ps(d, lower), next)));
+            const detail::Difference_32f at(a[n], b[n]);
+            hi[n] = at.hi;
+            below_cut[n] = at.below_cut;
+            const __m128i at_or_below = _mm_add_epi8(_mm_castps_si128(_mm_and_ps(at.in_upper, next)),
+                                                     _mm_castps_si128(_mm_and_ps(at.in_lower, next)));
             interval[n] = _mm_add_epi8(at_or_below, _mm_set1_epi32(0x03020100));
-            t[n] = d - of_interval(kFastBounds, interval[n]);
+            t[n] = at.d - of_interval(kFastBounds, interval[n]);
             sum[n] = of_interval(kFastTerms[0], interval[n]);
         });
         for_each_index<10>([&](auto i) __attribute__((always_inline)) {
@@ -150,7 +162,7 @@ struct FastLogAdd {
             });
         });
         for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-            b[n] = detail::choose(below_cut[n], _mm_max_ps(hi[n], _mm_set1_ps(kLogZero_32f)), hi[n] + sum[n]);
+            b[n] = detail::with_floor(hi[n], below_cut[n], hi[n] + sum[n]);
         });
     }
 

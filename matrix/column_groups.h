@@ -140,8 +140,9 @@ namespace detail {
 template <class T, class Load>
 Columns<T, Load> columns(int32_t width, int32_t i, Load load)
 {
-    const int32_t own = std::min(width - i * kLanes<T>, kLanes<T>);
-    return {std::max(i * kLanes<T> + own - kLanes<T>, 0), own, load};
+    constexpr int32_t lanes = kLanes<T>;
+    const int32_t own = std::min(width - i * lanes, lanes);
+    return {std::max(i * lanes + own - lanes, 0), own, load};
 }
 
 // All rows' columns in the registers from i to end - 1, N at a time, then fewer.
