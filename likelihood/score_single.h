@@ -6,25 +6,25 @@
 
 namespace zelsr {
 
-// Two partial sums of four lanes take a vector in single precision: of every 16 elements the first eight go to
-// A, the others to B, four by four; eight left over go to A. The rest goes to A by the tail.
-template <class Load, class Term, class Tail>
-inline __m128 sixteen_by_sixteen(const float* x, Term term, int32_t len, Tail tail)
+// Two partial sums of four lanes, each as Load gives them, take a vector: of every 16 elements the first eight go
+// to A, the others to B, four by four; eight left over go to A. The rest goes to A by the tail.
+template <class Load, class Sign = Subtracted, class T, class Term, class Tail>
+inline auto sixteen_by_sixteen(const T* x, Term term, int32_t len, Tail tail)
 {
     const auto term_at = [x, term](int32_t k) { return term.at(k, Load{})(Load::lanes(x + k)); };
-    __m128 a = _mm_setzero_ps();
-    __m128 b = _mm_setzero_ps();
+    decltype(term_at(0)) a{};
+    decltype(term_at(0)) b{};
     const int32_t whole = len & -16;
     int32_t k = 0;
     for (; k < whole; k += 16) {
-        a = a - term_at(k);
-        b = b - term_at(k + 8);
-        a = a - term_at(k + 4);
-        b = b - term_at(k + 12);
+        a = Sign::join(a, term_at(k));
+        b = Sign::join(b, term_at(k + 8));
+        a = Sign::join(a, term_at(k + 4));
+        b = Sign::join(b, term_at(k + 12));
     }
     if (len - k >= 8) {
-        a = a - term_at(k);
-        a = a - term_at(k + 4);
+        a = Sign::join(a, term_at(k));
+        a = Sign::join(a, term_at(k + 4));
         k += 8;
     }
     tail(a, k);
@@ -41,17 +41,17 @@ inline auto lane_zero_tail(const float* x, Term term, int32_t len)
 }
 
 // A whole register, then up to three elements as one with zeros beyond the end.
-template <class Load, class Term>
-inline auto register_tail(const float* x, Term term, int32_t len)
+template <class Load, class Sign = Subtracted, class First = FirstLanes, class T, class Term>
+inline auto register_tail(const T* x, Term term, int32_t len)
 {
-    return [=](__m128& a, int32_t k) {
+    return [=](auto& a, int32_t k) {
         if (len - k >= 4) {
-            a = a - term.at(k, Load{})(Load::lanes(x + k));
+            a = Sign::join(a, term.at(k, Load{})(Load::lanes(x + k)));
             k += 4;
         }
         if (k < len) {
-            const FirstLanes load{len - k};
-            a = a - term.at(k, load)(load.lanes(x + k));
+            const First load{len - k};
+            a = Sign::join(a, term.at(k, load)(load.lanes(x + k)));
         }
     };
 }

@@ -20,8 +20,8 @@ ZELSR_BEGIN_DECLARATIONS
  * into U, padding included. In the `D2L` forms the lists of A and U have height rows, that of V has width rows.
  *
  * Range: any finite matrix. One whose greatest element is not between 2^-400 and 2^400 is decomposed in units of a
- * power of two, which changes no digit; in all others a column or row that averages below the smallest normal number
- * counts as zeros. A singular value beyond the largest number is infinite.
+ * power of two, which changes no digit. A column or row whose elements then average below the smallest normal
+ * number counts as zeros. A singular value beyond the largest number is infinite.
  *
  * The singular values of zelsSVD_*() stand in no order; those of zelsSVDSort_*() go down, the columns of U and V
  * with them.
@@ -35,9 +35,9 @@ ZELSR_BEGIN_DECLARATIONS
  * the first was, the unsorted decomposition where the second was. ::SrErrSvdConverge: a value used up the limit;
  * U, w and V hold the state reached, unsorted.
  *
- * Not-a-number anywhere in A gives no failure but a result without meaning. No array needs alignment; the result
- * does not depend on it, nor on the layout. The caller's rounding mode holds. Thread rules: no state; calls on
- * different arrays may run together.
+ * Not-a-number or an infinity anywhere in A gives ::SrErrSvdConverge or a result without meaning. No array needs
+ * alignment; the result does not depend on it, nor on the layout. The caller's rounding mode holds. Thread rules:
+ * no state; calls on different arrays may run together.
  * @{ */
 
 /** As the group says, source and U apart. */
