@@ -5,6 +5,7 @@
 #include "zelsr/core.h"
 #include "zelsr/frontend.h"
 #include "zelsr/likelihood.h"
+#include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
 
 #endif
