@@ -55,8 +55,7 @@ class LinearPrediction : public testing::TestWithParam<Member> {
         const Outcome right = expected(x, order);
         Guarded<float> source(x, at[0]), a(std::vector<float>(static_cast<std::size_t>(order), kHeld), at[1]);
         source.take_snapshot();
-        const SrStatus status =
-            GetParam().singles(source.data(), static_cast<int32_t>(x.size()), a.data(), order);
+        const SrStatus status = GetParam().singles(source.data(), static_cast<int32_t>(x.size()), a.data(), order);
         testing::AssertionResult result = same_values(right.a, a.values());
         if (result) result = status_is(right.status, status);
         if (result && !(source.as_snapshot() && a.intact()))
@@ -137,8 +136,8 @@ TEST_P(LinearPrediction, SilenceLeavesTheArray)
 // A constant is predicted almost without error: the recursion fails at some order when rounding is in the way.
 TEST_P(LinearPrediction, SinglesThatFailOnTheWay)
 {
-    for (float value : {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), 3e38F,
-                        1e-30F}) {
+    for (float value :
+         {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), 3e38F, 1e-30F}) {
         std::vector<float> x = resonant_signal(50);
         x[20] = value;
         for (int order : {3, 10, 20}) ASSERT_TRUE(predicts(x, order)) << value;
@@ -313,12 +312,12 @@ TEST_P(LinearPrediction, RunsOnAnyStack)
 }
 #endif
 
-INSTANTIATE_TEST_SUITE_P(
-    Auto, LinearPrediction,
-    testing::Values(Member{"Denominator", false, zelsLinearPrediction_Auto_32f, zelsLinearPrediction_Auto_16s_Sfs},
-                    Member{"Predictor", true, zelsLinearPredictionNeg_Auto_32f,
-                           zelsLinearPredictionNeg_Auto_16s_Sfs}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Auto, LinearPrediction,
+                         testing::Values(Member{"Denominator", false, zelsLinearPrediction_Auto_32f,
+                                                zelsLinearPrediction_Auto_16s_Sfs},
+                                         Member{"Predictor", true, zelsLinearPredictionNeg_Auto_32f,
+                                                zelsLinearPredictionNeg_Auto_16s_Sfs}),
+                         [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace zelsr::test

@@ -35,8 +35,8 @@ testing::AssertionResult solves(const std::vector<float>& x, int order, Arrangem
     source.take_snapshot();
     const SrStatus status =
         zelsLinearPrediction_Cov_32f(source.data(), static_cast<int32_t>(x.size()), a.data(), order);
-    testing::AssertionResult right = order <= 12 ? same_values(in_singles(x, order), a.values())
-                                                 : testing::AssertionSuccess();
+    testing::AssertionResult right =
+        order <= 12 ? same_values(in_singles(x, order), a.values()) : testing::AssertionSuccess();
     // Rounding errors grow as the pivots shrink.
     double largest = 1;
     for (long double value : exact.a) largest = std::max(largest, static_cast<double>(std::abs(value)));
@@ -44,8 +44,8 @@ testing::AssertionResult solves(const std::vector<float>& x, int order, Arrangem
     for (std::size_t i = 0; right && i < exact.a.size(); ++i) {
         const double apart = std::abs(a.get(i) - static_cast<double>(exact.a[i]));
         if (!(apart <= tolerance))
-            right = testing::AssertionFailure() << "element " << i << ": " << a.get(i) << " is " << apart
-                                                << " off, tolerance " << tolerance;
+            right = testing::AssertionFailure()
+                    << "element " << i << ": " << a.get(i) << " is " << apart << " off, tolerance " << tolerance;
     }
     if (right) right = status_is(SrOk, status);
     if (right && !(source.as_snapshot() && a.intact()))
@@ -180,9 +180,8 @@ void expect_checks(SrStatus (*call)(const Arguments<T>&))
 
 TEST(CovPrediction, PointersAreCheckedBeforeSizes)
 {
-    expect_checks<float>([](const Arguments<float>& g) {
-        return zelsLinearPrediction_Cov_32f(g.x, g.length, g.a, g.order);
-    });
+    expect_checks<float>(
+        [](const Arguments<float>& g) { return zelsLinearPrediction_Cov_32f(g.x, g.length, g.a, g.order); });
     expect_checks<int16_t>([](const Arguments<int16_t>& g) {
         return zelsLinearPrediction_Cov_16s_Sfs(g.x, g.length, g.a, g.order, -12);
     });
@@ -218,8 +217,8 @@ TEST(CovPrediction, SurvivesRefusedMemory)
     }
 }
 
-// Its own two blocks refused, the array is as it was; a failure behind them is told, and the conversion runs all the
-// same (wanted).
+// Its own two blocks refused, the array is as it was; a failure behind them is told, and the conversion runs all
+// the same (wanted).
 TEST(CovPrediction, FixedSurvivesRefusedMemory)
 {
     const std::vector<int16_t> x = resonant_signal_16s(300, 3000);
@@ -297,8 +296,9 @@ TEST(CovPrediction, RunsOnAnyStack)
         std::vector<int16_t> a16(14);
         EXPECT_EQ(call_misaligned(zelsLinearPrediction_Cov_32f, misalign, x.data(), 200, a.data(), 14), SrOk);
         EXPECT_TRUE(same_values(right, a));
-        EXPECT_EQ(call_misaligned(zelsLinearPrediction_Cov_16s_Sfs, misalign, x16.data(), 200, a16.data(), 14, -12),
-                  SrOk);
+        EXPECT_EQ(
+            call_misaligned(zelsLinearPrediction_Cov_16s_Sfs, misalign, x16.data(), 200, a16.data(), 14, -12),
+            SrOk);
         EXPECT_TRUE(same_values(reference::nearest(right, -12), a16));
     }
 }

@@ -75,8 +75,7 @@ TEST(Cepstrum, ByValue)
     std::vector<float> a(30, 0.0F);
     a[0] = -0.5F;
     const std::vector<float> c = cepstrum_of(a);
-    for (int n = 1; n <= 30; ++n)
-        EXPECT_NEAR(c[static_cast<std::size_t>(n - 1)], std::pow(0.5, n) / n, 1e-8) << n;
+    for (int n = 1; n <= 30; ++n) EXPECT_NEAR(c[static_cast<std::size_t>(n - 1)], std::pow(0.5, n) / n, 1e-8) << n;
     EXPECT_TRUE(near_values(a, lp_of(c), 1e-7));
     // a[1] = -(c[1] + c[0] a[0] / 2): the weight is the cepstrum's.
     EXPECT_EQ(cepstrum_of({2, 3}), (std::vector<float>{-2, -1}));
@@ -286,9 +285,11 @@ TEST(Cepstrum, RunsOnAnyStack)
             EXPECT_TRUE(same_values(reference::lp_to_cepstrum(x), y));
             EXPECT_EQ(call_misaligned(zelsCepstrumToLP_32f, misalign, x.data(), y.data(), length), SrOk);
             EXPECT_TRUE(same_values(reference::cepstrum_to_lp(x), y));
-            EXPECT_EQ(call_misaligned(zelsLPToCepstrum_16s_Sfs, misalign, x16.data(), y16.data(), length, -12), SrOk);
+            EXPECT_EQ(call_misaligned(zelsLPToCepstrum_16s_Sfs, misalign, x16.data(), y16.data(), length, -12),
+                      SrOk);
             EXPECT_EQ(fixed_cepstrum(x16, -12), y16);
-            EXPECT_EQ(call_misaligned(zelsCepstrumToLP_16s_Sfs, misalign, x16.data(), y16.data(), length, -12), SrOk);
+            EXPECT_EQ(call_misaligned(zelsCepstrumToLP_16s_Sfs, misalign, x16.data(), y16.data(), length, -12),
+                      SrOk);
             EXPECT_EQ(fixed_lp(x16, -12), y16);
         }
     }

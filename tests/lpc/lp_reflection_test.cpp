@@ -67,7 +67,7 @@ TEST(StepUp, ByValue)
     EXPECT_TRUE(same_value(0.0F, lp_of({0.0F})[0]));
     EXPECT_EQ(lp_of({0.5F, 0.25F}), (std::vector<float>{-0.5F + 0.5F * 0.25F, -0.25F}));
     // Unit coefficients are no failure upwards.
-    EXPECT_EQ(lp_of({1, 1, -1}), (std::vector<float>{-1, 1, 1}));
+    EXPECT_EQ(lp_of({1, 1, -1}), (std::vector<float>{-1, -1, 1}));
 }
 
 // What is above the unit coefficient is written, it and what is below it is not.
@@ -86,7 +86,8 @@ TEST(StepDown, AUnitCoefficientEndsIt)
                 EXPECT_EQ(watch.live(), 0);
                 EXPECT_TRUE(k.intact());
                 for (int i = 0; i < length; ++i)
-                    ASSERT_EQ(k.get(static_cast<std::size_t>(i)), i > at ? 0.0F : kHeld) << i << ", unit at " << at;
+                    ASSERT_EQ(k.get(static_cast<std::size_t>(i)), i > at ? 0.0F : kHeld)
+                        << i << ", unit at " << at;
             }
 }
 
@@ -344,9 +345,11 @@ TEST(StepDown, RunsOnAnyStack)
             EXPECT_TRUE(same_values(reference::lp_to_reflection(x).k, y));
             EXPECT_EQ(call_misaligned(zelsReflectionToLP_32f, misalign, x.data(), y.data(), length), SrOk);
             EXPECT_TRUE(same_values(reference::reflection_to_lp(x), y));
-            EXPECT_EQ(call_misaligned(zelsLPToReflection_16s_Sfs, misalign, x16.data(), y16.data(), length, -12), SrOk);
+            EXPECT_EQ(call_misaligned(zelsLPToReflection_16s_Sfs, misalign, x16.data(), y16.data(), length, -12),
+                      SrOk);
             EXPECT_EQ(fixed_reflection(x16, -12), y16);
-            EXPECT_EQ(call_misaligned(zelsReflectionToLP_16s_Sfs, misalign, x16.data(), y16.data(), length, -12), SrOk);
+            EXPECT_EQ(call_misaligned(zelsReflectionToLP_16s_Sfs, misalign, x16.data(), y16.data(), length, -12),
+                      SrOk);
             EXPECT_EQ(fixed_lp(x16, -12), y16);
         }
     }

@@ -142,7 +142,8 @@ void expect_split_checks(SrStatus (*call)(const Arguments<T>&))
 // The error pointer is looked at behind the order: wanted.
 TEST(Schur, OrderIsCheckedBetweenThePointers)
 {
-    expect_split_checks<float>([](const Arguments<float>& x) { return zelsSchur_32f(x.r, x.k, x.order, x.error); });
+    expect_split_checks<float>(
+        [](const Arguments<float>& x) { return zelsSchur_32f(x.r, x.k, x.order, x.error); });
     expect_split_checks<int16_t>(
         [](const Arguments<int16_t>& x) { return zelsSchur_16s_Sfs(x.r, x.k, x.order, x.error, -15); });
 }
@@ -219,8 +220,7 @@ TEST(SchurFixed, IsTheRecursionRounded)
     for (int order : lengths(8))
         for (const Arrangement& at : arrangements(2, sizeof(int16_t)))
             ASSERT_TRUE(is_rounded_recursion(autocorrelation_16s(order), order, uniform(-16, -8), at));
-    for (int order : {200, 1023, 1024})
-        ASSERT_TRUE(is_rounded_recursion(autocorrelation_16s(order), order, -15));
+    for (int order : {200, 1023, 1024}) ASSERT_TRUE(is_rounded_recursion(autocorrelation_16s(order), order, -15));
     const std::vector<int16_t> r = autocorrelation_16s(9);
     for (int32_t sf : scale_factors()) ASSERT_TRUE(is_rounded_recursion(r, 9, sf));
 }
@@ -231,8 +231,7 @@ TEST(SchurFixed, AnyValues)
     for (int turn = 0; turn < 300; ++turn) {
         const int order = uniform(1, 12);
         const int16_t limit = turn % 2 == 0 ? int16_t(2) : int16_t(32767);
-        ASSERT_TRUE(
-            is_rounded_recursion(uniform_vector<int16_t>(order + 1, int16_t(-limit), limit), order, -12));
+        ASSERT_TRUE(is_rounded_recursion(uniform_vector<int16_t>(order + 1, int16_t(-limit), limit), order, -12));
     }
     const int16_t nothing[] = {0, 0}, impossible[] = {0, 1}, opposite[] = {0, -1};
     int16_t k;
@@ -271,7 +270,8 @@ TEST(Schur, RunsOnAnyStack)
             float error;
             EXPECT_EQ(call_misaligned(zelsSchur_32f, misalign, singles.data(), k.data(), order, &error), SrOk);
             EXPECT_TRUE(same_values(expected.k, k));
-            EXPECT_EQ(call_misaligned(zelsSchur_16s_Sfs, misalign, r.data(), k16.data(), order, &error, -15), SrOk);
+            EXPECT_EQ(call_misaligned(zelsSchur_16s_Sfs, misalign, r.data(), k16.data(), order, &error, -15),
+                      SrOk);
             EXPECT_EQ(reference::nearest(expected.k, -15), k16);
         }
     }

@@ -86,11 +86,11 @@ inline std::vector<float> scaled_singles(const std::vector<std::int16_t>& x, std
     return all;
 }
 
-// Half away from zero without saturation: the low 16 bits of the whole number.
+// Half away from zero without saturation: the low 16 bits of the whole number. The sum is exact.
 inline std::int16_t half_away(float x, std::int32_t sf)
 {
-    const float y = x * multiplier<float>(sf);
-    const std::int32_t whole = to_32_bits(y >= 0 ? y + 0.5F : y - 0.5F, 0);
+    const double y = x * multiplier<float>(sf);
+    const std::int32_t whole = to_32_bits(y >= 0 ? y + 0.5 : y - 0.5, 0);
     return std::bit_cast<std::int16_t>(static_cast<std::uint16_t>(whole));
 }
 inline std::vector<std::int16_t> half_away(const std::vector<float>& x, std::int32_t sf)
