@@ -73,6 +73,10 @@ SrStatus zelsLPToLSP_16s_Sfs(const int16_t* a, int32_t src_sf, int16_t* lsp, int
  *
  * and a from both by the sums that undo those above.
  *
+ * The products of the first factors, whose roots lie close together, are large and leave rounding errors behind: a
+ * of stable filters is off by some 1e-6 at order 8, 1e-5 at order 12, 1e-4 at order 16, and from order 28 on of
+ * little use.
+ *
  * ::SrErrMemAlloc if the allocator refuses, with nothing written: none is asked for up to order 58.
  * @{ */
 /** Single precision. Checks: null ::SrErrNullPtr; order below 1 ::SrErrSize; ::SrErrLspToLp where lsp[0] is at or

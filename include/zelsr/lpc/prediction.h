@@ -54,7 +54,8 @@ ZELSR_BEGIN_DECLARATIONS
  *     k[m-1] = (0 - v[m]) / u[0]
  *     v[m+p] = k u[p] + v[m+p] and u[p] = k v[m+p] + u[p], from the old values, p from 0 on
  *
- * and the error is k v + u in the last step. u counts order elements. Nothing is tested: a zero u[0] gives
+ * and the error is k v + u in the last step. These k have the sign of a filter's last coefficients: they are minus
+ * what zelsLPToReflection_32f() gives. u counts order elements. Nothing is tested: a zero u[0] gives
  * infinities or NaN, and ::SrOk.
  * @{ */
 /** Denominator form of a and the prediction error, single precision. */
