@@ -15,14 +15,14 @@ constexpr int32_t kOnStack = 64;  // below as many lags, or samples, no memory i
 
 SrStatus order_within(int32_t order, int32_t len) { return require(order <= len, SrErrSize); }
 
-constexpr int64_t work_size(int64_t order) { return order + 1 + StepUp::work_size(order); }
+constexpr int64_t work_size(int64_t order) { return 2 * order + 1; }
 
 // The lags and the work memory of the recursion.
 using Work = Scratch<float, work_size(kOnStack - 2)>;
 
 SrStatus predict(const float* src, int32_t len, float* a, int32_t order, const Work& work)
 {
-    float* lags = work.data() + StepUp::work_size(order);
+    float* lags = work.data() + order;
     if (SrStatus failed = zelsAutoCorr_32f(src, len, lags, order + 1)) return failed;
     float error;
     return durbin(lags, a, order, &error, work.data());

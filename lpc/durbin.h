@@ -1,7 +1,6 @@
 // The recursion of Levinson and Durbin.
 #pragma once
 
-#include "lpc/step_up.h"
 #include "zelsr/types.h"
 
 namespace zelsr {
@@ -9,7 +8,7 @@ namespace zelsr {
 // Below this order no memory is allocated.
 constexpr int32_t kDurbinOnStack = 64;
 
-// The coefficients from the lags 0 to order. work holds StepUp::work_size(order) elements.
+// The coefficients from the lags 0 to order. work holds order elements.
 SrStatus durbin(const float* acorr, float* a, int32_t order, float* error, float* work);
 
 }  // namespace zelsr

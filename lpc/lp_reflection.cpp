@@ -40,14 +40,13 @@ constexpr int64_t step_down_size(int64_t len) { return 2 * (len + 4); }
     return SrOk;
 }
 
-[[gnu::noinline]] void step_up(const float* reflection, float* a, int32_t len, float* work)
+// work holds len elements.
+[[gnu::noinline]] void step_up_all(const float* reflection, float* a, int32_t len, float* work)
 {
-    StepUp filter(work, len);
     for (int32_t i = 0; i < len; ++i) {
         const float k = load_one(reflection + i);
-        filter.step(k, 0 - k);
+        step_up(work, i < len - 1 ? work : a, i, k, 0 - k);
     }
-    filter.copy_to(a);
 }
 
 }  // namespace
@@ -82,22 +81,21 @@ SrStatus zelsLPToReflection_16s_Sfs(const int16_t* a, int16_t* k, int32_t len, i
 SrStatus zelsReflectionToLP_32f(const float* k, float* a, int32_t len)
 {
     if (SrStatus failed = first_failure(non_null(k, a), positive(len))) return failed;
-    const Scratch<float, StepUp::work_size(kOnStack_32f - 1)> work(StepUp::work_size(len));
+    const Scratch<float, kOnStack_32f - 1> work(len);
     if (!work) return SrErrMemAlloc;
-    step_up(k, a, len, work.data());
+    step_up_all(k, a, len, work.data());
     return SrOk;
 }
 
 SrStatus zelsReflectionToLP_16s_Sfs(const int16_t* k, int16_t* a, int32_t len, int32_t sf)
 {
     if (SrStatus failed = first_failure(non_null(k, a), positive(len))) return failed;
-    const auto size = [](int64_t count) { return StepUp::work_size(count) + count; };
-    const Scratch<float, size(kOnStack_16s - 1)> work(size(len));
+    const Scratch<float, 2 * (kOnStack_16s - 1)> work(2 * int64_t{len});
     if (!work) return SrErrMemAlloc;
     const DefaultFloatEnvironment environment;
-    float* single = work.data() + StepUp::work_size(len);
+    float *single = work.data(), *rising = single + len;
     to_single(k, single, len, power_of_two(sf));
-    step_up(single, single, len, work.data());
+    step_up_all(single, single, len, rising);
     convert_32f16s(single, a, len, Rounding::Nearest, sf);
     return SrOk;
 }

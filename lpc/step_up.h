@@ -1,53 +1,34 @@
 // The coefficients of a filter whose order rises step by step.
 #pragma once
 
-#include <algorithm>
-#include <cstring>
-
-#include "core/simd.h"
+#include "lpc/products.h"
 
 namespace zelsr {
 
-// A step takes a[j] = a[j] - a[order-1-j] k and appends a coefficient. The coefficients are kept twice, forwards
-// and backwards, so that both factors of a step lie in registers' order. The backward ones end at a fixed place
-// and grow downwards, so that a step moves none of them; behind either array lie zeros, so that a step takes whole
-// registers.
-class StepUp {
-  public:
-    // Elements of the work memory.
-    static constexpr int64_t work_size(int64_t highest_order) { return 2 * (highest_order + 4); }
-
-    StepUp(float* work, int32_t highest_order)
-        : forward_(work), backward_end_(work + 2 * std::int64_t{highest_order} + 4)
-    {
-        std::fill_n(work, work_size(highest_order), 0.0F);
-    }
-
-    void step(float k, float last)
-    {
+// to[j] = a[j] - a[order-1-j] k for j below order; then last stands behind them. The two ends of a make one
+// another's new values, so that to may be a. Registers pay from some length on only: what one step stores the next
+// one loads across two stores. to may lie on any byte address.
+inline void step_up(const float* a, float* to, int32_t order, float k, float last)
+{
+    constexpr int32_t kFewestInRegisters = 48;
+    int32_t low = 0, high = order;
+    if (order >= kFewestInRegisters) {
         const __m128 factor = _mm_set1_ps(k);
-        float* reversed = backward_end_ - order_;
-        for (int32_t j = 0; j < order_; j += 4) {
-            const __m128 a = Unaligned::four(forward_ + j), b = Unaligned::four(reversed + j);
-            Unaligned::put(forward_ + j, a - b * factor);
-            Unaligned::put(reversed + j, b - a * factor);
+        for (; high - low >= 8; low += 4, high -= 4) {
+            const __m128 left = Unaligned::four(a + low), right = reversed(Unaligned::four(a + high - 4));
+            Unaligned::put(to + low, left - right * factor);
+            Unaligned::put(to + high - 4, reversed(right - left * factor));
         }
-        append(last);
     }
-    void append(float last)
-    {
-        forward_[order_] = last;
-        *(backward_end_ - ++order_) = last;
+    for (; high - low >= 2; ++low, --high) {
+        float left = a[low];
+        const float right = a[high - 1];
+        one_by_one(left);
+        store_one(to + low, left - right * k);
+        store_one(to + high - 1, right - left * k);
     }
-
-    int32_t order() const { return order_; }
-    const float* coefficients() const { return forward_; }
-    const float* reversed() const { return backward_end_ - order_; }
-    void copy_to(float* a) const { std::memcpy(a, forward_, sizeof(float) * static_cast<std::size_t>(order_)); }
-
-  private:
-    float *forward_, *backward_end_;
-    int32_t order_ = 0;
-};
+    if (low < high) store_one(to + low, a[low] - a[low] * k);
+    store_one(to + order, last);
+}
 
 }  // namespace zelsr

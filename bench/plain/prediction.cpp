@@ -123,6 +123,7 @@ void from_cepstrum(const float* c, float* a, int order)
 
 int line_spectrum(const float* a, float* lsp, int order, int cells, int halvings)
 {
+    if (order < 2) return 0;
     float g[2][most_coefficients / 2 + 1];
     const int m = order / 2;
     g[0][0] = g[1][0] = 1;
