@@ -65,27 +65,6 @@ inline Prediction durbin(const std::vector<float>& autocorrelation, std::vector<
     return result;
 }
 
-// The same equations in extended precision: what any order of the sums must come near to.
-struct ExactPrediction {
-    std::vector<long double> a, reflection;
-    long double error = 0;
-};
-inline ExactPrediction exact_durbin(const std::vector<float>& r, std::size_t order)
-{
-    ExactPrediction result{std::vector<long double>(order), {}, r[0]};
-    for (std::size_t i = 1; i <= order; ++i) {
-        long double s = r[i];
-        for (std::size_t j = 1; j < i; ++j) s += r[i - j] * result.a[j - 1];
-        const long double k = s / result.error;
-        result.error *= 1 - k * k;
-        const std::vector<long double> old = result.a;
-        result.a[i - 1] = -k;
-        for (std::size_t j = 1; j < i; ++j) result.a[j - 1] = old[j - 1] - old[i - j - 1] * k;
-        result.reflection.push_back(k);
-    }
-    return result;
-}
-
 struct Reflection {
     std::vector<float> k;
     float error;
