@@ -1,4 +1,6 @@
 // Linear prediction by the covariance method.
+#include <algorithm>
+
 #include "core/contract.h"
 #include "core/convert.h"
 #include "core/rounding.h"
@@ -102,6 +104,13 @@ constexpr int64_t work_size(int64_t order) { return 2 * order + triangle_size(or
     return SrOk;
 }
 
+SrStatus predict_with_scratch(const float* src, int32_t len, float* a, int32_t order)
+{
+    const Scratch<float> work(work_size(order));
+    if (!work) return SrErrMemAlloc;
+    return predict(src, len, a, order, work.data());
+}
+
 }  // namespace
 }  // namespace zelsr
 
@@ -111,20 +120,20 @@ SrStatus zelsLinearPrediction_Cov_32f(const float* src, int32_t len, float* a, i
 {
     if (SrStatus failed = first_failure(non_null(src, a), positive(len, order), order_within(order, len)))
         return failed;
-    const Scratch<float> work(work_size(order));
-    if (!work) return SrErrMemAlloc;
-    return predict(src, len, a, order, work.data());
+    return predict_with_scratch(src, len, a, order);
 }
 
+// The result is converted after a failure, too, when it is zero: wanted.
 SrStatus zelsLinearPrediction_Cov_16s_Sfs(const int16_t* src, int32_t len, int16_t* a, int32_t order, int32_t sf)
 {
     if (SrStatus failed = first_failure(non_null(src, a), positive(len, order), order_within(order, len)))
         return failed;
-    const Scratch<float> samples(len), coefficients(order), work(work_size(order));
-    if (!samples || !coefficients || !work) return SrErrMemAlloc;
+    const Scratch<float> samples(len), coefficients(order);
+    if (!samples || !coefficients) return SrErrMemAlloc;
     const DefaultFloatEnvironment environment;
     convert_16s32f(src, samples.data(), len);
-    if (SrStatus failed = predict(samples.data(), len, coefficients.data(), order, work.data())) return failed;
+    std::fill_n(coefficients.data(), order, 0.0F);
+    const SrStatus status = predict_with_scratch(samples.data(), len, coefficients.data(), order);
     convert_32f16s(coefficients.data(), a, order, Rounding::Nearest, sf);
-    return SrOk;
+    return status;
 }

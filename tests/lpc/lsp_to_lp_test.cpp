@@ -62,7 +62,8 @@ TEST(LSPToLP, ByValue)
     EXPECT_EQ(a[2], 0.0F);
 }
 
-// Rounding errors grow with the products of many factors.
+// The coefficients of the two products grow with their number of factors, and their rounding errors with them:
+// measured, 0.8 bits an order.
 TEST(LSPToLP, UndoesTheSearch)
 {
     for (int order = 1; order <= 40; ++order) {
@@ -75,7 +76,7 @@ TEST(LSPToLP, UndoesTheSearch)
             if (zelsLPToLSP_32f(a.data(), lsp.data(), order, &n_roots, 1000, 12) != SrOk) continue;
             ++both_ways;
             ASSERT_EQ(zelsLSPToLP_32f(lsp.data(), back.data(), order), SrOk);
-            EXPECT_TRUE(near_values(a, back, 0x1p-20 * std::pow(2.0, 0.75 * order))) << order;
+            EXPECT_TRUE(near_values(a, back, std::exp2(0.8 * order - 23))) << order;
         }
         EXPECT_GE(both_ways, 10) << order;
     }

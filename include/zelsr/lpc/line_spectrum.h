@@ -47,11 +47,13 @@ ZELSR_BEGIN_DECLARATIONS
  *
  * and becomes the left point, of the other polynomial, before the same node.
  *
- * With i the index of the node before the one looked at, i + 5 below n_int: (n_div + 1) / 2 rounds of the points
- * xa - step, xa - 2 step, xa - 3 step, with step a quarter of the bracket at first and a quarter of itself from
- * round to round; those before the change of sign move the left end, the next one is the right end, which stays
- * where there is none. Else: n_div halvings at (xa + xb) * 0.5, where a point whose F times fb is above 0 moves
- * the right end and any other the left one.
+ * Nodes are looked at four together as long as i + 5 is below n_int, i the index of the last one passed; after a
+ * root four are taken anew, of which the first is the node before which the root lies. A bracket that four of them
+ * show is refined in (n_div + 1) / 2 rounds of the points xa - step, xa - 2 step, xa - 3 step, with step a quarter
+ * of the bracket at first and a quarter of itself from round to round; those before the change of sign move the
+ * left end, the next one is the right end, which stays where there is none. The remaining nodes are looked at
+ * singly, and a bracket is refined by n_div halvings at (xa + xb) * 0.5, where a point whose F times fb is above 0
+ * moves the right end and any other the left one.
  *
  * Checks: null ::SrErrNullPtr; n_int, n_div, order below 1, or order above n_int ::SrErrSize. ::SrErrMemAlloc if
  * the allocator refuses, with nothing written: none is asked for while n_int + order is at most 240.

@@ -42,8 +42,8 @@ ZELSR_BEGIN_DECLARATIONS
  *     k = s / E,   E = E (1 - k^2),   a[j-1] = a[j-1] - a[i-j-1] k for j = 1 ... i-1,   a[i-1] = -k
  *
  * The sum runs from r[i] on in rising j up to i = 12. Beyond, with t = i - j: the last (i - 1) modulo 8 products
- * of rising t are added to r[i]; the others, t modulo 8, in eight partial sums p, joined as ((p0+p4) + (p1+p5)) +
- * ((p2+p6) + (p3+p7)), which is added to that.
+ * of rising t are added to r[i]; the others, t - 1 modulo 8, in eight partial sums p, joined as
+ * ((p0+p4) + (p1+p5)) + ((p2+p6) + (p3+p7)), which is added to that.
  *
  * Where r[0] or an E is not above 0 (a NaN is not): ::SrErrDurbin, error is not written, and a holds the i - 1
  * coefficients of the last finished order; in orders 9 to 12 a failure at i = 2, 3 or 4 has stored a[i-1] as well.
@@ -103,7 +103,8 @@ SrStatus zelsLinearPredictionNeg_Auto_16s_Sfs(const int16_t* src, int32_t len, i
  * @{ */
 /** Predictor form, single precision. */
 SrStatus zelsLinearPrediction_Cov_32f(const float* src, int32_t len, float* a, int32_t order);
-/** Predictor form, 16-bit. */
+/** Predictor form, 16-bit. Its own two blocks refused, nothing is written; refused one of the form of single
+ * precision, a is zero (wanted). */
 SrStatus zelsLinearPrediction_Cov_16s_Sfs(const int16_t* src, int32_t len, int16_t* a, int32_t order, int32_t sf);
 /** @} */
 
