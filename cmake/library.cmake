@@ -46,6 +46,7 @@ zelsr_subsystem(likelihood USES core)
 zelsr_subsystem(matrix USES core)
 zelsr_subsystem(frontend USES core)
 zelsr_subsystem(estimation USES core)
+zelsr_subsystem(lpc USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

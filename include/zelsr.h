@@ -6,6 +6,7 @@
 #include "zelsr/estimation.h"
 #include "zelsr/frontend.h"
 #include "zelsr/likelihood.h"
+#include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
 
 #endif
