@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "zelsr/core/memory.h"
 
@@ -14,24 +15,23 @@ struct AlignedRelease {
     void operator()(void* block) const { zelsFree(block); }
 };
 
-using AlignedFloats = std::unique_ptr<float[], AlignedRelease>;
-using AlignedShorts = std::unique_ptr<std::int16_t[], AlignedRelease>;
+template <class T>
+using AlignedArray = std::unique_ptr<T[], AlignedRelease>;
+using AlignedFloats = AlignedArray<float>;
+using AlignedShorts = AlignedArray<std::int16_t>;
 
 // At least one element, not initialised.
-inline AlignedFloats aligned_floats(std::int64_t count)
+template <class T>
+AlignedArray<T> aligned_array(std::int64_t count)
 {
-    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max() / sizeof(float);
-    float* block = count <= kMost ? zelsMalloc_32f(static_cast<std::int32_t>(count)) : nullptr;
+    static_assert(std::is_trivial_v<T>);
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max() / sizeof(T);
+    void* block = count <= kMost ? zelsMalloc_8u(static_cast<std::int32_t>(count * sizeof(T))) : nullptr;
     if (block == nullptr) throw std::bad_alloc();
-    return AlignedFloats(block);
+    return AlignedArray<T>(static_cast<T*>(block));
 }
 
-inline AlignedShorts aligned_shorts(std::int64_t count)
-{
-    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max() / sizeof(std::int16_t);
-    std::int16_t* block = count <= kMost ? zelsMalloc_16s(static_cast<std::int32_t>(count)) : nullptr;
-    if (block == nullptr) throw std::bad_alloc();
-    return AlignedShorts(block);
-}
+inline AlignedFloats aligned_floats(std::int64_t count) { return aligned_array<float>(count); }
+inline AlignedShorts aligned_shorts(std::int64_t count) { return aligned_array<std::int16_t>(count); }
 
 }  // namespace zelsr::examples

@@ -73,9 +73,26 @@ std::string base_64(std::string_view bytes)
     return out;
 }
 
+// Even steps from stop to stop.
+Palette palette_through(std::span<const Colour> stops)
+{
+    Palette palette;
+    for (std::size_t i = 0; i < palette.size(); ++i) {
+        const double at = static_cast<double>(i) / 255 * (stops.size() - 1);
+        const std::size_t left = std::min(static_cast<std::size_t>(at), stops.size() - 2);
+        const double part = at - static_cast<double>(left);
+        auto mix = [&](std::uint8_t from, std::uint8_t to) {
+            return static_cast<std::uint8_t>(std::lround(from + part * (to - from)));
+        };
+        const Colour from = stops[left], to = stops[left + 1];
+        palette[i] = {mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue)};
+    }
+    return palette;
+}
+
 }  // namespace
 
-std::string png_data_address(std::span<const std::uint8_t> pixels, std::size_t width, const Palette& palette)
+std::string png_file(std::span<const std::uint8_t> pixels, std::size_t width, const Palette& palette)
 {
     const std::size_t height = pixels.size() / width;
 
@@ -100,25 +117,31 @@ std::string png_data_address(std::span<const std::uint8_t> pixels, std::size_t w
     append_chunk(png, "PLTE", colours);
     append_chunk(png, "IDAT", stored_zlib(rows));
     append_chunk(png, "IEND", "");
-    return "data:image/png;base64," + base_64(png);
+    return png;
+}
+
+std::string png_data_address(std::span<const std::uint8_t> pixels, std::size_t width, const Palette& palette)
+{
+    return "data:image/png;base64," + base_64(png_file(pixels, width, palette));
 }
 
 Palette level_palette()
 {
     constexpr std::array<Colour, 6> kStops{
         {{255, 255, 255}, {205, 221, 240}, {122, 164, 214}, {84, 92, 178}, {94, 32, 118}, {32, 6, 40}}};
-    Palette palette;
-    for (std::size_t i = 0; i < palette.size(); ++i) {
-        const double at = static_cast<double>(i) / 255 * (kStops.size() - 1);
-        const std::size_t left = std::min(static_cast<std::size_t>(at), kStops.size() - 2);
-        const double part = at - static_cast<double>(left);
-        auto mix = [&](std::uint8_t from, std::uint8_t to) {
-            return static_cast<std::uint8_t>(std::lround(from + part * (to - from)));
-        };
-        const Colour from = kStops[left], to = kStops[left + 1];
-        palette[i] = {mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue)};
-    }
-    return palette;
+    return palette_through(kStops);
+}
+
+Palette signed_palette()
+{
+    constexpr std::array<Colour, 7> kStops{{{12, 40, 96},
+                                            {44, 104, 176},
+                                            {150, 192, 222},
+                                            {250, 250, 250},
+                                            {240, 172, 138},
+                                            {196, 66, 66},
+                                            {100, 8, 32}}};
+    return palette_through(kStops);
 }
 
 }  // namespace zelsr::examples

@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "common/failure.h"
+#include "common/text.h"
 
 namespace zelsr::examples {
 namespace {
@@ -32,9 +33,14 @@ bool holds_integers(int format)
     return coding == SF_FORMAT_PCM_16 || coding == SF_FORMAT_PCM_24 || coding == SF_FORMAT_PCM_32;
 }
 
+std::string counted(std::int64_t count, const std::string& what)
+{
+    return std::to_string(count) + (count == 1 ? " sample " : " samples ") + what;
+}
+
 }  // namespace
 
-SoundFile::SoundFile(const std::string& path)
+SoundFile::SoundFile(const std::string& path, Channels taken) : taken_(taken)
 {
     check_file(path);
     SF_INFO info{};
@@ -69,14 +75,27 @@ std::size_t SoundFile::read(std::span<float> block)
                 ++mended_;
             }
             if (integer_samples_ && std::fabs(sample) >= kFullScale) ++clipped_;
-            sum += sample;
+            if (c == 0 || taken_ == Channels::Mean) sum += sample;
         }
-        block[i] = sum / static_cast<float>(channels_);
+        block[i] = taken_ == Channels::Mean ? sum / static_cast<float>(channels_) : sum;
     }
 
     position_ += static_cast<std::int64_t>(samples);
     if (samples < block.size() && expected_ > position_) ended_early_ = true;
     return samples;
+}
+
+std::vector<std::string> remarks_on(const SoundFile& sound)
+{
+    std::vector<std::string> remarks;
+    if (sound.ended_early())
+        remarks.push_back("the file ends early: it promises " +
+                          fixed(static_cast<double>(sound.expected()) / sound.rate(), 2) + " s");
+    if (sound.mended() > 0) remarks.push_back(counted(sound.mended(), "not a number or beyond 10^6, read as 0"));
+    // A peak or two at full scale is how a file is normalised; a thousandth of all samples is heard.
+    if (sound.clipped() > sound.position() * sound.channels() / 1000)
+        remarks.push_back(counted(sound.clipped(), "at full scale: the sound is clipped"));
+    return remarks;
 }
 
 }  // namespace zelsr::examples

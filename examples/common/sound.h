@@ -11,10 +11,12 @@
 
 namespace zelsr::examples {
 
+enum class Channels { Mean, First };
+
 class SoundFile {
   public:
     // Throws Failure with the reason: missing, a directory, empty, unreadable, not a sound file.
-    explicit SoundFile(const std::string& path);
+    explicit SoundFile(const std::string& path, Channels taken = Channels::Mean);
 
     int rate() const { return rate_; }  // samples a second
     int channels() const { return channels_; }
@@ -22,8 +24,9 @@ class SoundFile {
     // early.
     std::int64_t expected() const { return expected_; }
 
-    // Fills the start of block with the mean of the channels, returns how many samples there were: 0 at the end of
-    // the file. Samples that are no numbers or beyond 10^6 read as 0, so that sums stay finite.
+    // Fills the start of block with the mean of the channels or the first one, returns how many samples there
+    // were: 0 at the end of the file. Samples that are no numbers or beyond 10^6 read as 0, so that sums stay
+    // finite.
     std::size_t read(std::span<float> block);
 
     std::int64_t position() const { return position_; }  // samples a channel read so far
@@ -37,6 +40,7 @@ class SoundFile {
     };
 
     std::unique_ptr<SNDFILE, Close> file_;
+    Channels taken_;
     int rate_ = 0;
     int channels_ = 0;
     std::int64_t expected_ = 0;
@@ -47,5 +51,8 @@ class SoundFile {
     bool ended_early_ = false;
     std::vector<float> interleaved_;
 };
+
+// What the user should know about a file that was read to its end, a line each.
+std::vector<std::string> remarks_on(const SoundFile& sound);
 
 }  // namespace zelsr::examples

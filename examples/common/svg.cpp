@@ -1,9 +1,7 @@
 #include "common/svg.h"
 
 #include <cstdint>
-#include <cstdio>
 
-#include "common/failure.h"
 #include "common/text.h"
 
 namespace zelsr::examples {
@@ -135,14 +133,6 @@ void Svg::image(const Box& box, std::string_view data_address)
 {
     body_ += "<image" + extent(box) + attribute("preserveAspectRatio", "none") +
              attribute("xlink:href", data_address) + "/>\n";
-}
-
-void write_file(const std::string& path, std::string_view content)
-{
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (file == nullptr) throw Failure("cannot write " + path + ": " + system_error_text());
-    const bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
-    if (std::fclose(file) != 0 || !written) throw Failure("cannot write " + path + ": " + system_error_text());
 }
 
 }  // namespace zelsr::examples

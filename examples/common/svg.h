@@ -43,7 +43,4 @@ class Svg {
     int clips_ = 0;
 };
 
-// Throws Failure if the file cannot be written in full.
-void write_file(const std::string& path, std::string_view content);
-
 }  // namespace zelsr::examples

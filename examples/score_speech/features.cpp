@@ -153,24 +153,6 @@ FrameShape checked_shape(int rate)
     return FrameShape(rate);
 }
 
-std::string counted(std::int64_t count, const std::string& what)
-{
-    return std::to_string(count) + (count == 1 ? " sample " : " samples ") + what;
-}
-
-std::vector<std::string> remarks_on(const SoundFile& sound)
-{
-    std::vector<std::string> remarks;
-    if (sound.ended_early())
-        remarks.push_back("the file ends early: it promises " +
-                          fixed(static_cast<double>(sound.expected()) / sound.rate(), 2) + " s");
-    if (sound.mended() > 0) remarks.push_back(counted(sound.mended(), "not a number or beyond 10^6, read as 0"));
-    // A peak or two at full scale is how a file is normalised; a thousandth of all samples is heard.
-    if (sound.clipped() > sound.position() * sound.channels() / 1000)
-        remarks.push_back(counted(sound.clipped(), "at full scale: the sound is clipped"));
-    return remarks;
-}
-
 }  // namespace
 
 FrameShape::FrameShape(int rate_in_hertz)

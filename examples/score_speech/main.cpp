@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "common/failure.h"
+#include "common/output_file.h"
 #include "common/sound.h"
-#include "common/svg.h"
 #include "common/text.h"
 #include "score_speech/comparison.h"
 #include "score_speech/features.h"

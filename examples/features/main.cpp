@@ -1,0 +1,212 @@
+// Turns a sound file into features: mel-frequency cepstra with deltas and accelerations, as CSV, .npy or HTK file.
+#include <zelsr.h>
+
+#include <cstdio>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/arguments.h"
+#include "common/failure.h"
+#include "common/mfcc.h"
+#include "common/output_file.h"
+#include "common/progress.h"
+#include "common/sound.h"
+#include "common/text.h"
+#include "features/picture.h"
+#include "features/writers.h"
+
+namespace zelsr::examples {
+namespace {
+
+constexpr std::string_view kUsage =
+    "usage: features SOUND OUT [--format csv|npy|htk] [--fixed] [OPTION...] [--help]\n";
+
+constexpr std::string_view kHelp =
+    "\n"
+    "Turns a sound file (WAV, FLAC, OGG and what else libsndfile reads) into mel-frequency\n"
+    "cepstra with deltas and accelerations. OUT is CSV, NumPy (.npy) or an HTK parameter\n"
+    "file (.htk, .mfc, .fea) by its ending; an existing one stays until the new one is whole.\n"
+    "\n"
+    "  --format F         csv, npy or htk, whatever the ending\n"
+    "  --fixed            compute in 16 bits; .npy holds the integers, HTK files are compressed\n"
+    "  --picture FILE     draw the features, FILE.svg or FILE.png\n"
+    "  --channel C        mean of the channels or first (default mean)\n"
+    "  --frame MS         length of a frame (default 25)\n"
+    "  --shift MS         from frame to frame (default 10)\n"
+    "  --offset HZ        high-pass that takes off the offset; 0: off (default 2.5)\n"
+    "  --pre-emphasis A   y[n] = x[n] - A x[n-1]; 0: off (default 0.97)\n"
+    "  --filters N        on the mel scale (default 26)\n"
+    "  --low HZ           where the first filter begins (default 64)\n"
+    "  --high HZ          where the last one ends (default half the rate, up to 8000)\n"
+    "  --cepstra N        c1 to cN (default 12)\n"
+    "  --lifter L         c[k] times 1 + L/2 sin(pi k / L); 0: off (default 22)\n"
+    "  --energy E         none, c0 or log, behind the cepstra (default c0)\n"
+    "  --derivatives N    0: none, 1: deltas, 2: accelerations too (default 2)\n"
+    "  --cmn SECONDS      take off the running mean of so many seconds; 0: off (default 0)\n"
+    "  --block N          samples a step (default 16384); changes no value\n"
+    "  --help             this text\n"
+    "\n"
+    "Samples count in 16-bit units. Exit status: 0 done, 1 failed, 2 wrong use.\n";
+
+struct Task {
+    std::string sound, out;
+    Format format;
+    std::optional<std::string> picture;
+    bool fixed, svg;
+    Channels channels;
+    std::size_t block;
+    MfccOptions options;
+};
+
+bool ends_with_svg(const std::string& path)
+{
+    if (path.ends_with(".svg")) return true;
+    if (path.ends_with(".png")) return false;
+    throw Failure("--picture takes a file that ends with .svg or .png, not '" + path + "'");
+}
+
+Task task_of(const Arguments& arguments)
+{
+    if (arguments.words().size() != 2)
+        throw Failure(arguments.words().empty() ? "no sound file given"
+                                                : "one sound file and one output are wanted");
+    Task task{};
+    task.sound = arguments.words()[0];
+    task.out = arguments.words()[1];
+    const int format = arguments.choice("--format", -1, {"csv", "npy", "htk"});
+    task.format = format < 0 ? format_of_ending(task.out) : static_cast<Format>(format);
+    task.fixed = arguments.flag("--fixed");
+    task.picture = arguments.text("--picture");
+    task.svg = task.picture && ends_with_svg(*task.picture);
+    task.channels = static_cast<Channels>(arguments.choice("--channel", 0, {"mean", "first"}));
+    task.block = static_cast<std::size_t>(arguments.whole("--block", 1 << 14, 1, 1 << 20));
+
+    MfccOptions& options = task.options;
+    options.frame_ms = arguments.number("--frame", options.frame_ms, 1, 1000);
+    options.shift_ms = arguments.number("--shift", options.shift_ms, 0.1, 1000);
+    options.offset_hz = arguments.number("--offset", options.offset_hz, 0, 1000);
+    options.pre_emphasis = arguments.number("--pre-emphasis", options.pre_emphasis, 0, 0.999);
+    options.filters = arguments.whole("--filters", options.filters, 2, 256);
+    options.low_hz = arguments.number("--low", options.low_hz, 1, 500'000);
+    options.high_hz = arguments.number("--high", options.high_hz, 2, 500'000);
+    options.cepstra = arguments.whole("--cepstra", options.cepstra, 1, 255);
+    options.lifter = arguments.whole("--lifter", options.lifter, 0, 1000);
+    options.energy =
+        static_cast<Energy>(arguments.choice("--energy", static_cast<int>(options.energy), {"none", "c0", "log"}));
+    options.derivatives = arguments.whole("--derivatives", options.derivatives, 0, 2);
+    options.cmn_seconds = arguments.number("--cmn", options.cmn_seconds, 0, 1e6);
+
+    // Files are written beside and renamed: nothing may take the sound's place.
+    if (same_file(task.sound, task.out) || (task.picture && same_file(task.sound, *task.picture)))
+        throw Failure("the sound file would be overwritten");
+    if (task.picture && (*task.picture == task.out || same_file(task.out, *task.picture)))
+        throw Failure("features and picture have one name");
+    return task;
+}
+
+std::string summary_of(const Task& task, const SoundFile& sound, std::int64_t frames)
+{
+    std::string text = task.out + ": " + std::to_string(frames) + (frames == 1 ? " frame of " : " frames of ") +
+                       std::to_string(task.options.width()) + " values";
+    if (task.fixed) text += " in 16 bits, times 2^" + std::to_string(task.options.fixed_bits());
+    text += "; " + fixed(static_cast<double>(sound.position()) / sound.rate(), 2) + " s, " +
+            std::to_string(sound.rate()) + " Hz, " + std::to_string(sound.channels()) +
+            (sound.channels() == 1 ? " channel\n" : " channels\n");
+    for (const std::string& remark : remarks_on(sound)) text += "  note: " + remark + "\n";
+    return text;
+}
+
+template <class T>
+void convert(Task& task)
+{
+    SoundFile sound(task.sound, task.channels);
+    task.options.rate = sound.rate();
+    Mfcc<T> mfcc(task.options);
+    FeaturePicture picture(task.options);
+    OutputFile file(task.out);
+    const auto writer = make_writer<T>(task.format, task.options, file);
+    const auto hand_on = [&](const RowBlock<T>& rows) {
+        if (rows.rows == 0) return;
+        writer->write(rows);
+        if (task.picture) picture.add(rows);
+    };
+
+    std::int64_t frames = 0;
+    {
+        Progress progress(file_name(task.sound), static_cast<double>(sound.expected()) / sound.rate());
+        std::vector<float> part(task.block);
+        std::vector<T> samples(task.block);
+        while (const std::size_t got = sound.read(part)) {
+            to_16_bit_units(std::span(part).first(got), samples.data());
+            hand_on(mfcc.add(std::span(samples).first(got)));
+            progress.at(static_cast<double>(sound.position()) / sound.rate());
+        }
+        frames = mfcc.frames();
+        if (frames == 0)
+            throw Failure("too short: " + std::to_string(sound.position()) + " samples, a frame has " +
+                          std::to_string(task.options.length()));
+        hand_on(mfcc.finish());
+    }
+    writer->finish();
+
+    // Both files are whole before either takes its place.
+    std::optional<OutputFile> drawn;
+    if (task.picture) {
+        drawn.emplace(*task.picture);
+        drawn->write(task.svg ? picture.svg(file_name(task.sound)) : picture.png());
+    }
+    const bool shown = !file.direct();  // what goes to the standard output stays clean
+    file.commit();
+    if (drawn) drawn->commit();
+    if (shown) std::fputs(summary_of(task, sound, frames).c_str(), stdout);
+}
+
+void complain(const std::string& text) { std::fprintf(stderr, "features: %s\n", text.c_str()); }
+
+int run(const std::vector<std::string>& arguments)
+{
+    Task task;
+    try {
+        const Arguments parsed(
+            arguments,
+            {"--format", "--picture", "--channel", "--frame", "--shift", "--offset", "--pre-emphasis", "--filters",
+             "--low", "--high", "--cepstra", "--lifter", "--energy", "--derivatives", "--cmn", "--block"},
+            {"--fixed", "--help"});
+        if (parsed.flag("--help")) {
+            std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
+            std::fwrite(kHelp.data(), 1, kHelp.size(), stdout);
+            return 0;
+        }
+        task = task_of(parsed);
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
+        return 2;
+    }
+
+    try {
+        task.fixed ? convert<std::int16_t>(task) : convert<float>(task);
+    } catch (const Failure& failure) {
+        complain(task.sound + ": " + failure.what());
+        return 1;
+    } catch (const std::bad_alloc&) {
+        complain(task.sound + ": not enough memory");
+        return 1;
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        complain("cannot write the summary: " + system_error_text());
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+}  // namespace zelsr::examples
+
+int main(int count, char** arguments)
+{
+    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+}
