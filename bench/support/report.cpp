@@ -111,6 +111,9 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
         }
         if (result.peers.empty()) std::printf(" %7s %s", "", mark.c_str());
         std::printf("\n");
+        if (result.seconds_of_sound > 0)
+            std::printf("%-42s %8s %.0f frames a second, %.0f times faster than real time\n", "", "",
+                        1e9 / result.ns, result.seconds_of_sound * 1e9 / result.ns);
         std::fflush(stdout);
     }
 }

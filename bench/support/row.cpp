@@ -112,6 +112,7 @@ Result Row::measure(benchmark::State& state)
     Result result;
     result.size = size.text();
     result.reason = reason_;
+    result.seconds_of_sound = seconds_of_sound_;
     for (const Contender& contender : contenders_) contender.call(1);
     for (const Contender& contender : contenders_)
         if (std::string differs = contender.differs(contenders_.front()); !differs.empty())

@@ -49,7 +49,8 @@ struct Result {
     double of_limit = 0;  // the shortest possible time by the time taken; 0 if no limit is known
     std::string limiting;
     std::vector<Peer> peers;
-    std::string disagreement;  // of the answers; empty if they agree
+    double seconds_of_sound = 0;  // that a call works through; 0 if it is no work on sound
+    std::string disagreement;     // of the answers; empty if they agree
 };
 
 class Row;
@@ -78,10 +79,16 @@ class Answer {
     {
         contend(name, call);
     }
+    // A peer that does the same work under other definitions: its answer is not held against the library's.
+    template <class Call>
+    void peer_of_other_definition(const std::string& name, Call call)
+    {
+        contend(name, call, false);
+    }
 
   private:
     template <class Call>
-    void contend(const std::string& name, Call call);
+    void contend(const std::string& name, Call call, bool compared = true);
 
     Row& row_;
     std::vector<T> initial_;
@@ -122,6 +129,9 @@ class Row {
     void reason(std::string text) { reason_ = size.height == 0 && len <= 16 ? call_cost : std::move(text); }
     void reason_at_every_size(std::string text) { reason_ = std::move(text); }
 
+    // One call is work on so much sound; below the row stands how much faster than it sounds.
+    void sound(double seconds) { seconds_of_sound_ = seconds; }
+
     template <class T>
     Answer<T> answer(int count, double tolerance = 0)
     {
@@ -158,6 +168,7 @@ class Row {
     std::vector<Contender> contenders_;  // the library first
     Operations needs_;
     bool limit_known_ = false;
+    double seconds_of_sound_ = 0;
     std::string reason_;
 };
 
@@ -171,7 +182,7 @@ std::string first_difference(const std::uint8_t* a, const std::uint8_t* b, std::
 
 template <class T>
 template <class Call>
-void Answer<T>::contend(const std::string& name, Call call)
+void Answer<T>::contend(const std::string& name, Call call, bool compared)
 {
     const std::size_t count = initial_.size();
     T* out = row_.array<T>(static_cast<int>(count));
@@ -183,7 +194,8 @@ void Answer<T>::contend(const std::string& name, Call call)
                                         asm volatile("" : : "r"(out) : "memory");
                                     }
                                 },
-                                [out, count, tolerance = tolerance_](const Row::Contender& library) {
+                                [out, count, compared, tolerance = tolerance_](const Row::Contender& library) {
+                                    if (!compared) return std::string();
                                     return first_difference(static_cast<const T*>(library.answer), out, count,
                                                             tolerance);
                                 },

@@ -1,9 +1,6 @@
 """features on real and made-up sound: usage: features_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
 import array
-import cmath
-import math
 import os
-import random
 import re
 import resource
 import signal
@@ -12,9 +9,11 @@ import subprocess
 import sys
 import tempfile
 import unittest
-import wave
 import xml.etree.ElementTree as ElementTree
 import zlib
+
+sys.dont_write_bytecode = True
+from feature_reference import expected, made_up, read_csv, read_htk, read_npy, write_pcm16
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SENTENCE = os.path.join(SPEECH, "english_us.flac")
@@ -27,134 +26,8 @@ def run(*arguments, **options):
     return result
 
 
-def write_pcm16(path, channels, rate):
-    with wave.open(path, "wb") as file:
-        file.setnchannels(len(channels))
-        file.setsampwidth(2)
-        file.setframerate(rate)
-        file.writeframes(array.array("h", (sample for frame in zip(*channels) for sample in frame)).tobytes())
-
-
-def made_up(rate, seconds, seed=1, peak=8000):
-    """Harmonics whose pitch and strength move, noise, and an offset, as 16-bit integers."""
-    noise = random.Random(seed)
-    samples = []
-    for i in range(round(seconds * rate)):
-        t = i / rate
-        loud = 0.1 + abs(math.sin(7 * t))
-        sample = sum(math.sin(2 * math.pi * k * 130 * t + 4 * k * math.sin(3 * t)) / k for k in range(1, 12))
-        samples.append(round(300 + peak * (0.25 * loud * sample + noise.gauss(0, 0.03))))
-    return samples
-
-
-# The same features in double precision, by the definitions.
-
-DEFAULTS = dict(frame=25, shift=10, offset=2.5, pre_emphasis=0.97, filters=26, low=64, high=None, cepstra=12,
-                lifter=22, energy="c0", derivatives=2, cmn=0)
-
-
-def magnitudes(frame, points):
-    table = [cmath.exp(-2j * math.pi * k / points) for k in range(points)]
-    return [abs(sum(x * table[k * n % points] for n, x in enumerate(frame))) for k in range(points // 2 + 1)]
-
-
-def triangles(rate, points, filters, low, high):
-    mel = lambda f: 1127 * math.log(1 + f / 700)
-    hertz = lambda m: 700 * (math.exp(m / 1127) - 1)
-    edges = [mel(low) + (mel(high) - mel(low)) * i / (filters + 1) for i in range(filters + 2)]
-    centres = [math.floor(hertz(m) * points / rate + 0.5) for m in edges]
-    for a, b, c in zip(centres, centres[1:], centres[2:]):
-        weights = {k: (k - a + 1) / (b - a + 1) for k in range(a, b + 1)}
-        weights.update({k: (c + 1 - k) / (c - b + 1) for k in range(b + 1, c + 1)})
-        yield weights
-
-
-def derivative(rows):
-    at = lambda t: rows[max(0, min(len(rows) - 1, t))]
-    return [[sum(k * (after - before) for k, after, before in ((1, a1, b1), (2, a2, b2))) / 10
-             for a1, b1, a2, b2 in zip(at(t + 1), at(t - 1), at(t + 2), at(t - 2))] for t in range(len(rows))]
-
-
-def expected(samples, rate, **changes):
-    o = dict(DEFAULTS, **changes)
-    length, shift = round(o["frame"] * rate / 1000), round(o["shift"] * rate / 1000)
-    points = 2 ** math.ceil(math.log2(length))
-    high = o["high"] or min(8000, rate / 2)
-    if o["offset"]:
-        pole, last, level, filtered = math.exp(-2 * math.pi * o["offset"] / rate), 0, 0, []
-        for x in samples:
-            level = x - last + pole * level
-            last = x
-            filtered.append(level)
-        samples = filtered
-    filters = list(triangles(rate, points, o["filters"], o["low"], high))
-    lift = lambda k: 1 + o["lifter"] / 2 * math.sin(math.pi * k / o["lifter"]) if o["lifter"] else 1
-    scale = math.sqrt(2 / o["filters"])
-    rows = []
-    for start in range(0, len(samples) - length + 1, shift):
-        frame = samples[start:start + length]
-        emphasised = [x - o["pre_emphasis"] * frame[max(0, n - 1)] for n, x in enumerate(frame)]
-        window = [0.54 - 0.46 * math.cos(2 * math.pi * n / (length - 1)) for n in range(length)]
-        spectrum = magnitudes([w * x for w, x in zip(window, emphasised)], points)
-        logs = [math.log(max(1, sum(w * spectrum[b] for b, w in weights.items()))) for weights in filters]
-        row = [scale * lift(k) * sum(x * math.cos(math.pi * k * (j + 0.5) / len(logs)) for j, x in enumerate(logs))
-               for k in range(1, o["cepstra"] + 1)]
-        if o["energy"] == "c0":
-            row.append(scale * sum(logs))
-        if o["energy"] == "log":
-            row.append(math.log(max(1, sum(x * x for x in frame))))
-        rows.append(row)
-    if o["cmn"]:
-        mean = [0.0] * len(rows[0])
-        for t, row in enumerate(rows):
-            gain = 1 / min(t + 1, max(1, o["cmn"] * 1000 / o["shift"]))
-            mean = [m + gain * (x - m) for m, x in zip(mean, row)]
-            rows[t] = [x - m for m, x in zip(mean, row)]
-    parts = [rows]
-    for _ in range(o["derivatives"]):
-        parts.append(derivative(parts[-1]))
-    return [sum(rows, []) for rows in zip(*parts)]
-
-
 def options_of(changes):
     return [text for name, value in changes.items() for text in ("--" + name.replace("_", "-"), str(value))]
-
-
-# The formats, read back.
-
-def read_csv(path):
-    with open(path) as file:
-        names, *lines = file.read().splitlines()
-    return names.split(","), [[float(x) for x in line.split(",")] for line in lines]
-
-
-def read_npy(path):
-    with open(path, "rb") as file:
-        content = file.read()
-    assert content[:8] == b"\x93NUMPY\x01\x00"
-    start = 10 + struct.unpack("<H", content[8:10])[0]
-    assert start % 64 == 0 and content[start - 1:start] == b"\n"
-    header = eval(content[10:start], {"__builtins__": {}})
-    assert set(header) == {"descr", "fortran_order", "shape"} and header["fortran_order"] is False
-    code = {"<f4": "f", "<i2": "h"}[header["descr"]]
-    values = array.array(code, content[start:])
-    rows, width = header["shape"]
-    assert len(values) == rows * width
-    return code, [values[r * width:(r + 1) * width].tolist() for r in range(rows)]
-
-
-def read_htk(path):
-    """(kind, period in 100 ns, rows as values)"""
-    with open(path, "rb") as file:
-        content = file.read()
-    count, period, size, kind = struct.unpack(">IIHH", content[:12])
-    assert len(content) == 12 + count * size
-    if not kind & 0o2000:
-        return kind, period, [list(row) for row in struct.iter_unpack(f">{size // 4}f", content[12:])]
-    width = size // 2
-    a, b = (struct.unpack(f">{width}f", content[12 + 4 * width * i:][:4 * width]) for i in (0, 1))
-    rows = struct.iter_unpack(f">{width}h", content[12 + 8 * width:])
-    return kind, period, [[(x + offset) / scale for x, scale, offset in zip(row, a, b)] for row in rows]
 
 
 class FeaturesTest(unittest.TestCase):
@@ -214,7 +87,8 @@ class FeaturesTest(unittest.TestCase):
     # what rounding the frame to 2^-15 of its peak leaves in its faintest filters.
     def test_sixteen_bits_are_the_definition(self):
         self.check_against_definition(8000, tolerance=0.02, arguments=["--fixed"], offset=0)
-        self.check_against_definition(8000, tolerance=0.02, arguments=["--fixed"], offset=0, energy="log", lifter=0)
+        self.check_against_definition(8000, tolerance=0.02, arguments=["--fixed"], offset=0, energy="log",
+                                      lifter=0)
         self.check_against_definition(8000, tolerance=0.02, arguments=["--fixed"], offset=0, cmn=0.1)
 
     # The offset filter rounds every sample to an integer.
@@ -226,7 +100,8 @@ class FeaturesTest(unittest.TestCase):
         write_pcm16(self.path("a.wav"), [samples], 8000)
         write_pcm16(self.path("b.wav"), [[s + 5000 for s in samples]], 8000)
         for path in ([], ["--fixed"]):
-            first, second = (self.features(self.path(name), "--energy=log", *path)[60:] for name in ("a.wav", "b.wav"))
+            first, second = (self.features(self.path(name), "--energy=log", *path)[60:]
+                             for name in ("a.wav", "b.wav"))
             self.check_close(first, second, 0.01)
 
     def test_digital_silence_has_zero_logarithms(self):
@@ -266,7 +141,8 @@ class FeaturesTest(unittest.TestCase):
                         ["--shift=40", "--energy=log"], ["--fixed", "--frame=10", "--shift=31", "--cmn=1"]):
             whole = self.bytes_of(self.path("a.wav"), "--block=1000000", *options)
             for block in ("1", "7", "80", "200", "201", "3000"):
-                self.assertEqual(self.bytes_of(self.path("a.wav"), "--block", block, *options), whole, (block, options))
+                found = self.bytes_of(self.path("a.wav"), "--block", block, *options)
+                self.assertEqual(found, whole, (block, options))
 
     def test_memory_does_not_grow_with_the_sound(self):
         def peak(seconds, *options):
@@ -331,7 +207,8 @@ class FeaturesTest(unittest.TestCase):
 
     def test_names_and_kinds(self):
         for options, kind, names in (([], 0o21406, "c1 c2 c0 d_c1 d_c2 d_c0 dd_c1 dd_c2 dd_c0"),
-                                     (["--energy=log", "--derivatives=1"], 0o506, "c1 c2 energy d_c1 d_c2 d_energy"),
+                                     (["--energy=log", "--derivatives=1"], 0o506,
+                                      "c1 c2 energy d_c1 d_c2 d_energy"),
                                      (["--energy=none", "--derivatives=0", "--cmn=3"], 0o4006, "c1 c2"),
                                      (["--fixed"], 0o23406, "c1 c2 c0 d_c1 d_c2 d_c0 dd_c1 dd_c2 dd_c0")):
             self.done(SENTENCE, self.path("a.csv"), "--cepstra=2", *options)
@@ -358,7 +235,8 @@ class FeaturesTest(unittest.TestCase):
     # Pictures
 
     def test_svg_picture(self):
-        for options, panels in (([], ["static", "deltas", "accelerations"]), (["--fixed", "--derivatives=0"], ["static"])):
+        for options, panels in (([], ["static", "deltas", "accelerations"]),
+                                (["--fixed", "--derivatives=0"], ["static"])):
             self.done(SENTENCE, self.path("a.npy"), "--picture", self.path("a.svg"), *options)
             root = ElementTree.parse(self.path("a.svg")).getroot()
             self.assertEqual([group.get("class") for group in root.findall(SVG + "g")], panels)
@@ -430,7 +308,8 @@ class FeaturesTest(unittest.TestCase):
                              ("slow.wav", "sample rate of 900 Hz")):
             with self.subTest(name):
                 self.check_refused(self.path(name), out, reason=reason)
-                self.check_refused(self.path(name), out, "--fixed", "--picture", self.path("new.svg"), reason=reason)
+                self.check_refused(self.path(name), out, "--fixed", "--picture", self.path("new.svg"),
+                                   reason=reason)
         self.done(self.path("five.wav"), self.path("five.npy"), "--derivatives=0")
         self.assertEqual(len(read_npy(self.path("five.npy"))[1]), 5)
 
@@ -451,8 +330,9 @@ class FeaturesTest(unittest.TestCase):
         out = self.path("old.npy")
         for arguments in ([], [SENTENCE], [SENTENCE, out, out], [SENTENCE, self.path("out.txt")],
                           [SENTENCE, self.path("out")], [SENTENCE, out, "--none"], [SENTENCE, out, "--format=wav"],
-                          [SENTENCE, out, "--format"], [SENTENCE, out, "--fixed=1"], [SENTENCE, out, "--frame=nan"],
-                          [SENTENCE, out, "--frame=0"], [SENTENCE, out, "--filters=3x"], [SENTENCE, out, "--cepstra="],
+                          [SENTENCE, out, "--format"], [SENTENCE, out, "--fixed=1"],
+                          [SENTENCE, out, "--frame=nan"], [SENTENCE, out, "--frame=0"],
+                          [SENTENCE, out, "--filters=3x"], [SENTENCE, out, "--cepstra="],
                           [SENTENCE, out, "--cepstra=0"], [SENTENCE, out, "--derivatives=3"],
                           [SENTENCE, out, "--pre-emphasis=1"], [SENTENCE, out, "--channel=left"],
                           [SENTENCE, out, "--picture=a.gif"], [SENTENCE, out, "--block=0"],
@@ -476,7 +356,8 @@ class FeaturesTest(unittest.TestCase):
                             ("/dev/full", "No space left")):
             self.check_refused(SENTENCE, out, "--format=csv", reason="cannot write .*" + reason)
         # The picture fails: the features do not take their place either.
-        self.check_refused(SENTENCE, self.path("old.npy"), "--picture", self.path("none/a.svg"), reason="cannot write")
+        self.check_refused(SENTENCE, self.path("old.npy"), "--picture", self.path("none/a.svg"),
+                           reason="cannot write")
         self.check_refused(SENTENCE, "/dev/full", "--format=npy", reason="cannot write")
 
     def test_full_disk_leaves_the_old_output(self):
