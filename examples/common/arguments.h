@@ -5,10 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
+
 namespace zelsr::examples {
 
+// What is wrong with a command line, in words for the user.
+class WrongUse : public Failure {
+  public:
+    using Failure::Failure;
+};
+
 // The program asks for every option that it knows, then for the words; what nobody asked for is refused there.
-// Every fault is a Failure in words for the user. Behind "--" everything is a word.
+// Every fault is a WrongUse. Behind "--" everything is a word.
 class Arguments {
   public:
     // with_value: the names, with their dashes, of the options that take a value; flags: of those that take none.
