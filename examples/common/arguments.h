@@ -15,8 +15,8 @@ class WrongUse : public Failure {
     using Failure::Failure;
 };
 
-// The program asks for every option that it knows, then for the words; what nobody asked for is refused there.
-// Every fault is a WrongUse. Behind "--" everything is a word.
+// Options that the program does not name are refused at once, values when it asks for them; every fault is a
+// WrongUse. Of an option that is given twice the last one counts. Behind "--" everything is a word.
 class Arguments {
   public:
     // with_value: the names, with their dashes, of the options that take a value; flags: of those that take none.
@@ -24,7 +24,7 @@ class Arguments {
               const std::vector<std::string>& flags);
 
     bool flag(const std::string& name) const;
-    std::optional<std::string> text(const std::string& name) const;  // the last one's
+    std::optional<std::string> text(const std::string& name) const;
     // Whole numbers and numbers from low to high.
     int whole(const std::string& name, int otherwise, int low, int high) const;
     double number(const std::string& name, double otherwise, double low, double high) const;
