@@ -98,7 +98,8 @@ struct Resampled {
     }
 };
 
-// sample(i): the source's i-th element as a double, i from below 0 on.
+// sample(i): the source's i-th element as a double, i from below 0 on. A negative time is rounded down to its
+// sample, and truncated for the end.
 template <class Sample>
 Resampled resample(const Table& table, Sample sample, std::int32_t len, double factor, float norm, double time)
 {
@@ -109,7 +110,7 @@ Resampled resample(const Table& table, Sample sample, std::int32_t len, double f
     const auto entry = [&](std::int64_t k) { return table.entries[static_cast<std::size_t>(k)]; };
     double t = time;
     for (; t < end; t += 1 / factor) {
-        const auto i = static_cast<std::int64_t>(t);
+        const auto i = static_cast<std::int64_t>(std::floor(t));
         const double f = t - static_cast<double>(i);
         double acc = 0;
         if (factor < 1) {
@@ -196,26 +197,42 @@ struct FixedShape {
     }
 };
 
+// How far the source moves behind an output of each phase, in 16 bits. Outputs of phase 0 begin one sample before.
+inline std::vector<std::uint16_t> source_steps(const FixedShape& shape)
+{
+    const std::int64_t in = shape.in_rate, out = shape.out_rate;
+    std::vector<std::uint16_t> steps(static_cast<std::size_t>(out));
+    for (std::int64_t k = 0; k < out; ++k)
+        steps[static_cast<std::size_t>(k * in % out)] =
+            static_cast<std::uint16_t>((k + 1) * in / out - k * in / out);
+    ++steps[0];
+    --steps[static_cast<std::size_t>((out - 1) * in % out)];
+    return steps;
+}
+
 // dot(first sample, first tap of the table, count): one output before it is scaled. The samples' index may be
 // below 0.
 template <class Dot>
 Resampled resample_fixed(const FixedShape& shape, Dot dot, std::int32_t len, double time)
 {
     Resampled result;
-    const auto i = static_cast<std::int64_t>(time);
+    const std::vector<std::uint16_t> steps = source_steps(shape);
+    const std::int64_t out_rate = shape.out_rate, i = static_cast<std::int64_t>(std::floor(time));
     const double f = time - static_cast<double>(i);
-    const auto phase0 = static_cast<std::int64_t>(shape.out_rate * f + 0.5);
-    std::int64_t position = i * shape.out_rate + phase0;
-    const std::int64_t end = (len + i) * shape.out_rate;
-    for (; position < end; position += shape.in_rate) {
-        const std::int64_t p = position % shape.out_rate, sample = position / shape.out_rate;
-        const std::int64_t from = p == 0 ? sample - shape.half : sample - shape.half + 1;
-        const std::int32_t taps = 2 * shape.half + (p == 0);
+    const auto phase0 = static_cast<std::int64_t>(static_cast<double>(out_rate) * f + 0.5);
+    std::int64_t position = i * out_rate + phase0, from = i - shape.half + (phase0 == 0 ? 0 : 1);
+    for (const std::int64_t end = (len + i) * out_rate; position < end; position += shape.in_rate) {
+        const std::int64_t p = (position % out_rate + out_rate) % out_rate;
+        const std::int64_t first_tap = p * shape.row_length;
+        // With one row that is too short, the tap behind it is left out.
+        const std::int64_t taps = std::min<std::int64_t>(2 * shape.half + (p == 0),
+                                                         static_cast<std::int64_t>(shape.elements()) - first_tap);
         result.touches(from);
         result.touches(from + taps - 1);
-        result.values.push_back(dot(from, p * shape.row_length, taps));
+        result.values.push_back(dot(from, first_tap, static_cast<std::int32_t>(taps)));
+        from += steps[static_cast<std::size_t>(p)];
     }
-    result.time = f + static_cast<double>(position - phase0) / shape.out_rate;
+    result.time = f + static_cast<double>(position - phase0) / static_cast<double>(out_rate);
     return result;
 }
 
