@@ -14,16 +14,15 @@ ZELSR_BEGIN_DECLARATIONS
 
 /** @name Entropy
  * *result = (sum over the x above 0 of x ln x) / 0.6931472, without a change of sign: minus the entropy in bits
- * where x are probabilities. The sum is formed in double.
+ * where x are probabilities. The logarithm is that of zelsLn_32f_I(), products and sum are formed in double.
  *
  * A negative element gives ::SrWarnLnNegArg at once.
  * @{ */
-/** Single precision; the logarithm is that of zelsLn_32f_I(). A negative element or NaN makes *result NaN. */
+/** Single precision. A negative element or NaN makes *result NaN. */
 SrStatus zelsEntropy_32f(const float* src, int32_t len, float* result);
-/** Integers: x stands for y = x * 2^-src_sf, rounded to single; the logarithm of y is formed in double, and a y
- * that is rounded to 0 adds nothing. The result times 2^-sf is truncated toward zero and saturated (an infinite
- * multiplier, of sf at or below -1024, makes a sum of zero the largest value). A negative element leaves *result
- * as it was. */
+/** Integers: x stands for y = x * 2^-src_sf, rounded to single; a y that is rounded to 0 adds nothing. The result
+ * times 2^-sf is truncated toward zero and saturated (an infinite multiplier, of sf at or below -1024, makes a sum
+ * of zero the largest value). A negative element leaves *result as it was. */
 SrStatus zelsEntropy_16s32s_Sfs(const int16_t* src, int32_t src_sf, int32_t len, int32_t* result, int32_t sf);
 /** @} */
 
