@@ -93,7 +93,7 @@ std::string describe(const Rates& r)
 }
 
 // Times on phases, between them, just below a sample, before the source.
-const std::vector<double> kTimes = {0, 0.3, 1.0 / 3, 0.999999, 7.5, 100.25, -4, -0.4};
+const std::vector<double> kTimes = {0, 0.3, -1.5, 1.0 / 3, 0.999999, 7.5, 100.25, -4, -0.4};
 
 // A row without its own end borrows the head of the next; and the reach before and behind is exact.
 TEST(ResamplePolyphaseFixed_32f, EveryRateAndTime)
@@ -220,12 +220,13 @@ void expect_stream_is_one_call(T low, T high)
                 Fixed<T>::run(record.get(), signal.address(0), 500, whole.data(), 1, &whole_time, &whole_count),
                 SrOk);
 
+            // A start between two phases keeps its distance from them, so that a time may lie a little before the
+            // end of what was consumed.
             double time = 0.4;
             int32_t total = 0;
             for (int32_t reached = 0; reached < 500;) {
                 const auto from = static_cast<int32_t>(time);
-                const int32_t len = std::min(uniform(1, 90), 500 - from);
-                if (len < 1) break;
+                const int32_t len = std::min(uniform(2, 90), 500 - from);
                 EXPECT_EQ(Fixed<T>::run(record.get(), signal.address(0), len, same_source.data() + total, 1, &time,
                                         &count),
                           SrOk);
@@ -239,15 +240,15 @@ void expect_stream_is_one_call(T low, T high)
             time = 0.4;
             total = 0;
             for (int32_t first = 0; first < 500;) {
-                const auto ahead = static_cast<int32_t>(time);
-                first += ahead;
-                time -= ahead;
-                const int32_t len = std::min(uniform(1, 90), 500 - first);
+                const auto ahead = static_cast<int32_t>(time);  // what a call reads beyond its length
+                const int32_t len = std::min(uniform(1, 90), 500 - first - ahead);
                 if (len < 1) break;
                 EXPECT_EQ(Fixed<T>::run(record.get(), signal.address(first), len, moved.data() + total, 1, &time,
                                         &count),
                           SrOk);
                 total += count;
+                first += ahead + len;
+                time -= ahead + len;
             }
             EXPECT_EQ(total, whole_count) << describe(r);
             EXPECT_TRUE(same_values(whole, moved)) << describe(r);
@@ -363,14 +364,14 @@ TEST(ResamplePolyphaseFixed_16s, DoesNotDependOnTheEnvironment)
 {
     const Signal<int16_t> signal(100, -30000, 30000);
     std::vector<int16_t> result(100);
-    for (int32_t hint : {1, 2}) {
+    for (const auto& [in, out, hint] : {std::tuple{147, 160, 1}, {160, 147, 1}, {160, 147, 2}, {3, 7, 2}}) {
         std::vector<int16_t> expected;
         under_each_environment(
-            [&] {
+            [&, in = in, out = out, hint = hint] {
                 ZelResampleFixedState* state = nullptr;
                 double time = 0.3;
                 int32_t count = 0;
-                zelsResamplePolyphaseFixedInitAlloc_16s(&state, 147, 160, 24, 0.9F, 6, hint);
+                zelsResamplePolyphaseFixedInitAlloc_16s(&state, in, out, 24, 0.9F, 6, hint);
                 zelsResamplePolyphaseFixed_16s(state, signal.address(0), 40, result.data(), 1.1F, &time, &count);
                 zelsResamplePolyphaseFixedFree_16s(state);
             },

@@ -342,15 +342,15 @@ TEST(ResamplePolyphase, TheTimeMayBeMovedByWhatWasConsumed)
                                             &whole_time, &whole_count),
                   SrOk);
         for (int32_t first = 0; first < 300;) {
-            const auto ahead = static_cast<int32_t>(time);
-            first += ahead;
-            time -= ahead;
-            const int32_t len = std::min(37, 300 - first);
+            const auto ahead = static_cast<int32_t>(time);  // what a call reads beyond its length
+            const int32_t len = std::min(37, 300 - first - ahead);
             if (len < 1) break;
             EXPECT_EQ(zelsResamplePolyphase_32f(record.get(), signal.address(first), len, blocks.data() + total,
                                                 factor, 1, &time, &count),
                       SrOk);
             total += count;
+            first += ahead + len;
+            time -= ahead + len;
         }
         EXPECT_EQ(total, whole_count);
         EXPECT_TRUE(same_values(whole, blocks)) << factor;
@@ -565,25 +565,44 @@ TEST(ResamplePolyphase, NullThenSizes)
 
 // ---- Environment --------------------------------------------------------------------------------------------
 
+// Tables too: this one's length would be another, were it rounded up.
 TEST(ResamplePolyphase_16s, DoesNotDependOnTheEnvironment)
 {
     const Signal<int16_t> signal(100, -30000, 30000);
-    std::vector<int16_t> expected, result(100);
-    for (double factor : {1.3, 0.7}) {
-        expected.clear();
+    std::vector<int16_t> result(100);
+    for (const Design& d : {kDesigns[0], kDesigns[5], kDesigns[6], kDesigns[8]})
+        for (double factor : {1.3, 0.7}) {
+            std::vector<int16_t> expected;
+            under_each_environment(
+                [&] {
+                    ZelResampleState* state = nullptr;
+                    double time = 0.3;
+                    int32_t count = 0;
+                    zelsResamplePolyphaseInitAlloc_16s(&state, d.window, d.per_sample, d.rollf, d.alpha, 1);
+                    zelsResamplePolyphase_16s(state, signal.address(0), 40, result.data(), factor, 1, &time,
+                                              &count);
+                    zelsResamplePolyphaseFree_16s(state);
+                },
+                [&](const std::string& setting) {
+                    if (expected.empty()) expected = result;
+                    EXPECT_TRUE(same_values(expected, result)) << setting << ", " << describe(d);
+                    result.assign(100, 0);
+                });
+        }
+}
+
+TEST(ResamplePolyphaseInitAlloc, TablesDoNotDependOnTheEnvironment)
+{
+    for (const Design& d : {kDesigns[0], kDesigns[5], kDesigns[6], Design{7.3F, 16, 0.3F, 4}}) {
+        std::vector<double> expected;
+        ZelResampleState* state = nullptr;
         under_each_environment(
-            [&] {
-                ZelResampleState* state = nullptr;
-                double time = 0.3;
-                int32_t count = 0;
-                zelsResamplePolyphaseInitAlloc_16s(&state, 16, 32, 0.9F, 6, 1);
-                zelsResamplePolyphase_16s(state, signal.address(0), 40, result.data(), factor, 1, &time, &count);
-                zelsResamplePolyphaseFree_16s(state);
-            },
+            [&] { zelsResamplePolyphaseInitAlloc_32f(&state, d.window, d.per_sample, d.rollf, d.alpha, 1); },
             [&](const std::string& setting) {
-                if (expected.empty()) expected = result;
-                EXPECT_TRUE(same_values(expected, result)) << setting;
-                result.assign(100, 0);
+                const std::vector<double> actual = table_of<float>(state, d, 1, 1);
+                if (expected.empty()) expected = actual;
+                EXPECT_TRUE(same_values(expected, actual)) << setting << ", " << describe(d);
+                EXPECT_EQ(zelsResamplePolyphaseFree_32f(state), SrOk);
             });
     }
 }

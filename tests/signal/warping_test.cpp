@@ -373,16 +373,27 @@ TYPED_TEST(Warping, EveryBlockRefused)
         {&distance});
 }
 
-TYPED_TEST(Warping, DoesNotDependOnTheEnvironmentWhereTheArithmeticIsExact)
+template <class Member>
+class IntegerWarping : public testing::Test {};
+using IntegerMembers = testing::Types<Warp_8u32s_D2L, Warp_8u32s_D2, Warp_16s32s_D2L, Warp_16s32s_D2>;
+TYPED_TEST_SUITE(IntegerWarping, IntegerMembers, WarpNames);
+
+TYPED_TEST(IntegerWarping, DoesNotDependOnTheEnvironment)
 {
-    typename TypeParam::Result distance = -1;
+    using T = typename TypeParam::Source;
+    constexpr int width = 13;
+    const auto a = random_rows<T>(14, width, T(0), T(100)), b = random_rows<T>(17, width, T(0), T(100));
+    const std::vector<T> block_a = block_of(a, width), block_b = block_of(b, width);
+    std::vector<const T*> rows_a, rows_b;
+    for (const auto& row : a) rows_a.push_back(row.data());
+    for (const auto& row : b) rows_b.push_back(row.data());
+    std::int32_t distance = -1;
+    const WarpArguments<T, std::int32_t> arguments{
+        block_a.data(), block_b.data(), rows_a.data(), rows_b.data(), 14, 17, width, width, &distance, 4, 60, -12};
     under_each_environment(
-        [&] {
-            distance = distance_of<TypeParam>({1, 5, 9, 4}, {2, 7, 1, 8, 2}, 2, 100);
-        },
+        [&] { TypeParam::call([](auto function, auto... given) { return function(given...); }, arguments); },
         [&](const std::string& setting) {
-            const reference::Sequence a{{1}, {5}, {9}, {4}}, b{{2}, {7}, {1}, {8}, {2}};
-            EXPECT_EQ(distance, reference::warp(a, b, 2, 100).distance) << setting;
+            EXPECT_EQ(distance, (expected_of<TypeParam>(a, b, {4, 60, -12}))) << setting;
             distance = -1;
         });
 }

@@ -123,11 +123,10 @@ inline Frequencies frequencies(const std::vector<float>& marks)
     Frequencies result;
     float before = 0;
     for (float mark : marks) {
-        const float period = mark - before;
+        if (mark == before) result.status = SrWarnDivByZero;
+        result.values.push_back(mark == before ? std::numeric_limits<float>::infinity()
+                                               : estimated_reciprocal(mark - before));
         before = mark;
-        if (period == 0) result.status = SrWarnDivByZero;
-        result.values.push_back(period == 0 ? std::numeric_limits<float>::infinity()
-                                            : estimated_reciprocal(period));
     }
     return result;
 }

@@ -221,7 +221,8 @@ Resampled resample_fixed(const FixedShape& shape, Dot dot, std::int32_t len, dou
     const double f = time - static_cast<double>(i);
     const auto phase0 = static_cast<std::int64_t>(static_cast<double>(out_rate) * f + 0.5);
     std::int64_t position = i * out_rate + phase0, from = i - shape.half + (phase0 == 0 ? 0 : 1);
-    for (const std::int64_t end = (len + i) * out_rate; position < end; position += shape.in_rate) {
+    for (const std::int64_t end = (len + static_cast<std::int64_t>(time)) * out_rate; position < end;
+         position += shape.in_rate) {
         const std::int64_t p = (position % out_rate + out_rate) % out_rate;
         const std::int64_t first_tap = p * shape.row_length;
         // With one row that is too short, the tap behind it is left out.
