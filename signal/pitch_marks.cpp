@@ -34,8 +34,9 @@ class Reciprocal {
     __m128 at_zero_, met_ = _mm_setzero_ps();
 };
 
-// The elements behind the first; the first one's neighbour is before.
-inline void reciprocals(const float* marks, float before, float* dst, int32_t len, Reciprocal& reciprocal)
+// The first mark's neighbour is before. Inlined, so that what there was stays in registers.
+[[gnu::always_inline]] inline void reciprocals(const float* marks, float before, float* dst, int32_t len,
+                                               Reciprocal& reciprocal)
 {
     store_one(dst, _mm_cvtss_f32(reciprocal(repeat(load_one(marks)), repeat(before))));
     if (len > 1) elementwise(reciprocal, dst + 1, len - 1, marks + 1, marks);

@@ -12,8 +12,9 @@ ZELSR_BEGIN_DECLARATIONS
  *
  *     h[0] = rollf,   h[i] = sin(i rollf pi / P) / (i pi / P) * I0(alpha sqrt(1 - (i / (L-1))^2)) / I0(alpha)
  *
- * for i = 1 ... L - 1, in double; rollf, the edge of the passband, is above 0 and at most 1, alpha at least 1.
- * Then all of it is divided by h[0] + 2 (h[P] + h[2P] + ...), so that a constant comes out as itself.
+ * for i = 1 ... L - 1, in double; rollf, the edge of the passband, is above 0 and at most 1, alpha at least 1
+ * (above some 700 the window overflows). Then all of it is divided by h[0] + 2 (h[P] + h[2P] + ...), so that a
+ * constant comes out as itself.
  *
  * Two engines. The continuous one (`ZelResampleState`) interpolates between the entries of one long table: any
  * factor, which may change with every call. The fixed one (`ZelResampleFixedState`) has a row of taps for every
@@ -22,9 +23,10 @@ ZELSR_BEGIN_DECLARATIONS
  * Time and history are the caller's. *time is a position in source samples, index 0 at src. A call goes on from
  * *time until it reaches len + (*time truncated), so that len samples are consumed; *time then stands at the first
  * position behind, where the next call continues without a jump: either with the same src, or with src moved on
- * and *time less by as much. *count receives the number of samples in dst, at most len * factor + 1. A *time that
- * is not below the end (NaN too) gives a *count of 0. Samples before and behind are read as far as the filter
- * reaches (below); the caller keeps them there. A negative *time points before src.
+ * and *time less by as much. *count receives the number of samples in dst, at most len * factor + 1, and factor
+ * more for a negative *time. A *time that is not below the end (NaN too) gives a *count of 0. Samples before and
+ * behind are read as far as the filter reaches (below); the caller keeps them there. A negative *time points
+ * before src.
  *
  * hint 2 selects the accurate form, any other value the fast form. What that means:
  *
