@@ -461,6 +461,16 @@ TEST(ResamplePolyphaseInitAlloc, TheDesignsBounds)
     EXPECT_EQ(state, nullptr);
 }
 
+// The window's Bessel function overflows; its series ends all the same.
+TEST(ResamplePolyphaseInitAlloc, AnAlphaTooLargeForDoubleComesToAnEnd)
+{
+    for (float alpha : {700.0F, 720.0F, 1000.0F, 3e38F, static_cast<float>(kInfinity)}) {
+        const ContinuousRecord<float> record(4.0F, 4, 1.0F, alpha, 1);
+        const ContinuousRecord<int16_t> record_16s(4.0F, 4, 1.0F, alpha, 1);
+        const FixedRecord<int16_t> fixed(2, 3, 8, 1.0F, alpha, 1);
+    }
+}
+
 // A table has at most 0xFFFFFFE entries: 2^28 - 16 is the next length that single precision tells apart.
 TEST(ResamplePolyphaseInitAlloc, TheLongestTable)
 {
@@ -632,9 +642,9 @@ TEST(OddStack, ResamplingWorksFromEveryStack)
                                       6.0F, 1),
                       SrOk);
             EXPECT_EQ(
-                call_misaligned<SrStatus, const ZelResampleState*, const float*, int32_t, float*, double, float,
-                                double*, int32_t*>(zelsResamplePolyphase_32f, misalign, state, signal.address(0),
-                                                   40, y.data(), factor, 1, &again, &count),
+                (call_misaligned<SrStatus, const ZelResampleState*, const float*, int32_t, float*, double, float,
+                                 double*, int32_t*>(zelsResamplePolyphase_32f, misalign, state, signal.address(0),
+                                                    40, y.data(), factor, 1, &again, &count)),
                 SrOk);
             EXPECT_TRUE(same_values(expected, y));
             EXPECT_EQ((call_misaligned<SrStatus, const ZelResampleState*, const int16_t*, int32_t, int16_t*,
