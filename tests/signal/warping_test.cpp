@@ -241,6 +241,18 @@ TYPED_TEST(Warping, WithEqualHeightsTheFirstIsTheOneThatIsWalked)
     EXPECT_EQ(distance_of<TypeParam>({0, 50, 100}, {0, 100, 100}, 2, 1000), 0 + 50 + 0);
 }
 
+// With a beam of 0, too, cells within the smallest difference from 1 survive.
+TEST(Warping_32f, ABeamOfZeroKeepsWhatLiesWithinAnEpsilonOfTheBest)
+{
+    for (const auto& [offset, expected] :
+         {std::pair{1e-7F, 1e-7F}, {1.1920929e-7F, 1.1920929e-7F}, {1.3e-7F, 2.0F}}) {
+        const std::vector<float> a = {0, 0, 7, 7}, b = {0, offset, 5, 7};
+        float distance = -1;
+        EXPECT_EQ(zelsDTW_L2_32f_D2(a.data(), 4, b.data(), 4, 1, 1, &distance, 3, 0), SrOk);
+        EXPECT_EQ(distance, expected) << offset;
+    }
+}
+
 TYPED_TEST(Warping, ANegativeReachLeavesNoColumn)
 {
     const auto a = integer_rows<TypeParam>(9, 2), b = integer_rows<TypeParam>(11, 2);
