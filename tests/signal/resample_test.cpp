@@ -4,10 +4,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "signal/resample_calls.h"
+#include "signal/resample_designs.h"
 #include "support/environment.h"
 #include "support/faults.h"
-#include "support/hooks.h"
 #include "support/odd_stack.h"
 
 namespace zelsr::test {
@@ -16,97 +15,10 @@ namespace {
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN(),
                  kInfinity = std::numeric_limits<double>::infinity();
 
-struct Design {
-    float window;
-    int32_t per_sample;
-    float rollf, alpha;
-};
-const std::vector<Design> kDesigns = {{16, 32, 0.9F, 6},    {8, 8, 1, 1},        {2, 1, 1, 1},
-                                      {0.5F, 4, 0.5F, 2},   {24, 100, 0.95F, 9}, {7.3F, 13, 0.3F, 4},
-                                      {1.7F, 64, 0.8F, 20}, {3, 16, 1, 1.5F},    {11, 5, 0.001F, 3.3F}};
-
-// The response to an impulse at the highest density is the table itself: single precision, and 16 bits made whole
-// by norm.
-template <class T>
-std::vector<double> table_of(const ZelResampleState* state, const Design& design, T impulse, float norm,
-                             T* = nullptr)
-{
-    const std::int64_t length = reference::table_length(design.window, design.per_sample);
-    const auto samples = static_cast<int32_t>(length / design.per_sample + 1);
-    const std::int64_t beside = length / design.per_sample + 3;
-    std::vector<T> source(at(samples + 2 * beside));
-    source[at(beside)] = impulse;
-    std::vector<T> result(at(samples) * at(design.per_sample) + 8);
-    double time = 0;
-    int32_t count = 0;
-    EXPECT_EQ(Continuous<T>::run(state, source.data() + beside, samples, result.data(), design.per_sample, norm,
-                                 &time, &count),
-              SrOk);
-    EXPECT_GE(count, length);
-    return {result.begin(), result.begin() + length};
-}
-
-std::string describe(const Design& d)
-{
-    return "window " + std::to_string(d.window) + ", " + std::to_string(d.per_sample) + " a sample, rollf " +
-           std::to_string(d.rollf) + ", alpha " + std::to_string(d.alpha);
-}
-
-// ---- Tables -------------------------------------------------------------------------------------------------
-
-// Singles near the stated values: one unit of the sine, or of rounding the position, away. Exact positions only at
-// densities that are powers of 2; at others neighbours mix in by 1e-13.
-TEST(ResampleTable, SinglePrecision)
-{
-    for (const Design& d : kDesigns)
-        for (int32_t hint : {0, 1, 2, 77}) {
-            const ContinuousRecord<float> record(d.window, d.per_sample, d.rollf, d.alpha, hint);
-            const auto expected = reference::float_table(d.window, d.per_sample, d.rollf, d.alpha).entries;
-            const auto actual = table_of<float>(record.get(), d, 1, 1);
-            for (std::size_t i = 0; i < actual.size(); ++i)
-                ASSERT_NEAR(actual[i], expected[i], std::abs(expected[i]) * 0x1p-23 + 1e-12)
-                    << describe(d) << ", " << i;
-        }
-}
-
-TEST(ResampleTable, SixteenBits)
-{
-    for (const Design& d : kDesigns)
-        for (int32_t hint : {0, 1, 3, -2}) {
-            const ContinuousRecord<int16_t> record(d.window, d.per_sample, d.rollf, d.alpha, hint);
-            const auto expected = reference::integer_table(d.window, d.per_sample, d.rollf, d.alpha);
-            // Up to half an entry does not hide a wrong one.
-            const auto actual = table_of<int16_t>(record.get(), d, 1, 1 / expected.scale);
-            for (std::size_t i = 0; i < actual.size(); ++i)
-                ASSERT_EQ(actual[i], expected.entries[i]) << describe(d) << ", " << i;
-            EXPECT_EQ(*std::max_element(actual.begin(), actual.end()), 16383);
-        }
-}
-
-// Hint 2 keeps single precision: entries far below the 16-bit table's unit are there.
-TEST(ResampleTable, SinglePrecisionFor16BitSamples)
-{
-    for (const Design& d : kDesigns) {
-        const ContinuousRecord<int16_t> record(d.window, d.per_sample, d.rollf, d.alpha, 2);
-        const auto expected = reference::float_table(d.window, d.per_sample, d.rollf, d.alpha).entries;
-        const auto actual = table_of<int16_t>(record.get(), d, 16384, 64);
-        for (std::size_t i = 0; i < actual.size(); ++i)
-            if (std::abs(expected[i]) < 0x1p-6) {
-                ASSERT_NEAR(actual[i], expected[i] * 0x1p20, 0.51) << describe(d) << ", " << i;
-            }
-    }
-}
-
 // ---- Processing ---------------------------------------------------------------------------------------------
 
 const std::vector<double> kFactors = {1,   2,        1.5,     3.7,  1.0000001,   16,     160.0 / 147, 0.5,
                                       0.9, 0.999999, 1.0 / 3, 0.37, 147.0 / 160, 0.0625, 0.021};
-
-template <class T>
-struct Given {
-    ZelResampleState* state;
-    reference::Table table;
-};
 
 template <class T>
 testing::AssertionResult resamples(const ZelResampleState* state, const reference::Table& table,
@@ -399,136 +311,7 @@ TEST(ResamplePolyphase, AnInfiniteFactorComesToAnEnd)
     EXPECT_TRUE(y.intact());
 }
 
-// ---- Checks -------------------------------------------------------------------------------------------------
-
-struct InitArguments {
-    ZelResampleState** state;
-    float window;
-    int32_t per_sample;
-    float rollf, alpha;
-    int32_t hint;
-};
-
-template <class T>
-void expect_init_checks()
-{
-    Guarded<ZelResampleState*> state(1);
-    const float nan = static_cast<float>(kNan), infinity = static_cast<float>(kInfinity);
-    for (const auto& [window, rollf, alpha] : {std::tuple{0.4999F, 0.0F, 0.9999F},
-                                               {nan, nan, nan},
-                                               {-1.0F, 1.0000001F, -1.0F},
-                                               {0.0F, -0.5F, 0.0F},
-                                               {infinity, infinity, -infinity}})
-        expect_check_order<InitArguments>(
-            {state.data(), 16, 4, 0.9F, 6, 1},
-            {{"null state", SrErrNullPtr, [](InitArguments& a) { a.state = nullptr; }},
-             {"no entries", SrErrSize, [](InitArguments& a) { a.per_sample = 0; }},
-             {"negative entries", SrErrSize, [](InitArguments& a) { a.per_sample = -1; }},
-             {"lowest entries", SrErrSize, [](InitArguments& a) { a.per_sample = INT32_MIN; }},
-             {"window", SrErrBadArg, [w = window](InitArguments& a) { a.window = w; }},
-             {"rollf", SrErrBadArg, [r = rollf](InitArguments& a) { a.rollf = r; }},
-             {"alpha", SrErrBadArg, [l = alpha](InitArguments& a) { a.alpha = l; }},
-             {"too long a table", SrErrBadArg, [](InitArguments& a) { a.window = 1e30F; }}},
-            [](const InitArguments& a) {
-                return Continuous<T>::init(a.state, a.window, a.per_sample, a.rollf, a.alpha, a.hint);
-            },
-            {&state});
-}
-TEST(ResamplePolyphaseInitAlloc, NullThenSizeThenTheDesign)
-{
-    expect_init_checks<float>();
-    expect_init_checks<int16_t>();
-}
-
-TEST(ResamplePolyphaseInitAlloc, TheDesignsBounds)
-{
-    for (const auto& [window, per_sample] : {std::pair{0.5F, 4}, {2.0F, 1}, {0x1p-29F, 1 << 30}}) {
-        const ContinuousRecord<float> least(window, per_sample, 1.0F, 1.0F, 1);
-        ZelResampleState* state = nullptr;
-        EXPECT_EQ(zelsResamplePolyphaseInitAlloc_32f(&state, std::nextafter(window, 0.0F), per_sample, 1, 1, 1),
-                  SrErrBadArg);
-        EXPECT_EQ(zelsResamplePolyphaseInitAlloc_32f(&state, window, per_sample, std::nextafter(1.0F, 2.0F), 1, 1),
-                  SrErrBadArg);
-        EXPECT_EQ(zelsResamplePolyphaseInitAlloc_32f(&state, window, per_sample, 1, std::nextafter(1.0F, 0.0F), 1),
-                  SrErrBadArg);
-    }
-    // 2 / 3 in double lies between these singles.
-    const ContinuousRecord<float> above(0.6666667F, 3, 1.0F, 1.0F, 1);
-    ZelResampleState* state = nullptr;
-    EXPECT_EQ(zelsResamplePolyphaseInitAlloc_32f(&state, std::nextafter(0.6666667F, 0.0F), 3, 1, 1, 1),
-              SrErrBadArg);
-    const ContinuousRecord<float> narrow(8.0F, 4, std::numeric_limits<float>::denorm_min(), 1.0F, 1);
-    EXPECT_EQ(state, nullptr);
-}
-
-// The window's Bessel function overflows; its series ends all the same.
-TEST(ResamplePolyphaseInitAlloc, AnAlphaTooLargeForDoubleComesToAnEnd)
-{
-    for (float alpha : {700.0F, 720.0F, 1000.0F, 3e38F, static_cast<float>(kInfinity)}) {
-        const ContinuousRecord<float> record(4.0F, 4, 1.0F, alpha, 1);
-        const ContinuousRecord<int16_t> record_16s(4.0F, 4, 1.0F, alpha, 1);
-        const FixedRecord<int16_t> fixed(2, 3, 8, 1.0F, alpha, 1);
-    }
-}
-
-// A table has at most 0xFFFFFFE entries: 2^28 - 16 is the next length that single precision tells apart.
-TEST(ResamplePolyphaseInitAlloc, TheLongestTable)
-{
-    ZelResampleState* state = nullptr;
-    for (const auto init : {zelsResamplePolyphaseInitAlloc_32f, zelsResamplePolyphaseInitAlloc_16s})
-        for (int refused : {1, 2}) {
-            AllocatorWatch watch(refused);
-            EXPECT_EQ(init(&state, 512, 1 << 20, 1, 1, 2), SrErrBadArg);
-            EXPECT_EQ(watch.requests(), 0);
-            if (refused == 1) {
-                EXPECT_EQ(init(&state, std::nextafter(512.0F, 0.0F), 1 << 20, 1, 1, 2), SrErrMemAlloc);
-            }
-        }
-    EXPECT_EQ(state, nullptr);
-}
-
-// call(&state), once for each block refused: what the call returns for each, and nothing left or handed out.
-std::vector<SrStatus> refusals(const std::function<SrStatus(ZelResampleState**)>& call)
-{
-    int blocks = 0;
-    {
-        AllocatorWatch watch;
-        ZelResampleState* state = nullptr;
-        EXPECT_EQ(call(&state), SrOk);
-        EXPECT_EQ(watch.live(), 1) << "work memory was left";
-        blocks = watch.requests();
-        EXPECT_EQ(zelsResamplePolyphaseFree_16s(state), SrOk);
-        EXPECT_EQ(watch.live(), 0);
-    }
-    std::vector<SrStatus> statuses;
-    for (int refused = 1; refused <= blocks; ++refused) {
-        Guarded<ZelResampleState*> state(1);
-        state.take_snapshot();
-        AllocatorWatch watch(refused);
-        statuses.push_back(call(state.data()));
-        EXPECT_EQ(watch.live(), 0);
-        EXPECT_TRUE(state.as_snapshot());
-    }
-    std::sort(statuses.begin(), statuses.end());
-    return statuses;
-}
-
-TEST(ResamplePolyphaseInitAlloc, EveryBlockRefused)
-{
-    EXPECT_EQ(refusals([](auto state) { return zelsResamplePolyphaseInitAlloc_32f(state, 16, 32, 0.9F, 6, 1); }),
-              (std::vector<SrStatus>{SrErrMemAlloc, SrErrMemAlloc}));
-    EXPECT_EQ(refusals([](auto state) { return zelsResamplePolyphaseInitAlloc_16s(state, 16, 32, 0.9F, 6, 2); }),
-              (std::vector<SrStatus>{SrErrMemAlloc, SrErrMemAlloc}));
-    // The 16-bit table's own: work memory that is refused counts as a null pointer.
-    EXPECT_EQ(refusals([](auto state) { return zelsResamplePolyphaseInitAlloc_16s(state, 16, 32, 0.9F, 6, 1); }),
-              (std::vector<SrStatus>{SrErrMemAlloc, SrErrNullPtr}));
-}
-
-TEST(ResamplePolyphaseFree, OfNull)
-{
-    EXPECT_EQ(zelsResamplePolyphaseFree_32f(nullptr), SrErrNullPtr);
-    EXPECT_EQ(zelsResamplePolyphaseFree_16s(nullptr), SrErrNullPtr);
-}
+// ---- Checks ---------------------------------------------------------------------------------------------------
 
 template <class T>
 struct RunArguments {
@@ -599,22 +382,6 @@ TEST(ResamplePolyphase_16s, DoesNotDependOnTheEnvironment)
                     result.assign(100, 0);
                 });
         }
-}
-
-TEST(ResamplePolyphaseInitAlloc, TablesDoNotDependOnTheEnvironment)
-{
-    for (const Design& d : {kDesigns[0], kDesigns[5], kDesigns[6], Design{7.3F, 16, 0.3F, 4}}) {
-        std::vector<double> expected;
-        ZelResampleState* state = nullptr;
-        under_each_environment(
-            [&] { zelsResamplePolyphaseInitAlloc_32f(&state, d.window, d.per_sample, d.rollf, d.alpha, 1); },
-            [&](const std::string& setting) {
-                const std::vector<double> actual = table_of<float>(state, d, 1, 1);
-                if (expected.empty()) expected = actual;
-                EXPECT_TRUE(same_values(expected, actual)) << setting << ", " << describe(d);
-                EXPECT_EQ(zelsResamplePolyphaseFree_32f(state), SrOk);
-            });
-    }
 }
 
 #ifdef __i386__
