@@ -45,6 +45,7 @@ zelsr_subsystem(core)
 zelsr_subsystem(likelihood USES core)
 zelsr_subsystem(matrix USES core)
 zelsr_subsystem(frontend USES core)
+zelsr_subsystem(vq USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

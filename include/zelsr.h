@@ -6,5 +6,6 @@
 #include "zelsr/frontend.h"
 #include "zelsr/likelihood.h"
 #include "zelsr/matrix.h"
+#include "zelsr/vq.h"
 
 #endif
