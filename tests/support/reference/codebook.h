@@ -149,8 +149,8 @@ class Tree {
         }
         // Small against its centroid's elements, a distance is none; the integer form knows no such bound.
         const auto [low, high] = std::minmax_element(root->centroid.begin(), root->centroid.end());
-        const auto bound = static_cast<float>(std::max(static_cast<double>(*high) * 0.000001,
-                                                       static_cast<double>(*low) * -0.000001));
+        const auto bound = static_cast<float>(
+            std::max(static_cast<double>(*high) * 0.000001, static_cast<double>(*low) * -0.000001));
         float largest = 0;
         for (std::size_t i = 0; i < rows_.size(); ++i) {
             const float d = distance(rows_[i], root->centroid);
