@@ -145,7 +145,9 @@ class Trained {
     {}
     ~Trained()
     {
-        if (state_ != nullptr) EXPECT_EQ(Family::kFree(state_), SrOk);
+        if (state_ != nullptr) {
+            EXPECT_EQ(Family::kFree(state_), SrOk);
+        }
         EXPECT_EQ(watch_.live(), 0) << "left allocated";
     }
     Trained(const Trained&) = delete;

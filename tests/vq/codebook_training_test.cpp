@@ -478,7 +478,6 @@ TYPED_TEST(CodebookTree, IsGrownOnAnyStack)
     const Training<T> training{speech_rows<T>(8), std::vector<T>(8, T(2)), 9, SrCdbkTreeRadius};
     const Tree<T> expected(training.rows, training.weights, training.size, training.kind);
     const std::vector<T> block = as_block(training.rows, 8);
-    const std::vector<T> ones(8, T(1));
     for (int misalign : {0, 4, 8, 12}) {
         typename TypeParam::State* state = nullptr;
         ASSERT_EQ(call_misaligned(+TypeParam::kInitAllocWeighted, misalign, &state, block.data(),
