@@ -272,7 +272,6 @@ TYPED_TEST(CodebookAlloc, FreeRefusesNullNoCodewordsAndOtherKinds)
     EXPECT_EQ(watch.live(), 0) << "something was released";
 }
 
-// In its order of release: the tree, children before their parent, then weights, codewords, workspace, record.
 std::vector<const void*> released;
 void (*real_free)(void*);
 void noting_free(void* block)
@@ -281,52 +280,45 @@ void noting_free(void* block)
     real_free(block);
 }
 
-template <class T>
-void expect_released_after_children(const ClusterView<T>* node, const std::vector<const void*>& order,
-                                    std::vector<std::pair<const void*, const void*>>& pairs)
-{
-    if (node->leaf != 0) return;
-    for (const ClusterView<T>* child : {node->left, node->right}) {
-        pairs.emplace_back(child, node);
-        expect_released_after_children(child, order, pairs);
-    }
-}
-
-// The block that the allocator's hook handed out begins shortly before.
+// The how-manieth released block holds the address.
 std::size_t place_of(const void* address)
 {
-    std::size_t best = released.size();
-    std::uintptr_t distance = 64;
+    std::size_t place = released.size();
+    std::uintptr_t before = SIZE_MAX;
     for (std::size_t i = 0; i < released.size(); ++i) {
-        const std::uintptr_t d =
+        const auto distance =
             reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(released[i]);
-        if (d < distance) {
-            distance = d;
-            best = i;
+        if (distance < before) {
+            before = distance;
+            place = i;
         }
     }
-    return best;
+    return place;
 }
 
-TYPED_TEST(CodebookAlloc, FreeReleasesTheTreeFromItsLeavesThenTheRest)
+TYPED_TEST(CodebookAlloc, FreeReleasesTableTreeWeightsCodewordsWorkspaceRecord)
 {
     using T = typename TypeParam::Element;
-    for (int32_t width : {3, 4}) {
+    for (SrCdbkKind kind : {1, 2, 3}) {
+        Training<T> training{speech_rows<T>(4), {}, 9, kind};
+        if (kind == SrCdbkFull) {
+            training.rows.clear();
+            for (int i = 0; i < 11; ++i) training.rows.push_back({T(2000 * i - 10000)});
+        }
         typename TypeParam::State* state = nullptr;
-        ASSERT_EQ(train<TypeParam>({speech_rows<T>(width), {}, 9, SrCdbkTreeRadius}, &state), SrOk);
+        ASSERT_GE(train<TypeParam>(training, &state), 0);
         const CodebookView<T> view = view_of(state);
-        std::vector<std::pair<const void*, const void*>> before;
-        expect_released_after_children(view.root, released, before);
-        before.insert(before.end(), {{view.root, view.weights},
-                                     {view.weights, view.codewords},
-                                     {view.codewords, view.workspace},
-                                     {view.workspace, state}});
+        const void* first = kind == SrCdbkFull ? view.field : view.root;
+        ASSERT_NE(first, nullptr);
         released.clear();
         real_free = i_free;
         i_free = noting_free;
         EXPECT_EQ(TypeParam::kFree(state), SrOk);
         i_free = real_free;
-        for (const auto& [first, second] : before) EXPECT_LT(place_of(first), place_of(second));
+        EXPECT_LT(place_of(first), place_of(view.weights));
+        EXPECT_LT(place_of(view.weights), place_of(view.codewords));
+        EXPECT_LT(place_of(view.codewords), place_of(view.workspace));
+        EXPECT_LT(place_of(view.workspace), place_of(state));
         EXPECT_EQ(place_of(state), released.size() - 1);
     }
 }
