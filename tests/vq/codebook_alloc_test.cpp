@@ -232,9 +232,12 @@ TYPED_TEST(CodebookAlloc, SurvivesEveryRefusal)
                 Training<T> training{speech_rows<T>(std::min(width, 8)), {}, 7, kind, 1};
                 if (width == 13) training.rows = random_rows<T>(30, 13, T(0), T(99));
                 if (kind == SrCdbkFull) {
-                    training.rows = random_rows<T>(120, width, T(-900), T(900));
-                    for (std::size_t r = 0; r < 120; ++r) training.rows[r][0] = T(15 * static_cast<int>(r) - 900);
-                    training.size = 120;
+                    // Spread evenly, so that both tables pay.
+                    training.rows = random_rows<T>(200, width, T(-900), T(900));
+                    for (std::size_t r = 0; r < 200; ++r)
+                        for (std::size_t k = 0; k < std::min<std::size_t>(at(width), 2); ++k)
+                            training.rows[r][k] = T(9 * static_cast<int>(k == 0 ? r : r * 61 % 200) - 900);
+                    training.size = 200;
                 }
                 if (has_weights) training.weights = std::vector<T>(at(width), T(1));
                 bool table = false;
