@@ -147,7 +147,7 @@ TYPED_TEST(CodebookField, OfTwoDimensionsIsTheReferences)
 {
     using T = typename TypeParam::Element;
     int made = 0, all = 0;
-    for (int round = 0; round < (thin_effort() ? 4 : 48); ++round) {
+    for (int round = 0; round < (thin_effort() ? 4 : 40); ++round) {
         const int count = round % 3 == 0 ? uniform(11, 60) : round % 3 == 1 ? uniform(60, 130) : uniform(130, 250);
         const std::vector<T> x = coordinate<T>(round % kShapes, count);
         const std::vector<T> y = coordinate<T>(round / kShapes % kShapes, count);
@@ -246,10 +246,7 @@ TYPED_TEST(CodebookField, WithoutExtentThereIsNone)
 TYPED_TEST(CodebookField, EdgesShareTheirList)
 {
     using T = typename TypeParam::Element;
-    const std::vector<T> x = coordinate<T>(1, 200), y = coordinate<T>(0, 200);
-    Rows<T> rows;
-    for (std::size_t i = 0; i < 200; ++i) rows.push_back({x[i], y[i]});
-    const Trained<TypeParam> trained(full(rows));
+    const Trained<TypeParam> trained(full(even_rows<T>(2)));
     ASSERT_NE(trained.view().field, nullptr);
     const auto& field = *static_cast<const SquareView*>(trained.view().field);
     const int32_t across = field.columns + 2, last = (field.rows + 1) * across;
@@ -317,10 +314,7 @@ TYPED_TEST(CodebookField, IsTheSameUnderEachEnvironment)
 {
     using T = typename TypeParam::Element;
     for (int width : {1, 2}) {
-        const std::vector<T> x = coordinate<T>(0, 150), y = coordinate<T>(0, 150);
-        Rows<T> rows;
-        for (std::size_t i = 0; i < x.size(); ++i) rows.push_back({x[i]});
-        for (std::size_t i = 0; width == 2 && i < x.size(); ++i) rows[i].push_back(y[i]);
+        const Rows<T> rows = even_rows<T>(width);
         const Training<T> training = full(rows);
         const auto linear = reference::linear_field(rows);
         const auto square = width == 2 ? reference::square_field(rows, training.all_weights()) : SquareField{};

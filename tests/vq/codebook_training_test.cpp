@@ -6,7 +6,7 @@
 #include <map>
 
 #include "support/environment.h"
-#include "support/odd_stack.h"
+#include "support/operation.h"
 #include "vq/codebook_members.h"
 
 namespace zelsr::test {
@@ -476,16 +476,16 @@ TYPED_TEST(CodebookTree, IsGrownOnAnyStack)
     const std::vector<T> block = as_block(training.rows, 8);
     for (int misalign : {0, 4, 8, 12}) {
         typename TypeParam::State* state = nullptr;
-        ASSERT_EQ(call_misaligned(+TypeParam::kInitAllocWeighted, misalign, &state, block.data(),
-                                  training.weights.data(), 8, 8, training.height(), 9, SrCdbkTreeRadius),
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kInitAllocWeighted, &state, block.data(),
+                                       training.weights.data(), 8, 8, training.height(), 9, SrCdbkTreeRadius),
                   SrOk);
         NodeCheck<T> check(view_of(state));
         check(*expected.root, view_of(state).root);
-        EXPECT_EQ(call_misaligned(+TypeParam::kFree, misalign, state), SrOk);
-        ASSERT_EQ(call_misaligned(+TypeParam::kInitAlloc, misalign, &state, block.data(), 8, 8, training.height(),
-                                  9, SrCdbkTreeRadius),
+        EXPECT_EQ(OnOddStack{misalign}(+TypeParam::kFree, state), SrOk);
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kInitAlloc, &state, block.data(), 8, 8, training.height(), 9,
+                                       SrCdbkTreeRadius),
                   SrOk);
-        EXPECT_EQ(call_misaligned(+TypeParam::kFree, misalign, state), SrOk);
+        EXPECT_EQ(OnOddStack{misalign}(+TypeParam::kFree, state), SrOk);
     }
 }
 #endif
