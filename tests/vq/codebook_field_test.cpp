@@ -206,6 +206,33 @@ TYPED_TEST(CodebookField, OfOneDimensionByValue)
     EXPECT_EQ(elements(field.lists[12], at(field.lengths[12])), (std::vector<int32_t>{10, 9}));
 }
 
+// Values just below the borders of cells. In 16 bits a thousandth of a cell lifts them over when lists are filled,
+// not when grids are tried, where it would leave cell 1 empty: wanted.
+TYPED_TEST(CodebookField, ListsAreLiftedIn16BitsGridsAreNot)
+{
+    using T = typename TypeParam::Element;
+    Rows<T> rows = {{T(-15000)}};
+    for (int border = -10500; border < 15000; border += 3000) rows.push_back({T(border - 1)});
+    rows.push_back({T(15000)});
+    EXPECT_TRUE(expect_table<TypeParam>(full(rows)));
+    const Trained<TypeParam> trained(full(rows));
+    ASSERT_NE(trained.view().field, nullptr);
+    const auto& field = *static_cast<const LinearView*>(trained.view().field);
+    ASSERT_EQ(field.cells, 11);
+    const auto list = [&](int cell) { return elements(field.lists[cell + 1], at(field.lengths[cell + 1])); };
+    using List = std::vector<int32_t>;
+    if (std::is_same_v<T, float>) {
+        EXPECT_EQ(list(0), (List{0, 1}));
+        EXPECT_EQ(list(1), (List{1, 0, 2}));
+        EXPECT_EQ(list(10), (List{10, 9}));
+    } else {
+        EXPECT_EQ(list(0), (List{0, 1}));
+        EXPECT_EQ(list(1), (List{0, 1}));
+        EXPECT_EQ(list(2), (List{1, 0, 2}));
+        EXPECT_EQ(list(10), (List{9, 10, 8}));
+    }
+}
+
 // Of equally near neighbours the first.
 TYPED_TEST(CodebookField, OfEqualNeighboursTheFirstIsTaken)
 {

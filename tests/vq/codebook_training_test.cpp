@@ -217,6 +217,27 @@ TEST(CodebookTree_32f, OfSetsAtEveryScaleIsTheReferences)
     EXPECT_GT(seen.refused, 10);
 }
 
+// Far from zero, distances within a millionth of the centroid's largest element count as none in the first
+// cluster: such rows go to the new one in their order, not by distance.
+TEST(CodebookTree_32f, OfRowsFarFromZeroIsTheReferences)
+{
+    Training<float> one{{}, {}, 2, SrCdbkTreeRadius};
+    for (int step : {-2, -1, -1, 1, 0, -1, -4}) one.rows.push_back({402 + 0x1p-7F * static_cast<float>(step)});
+    expect_tree<Family_32f>(one);
+    for (int round = 0; round < (thin_effort() ? 100 : 1000); ++round) {
+        const float offset = uniform(100.0F, 1000.0F) * (round % 2 == 0 ? 1.0F : -1.0F);
+        const float scale = std::exp2(static_cast<float>(-uniform(0, 28)) / 2);
+        Training<float> training{{}, {}, uniform(2, 4), uniform(2, 3)};
+        for (int count = uniform(4, 14), width = uniform(1, 2); count > 0; --count) {
+            training.rows.emplace_back();
+            for (int k = 0; k < width; ++k)
+                training.rows.back().push_back(offset + scale * static_cast<float>(uniform(-4, 4)));
+        }
+        expect_tree<Family_32f>(training);
+        if (testing::Test::HasFailure()) return;
+    }
+}
+
 TEST(CodebookTree_16s, OfTheWholeRangeIsTheReferences)
 {
     for (int round = 0; round < (thin_effort() ? 10 : 60); ++round) {
