@@ -147,7 +147,7 @@ TYPED_TEST(CodebookField, OfTwoDimensionsIsTheReferences)
 {
     using T = typename TypeParam::Element;
     int made = 0, all = 0;
-    for (int round = 0; round < (thin_effort() ? 4 : 40); ++round) {
+    for (int round = 0; round < (thin_effort() ? 4 : 32); ++round) {
         const int count = round % 3 == 0 ? uniform(11, 60) : round % 3 == 1 ? uniform(60, 130) : uniform(130, 250);
         const std::vector<T> x = coordinate<T>(round % kShapes, count);
         const std::vector<T> y = coordinate<T>(round / kShapes % kShapes, count);

@@ -219,7 +219,7 @@ void expect_record(const CodebookView<T>& view, const Training<T>& training, int
     const bool ones = std::count(weights.begin(), weights.end(), T(1)) == training.width();
     EXPECT_EQ(view.flags & ~1, ones ? 0 : 2);
     EXPECT_EQ((view.flags & 1) != 0, view.field != nullptr);
-    for (int32_t i = 0; i < count; ++i) view.workspace[i] = 1;  // the sanitizer knows how much of it there is
+    for (int32_t i = 0; i < count; ++i) view.workspace[i] = 1;  // valgrind knows how much of it there is
 }
 
 }  // namespace zelsr::test

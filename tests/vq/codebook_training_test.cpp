@@ -178,7 +178,7 @@ TYPED_TEST(CodebookTree, OfManySmallSetsIsTheReferences)
 {
     using T = typename TypeParam::Element;
     Seen seen;
-    for (int round = 0; round < (thin_effort() ? 200 : 8000); ++round) {
+    for (int round = 0; round < (thin_effort() ? 200 : 5000); ++round) {
         const int width = uniform(1, 3), count = uniform(1, 12), reach = uniform(1, 6);
         Training<T> training{{}, {}, uniform(1, count), uniform(2, 3), uniform(0, 1)};
         for (int r = 0; r < count; ++r) {
@@ -199,7 +199,7 @@ TYPED_TEST(CodebookTree, OfManySmallSetsIsTheReferences)
 TEST(CodebookTree_32f, OfSetsAtEveryScaleIsTheReferences)
 {
     Seen seen;
-    for (int round = 0; round < (thin_effort() ? 200 : 4000); ++round) {
+    for (int round = 0; round < (thin_effort() ? 200 : 3000); ++round) {
         const int width = uniform(1, 3), count = uniform(2, 14);
         const float scale = std::exp2(static_cast<float>(-uniform(0, 80)) / 4);
         const float offset = round % 3 == 0 ? uniform(-4.0F, 4.0F) : 0;
