@@ -1,0 +1,7 @@
+/* Vector quantisation: codebooks and what is done with them. */
+#ifndef ZELSR_VQ_H
+#define ZELSR_VQ_H
+
+#include "zelsr/vq/codebook.h"
+
+#endif
