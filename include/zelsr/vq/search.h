@@ -28,8 +28,9 @@ ZELSR_BEGIN_DECLARATIONS
  *   right. The walk moves past a ten-thousandth only. 16-bit scores are those of zelsLogGauss_16s32s_D2LSfs() and
  *   zelsLogGaussSingle_16s32s_Sfs() with as many places shifted out as the width has bits.
  *
- * A tree's answer need not be the nearest codeword. Where no distance is below the largest single, the second and
- * third search give index -1 at the distance of the largest single. A codebook of another kind, which only
+ * A tree's answer need not be the nearest codeword. In the second and third search a NaN distance replaces every
+ * other, and where none is below the largest single, index -1 results, at the distance of the largest single. A
+ * codebook of another kind, which only
  * zelsCdbkInit_L2_*() makes, yields nothing: no index, no distance, ::SrOk.
  *
  * Up to width 128 nothing is allocated; beyond, one block a call: ::SrErrMemAlloc where it is refused, before
@@ -52,9 +53,8 @@ SrStatus zelsVQ_16s(const int16_t* src, int32_t step, int32_t* index, int32_t he
 /** Single precision, with distances. */
 SrStatus zelsVQDist_32f(const float* src, int32_t step, int32_t* index, float* distance, int32_t height,
                         const ZelCdbkState_32f* state);
-/** 16-bit rows; distances times 2^-sf, rounded to nearest and saturated. The array holds them in single precision
- * until the last row is done. In a weighted tree the score of the leaf where a walk begins is not scaled, those of
- * its neighbours are. */
+/** 16-bit rows; distances times 2^-sf, rounded to nearest and saturated. In a weighted tree the score of the leaf
+ * where a walk begins is not scaled here, those of its neighbours are. */
 SrStatus zelsVQDist_16s32s_Sfs(const int16_t* src, int32_t step, int32_t* index, int32_t* distance, int32_t height,
                                const ZelCdbkState_16s* state, int32_t sf);
 /** @} */
@@ -91,9 +91,9 @@ SrStatus zelsVQSingle_Thresh_16s(const int16_t* src, int32_t* index, ZelCdbkStat
 /** Single precision, with distances. */
 SrStatus zelsVQDistSingle_Thresh_32f(const float* src, int32_t* index, float* distance, ZelCdbkState_32f* state,
                                      float factor, int32_t* found);
-/** A 16-bit vector. r is the integer i from zelsVQDist_16s32s_Sfs(), times 2^sf. Among the codewords within the
- * bound those are listed whose own distance, times 2^-sf, rounded and saturated, is at most i factor, truncated;
- * one that is not is passed over. */
+/** A 16-bit vector. r is the integer i from zelsVQDist_16s32s_Sfs(), times 2^sf. Listed are the codewords whose
+ * own distance, times 2^-sf, rounded and saturated, is at most i factor, truncated and saturated. The first
+ * codeword beyond the bound is looked at, too, and ends the list. */
 SrStatus zelsVQDistSingle_Thresh_16s32s_Sfs(const int16_t* src, int32_t* index, int32_t* distance,
                                             ZelCdbkState_16s* state, float factor, int32_t* found, int32_t sf);
 /** @} */
