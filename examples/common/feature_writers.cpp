@@ -1,4 +1,4 @@
-#include "features/writers.h"
+#include "common/feature_writers.h"
 
 #include <bit>
 #include <charconv>
