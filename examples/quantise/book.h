@@ -19,7 +19,7 @@ namespace zelsr::examples {
 constexpr std::int32_t kMostCodewords = 16383;
 constexpr std::int32_t kMostBitsOfPart = 13;
 // Beyond it distances might be beyond single precision.
-constexpr float kMostValue = 1e12f;
+constexpr double kMostValue = 1e12;
 // Throws Failure for a row that holds more.
 void require_moderate(const float* row, std::int32_t width);
 
