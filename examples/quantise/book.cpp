@@ -14,8 +14,8 @@
 namespace zelsr::examples {
 namespace {
 
-// From so many multiplications of one pass over all codewords on, training takes seconds.
-constexpr double kLongTraining = 2e9;
+// From so many multiplications of one pass over all codewords on, training may take seconds.
+constexpr double kLongTraining = 5e7;
 
 std::string field(std::string_view word, std::span<const float> values)
 {

@@ -47,7 +47,7 @@ constexpr std::string_view kHelp =
     "                     several numbers (default 4,8,12,16,24)\n"
     "  --split A,B,...    parts of so many columns, with a codebook each\n"
     "  --hold-out N       every Nth file is not trained on, but measured; 0: none (default 4)\n"
-    "  --rows N           train on so many rows at most, evenly spaced (default 100000)\n"
+    "  --rows N           train on so many rows at most, evenly spaced (default 20000)\n"
     "  --grow BY          split next the cluster of largest radius or population (default)\n"
     "  --weights W        of squared differences: none (default), or variance: 1 over each\n"
     "                     column's\n"
@@ -161,7 +161,7 @@ class Trainer {
     {
         const MfccOptions options = mfcc_options(arguments);
         const int every = arguments.whole("--hold-out", 4, 0, 1'000'000);
-        const int most = arguments.whole("--rows", 100'000, 1, 500'000'000);
+        const int most = arguments.whole("--rows", 20'000, 1, 500'000'000);
         growth_ =
             arguments.choice("--grow", 0, {"population", "radius"}) == 0 ? SrCdbkTreePopulation : SrCdbkTreeRadius;
         const bool weighted = arguments.choice("--weights", 0, {"none", "variance"}) == 1;

@@ -410,6 +410,12 @@ class QuantiseTest(unittest.TestCase):
         self.assertEqual((result.returncode, result.stderr.count("\n")), (0, 1), result.stderr)
         self.assertIn("z.npy: 61 of 61 MB (100 %)", result.stderr)
 
+    def test_long_training_shows_progress(self):
+        file = self.write("a.npy", npy(whole_rows(2000, 100)))
+        result = run("train", file, "-o", self.path("b"), "--size=250")
+        self.assertEqual((result.returncode, result.stderr.count("\n")), (0, 1), result.stderr)
+        self.assertIn("training: 250 of 250 codewords (100 %)", result.stderr)
+
     def test_wrong_use(self):
         file = self.write("a.npy", npy(whole_rows(50, 3)))
         self.done("train", file, "-o", self.path("b"), "--size=8")
