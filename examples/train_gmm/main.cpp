@@ -71,9 +71,11 @@ struct Command {
 // The words of a command line behind the command.
 FileNames words(const Arguments& arguments) { return {arguments.words().begin() + 1, arguments.words().end()}; }
 
-std::string output(const Arguments& arguments, const FileNames& kept)
+// What -o names, which must be none of the files that are kept.
+std::string output(const Arguments& arguments, FileNames kept)
 {
-    const std::optional<std::string> out = arguments.text("-o");
+    const std::optional<std::string> out = arguments.text("-o"), list = arguments.text("--list");
+    if (list) kept.push_back(*list);
     if (!out) throw WrongUse("-o says where the result goes");
     for (const std::string& name : kept)
         if (same_file(*out, name)) throw WrongUse(name + " would be overwritten");

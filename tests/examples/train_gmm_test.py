@@ -517,6 +517,7 @@ class TrainTest(unittest.TestCase):
         self.done("init", files[0], "--list", listed, "-o", self.path("m"))
         self.done("init", *files, "-o", self.path("n"))
         self.assertEqual(self.text("m"), self.text("n"))
+        self.assertIn("list would be overwritten", self.refused("init", "--list", listed, "-o", listed, code=2))
         # A scheduler's part may be empty.
         self.write("list", "# nothing\n")
         self.assertIn("0 files, 0 frames\n",
