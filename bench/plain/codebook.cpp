@@ -123,4 +123,20 @@ void train_codebook(const float* rows, int width, int height, int size, float* c
     }
 }
 
+void nearest(const float* rows, int height, int width, const float* codewords, int count, int* index,
+             float* distances)
+{
+    for (int r = 0; r < height; ++r) {
+        float best = largest;
+        for (int i = 0; i < count; ++i) {
+            const float d = distance(rows + r * width, codewords + i * width, width);
+            if (d < best) {
+                best = d;
+                index[r] = i;
+            }
+        }
+        distances[r] = std::sqrt(best);
+    }
+}
+
 }  // namespace zelsr::bench::plain
