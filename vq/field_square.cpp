@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #include "core/scratch.h"
 #include "vq/field.h"
@@ -38,58 +39,77 @@ Plane plane_of(const Codebook<T>& state)
             static_cast<float>(state.weights[1])};
 }
 
-// The least and the greatest of some distances by the comparisons with a margin. What they let pass also passes
-// the plain comparison, which is made first.
-struct Range {
-    float near = kLargest, far = 0;
+// Weighted squares of a codeword's distances from the borders of a cell, and whether it lies between them.
+struct Borders {
+    float left, right, top, bottom;
+    bool in_column, in_row;
 
-    void add(float distance)
+    // Without margins the distances' extremes follow from the borders'; those with margins lie within a millionth.
+    float nearest() const
     {
-        if (!(distance >= near) && Own_Correct_Less_32f(distance, near)) near = distance;
-        if (distance > far && Own_Correct_Greater_32f(distance, far)) far = distance;
+        const float beside = std::min(left, right), above = std::min(top, bottom);
+        if (in_column) return in_row ? std::min(beside, above) : above;
+        return in_row ? beside : beside + above;
     }
+    float farthest() const { return std::max(left, right) + std::max(top, bottom); }
 };
 
-// Distances of a codeword from the corners of a cell, and from its borders where it lies above or beside them. A
-// codeword inside the cell is as near as its nearest border.
-Range OwnFindMinMaxDist(const Grid& grid, int32_t column, int32_t row, float x, float y)
+Borders borders_of(const Grid& grid, int32_t column, int32_t row, float x, float y)
 {
     const float e1 = x - grid.low_edge - static_cast<float>(column) * grid.cell_width;
     const float e2 = x - grid.low_edge - static_cast<float>(column + 1) * grid.cell_width;
     const float f1 = y - grid.high_edge + static_cast<float>(row) * grid.cell_height;
     const float f2 = y - grid.high_edge + static_cast<float>(row + 1) * grid.cell_height;
-    const float left = e1 * e1 * grid.weight_1, right = e2 * e2 * grid.weight_1;
-    const float top = f1 * f1 * grid.weight_2, bottom = f2 * f2 * grid.weight_2;
+    return {e1 * e1 * grid.weight_1, e2 * e2 * grid.weight_1, f1 * f1 * grid.weight_2,
+            f2 * f2 * grid.weight_2, e1 >= 0 && e2 <= 0,      f1 <= 0 && f2 >= 0};
+}
+
+// The least and the greatest distance by the comparisons with a margin.
+struct Range {
+    float near = kLargest, far = 0;
+
+    void add(float distance)
+    {
+        if (Own_Correct_Less_32f(distance, near)) near = distance;
+        if (Own_Correct_Greater_32f(distance, far)) far = distance;
+    }
+};
+
+// Of a codeword's distances from the corners of a cell, and from the borders where it lies between two of them. A
+// codeword inside the cell is as near as its nearest border.
+Range OwnFindMinMaxDist(const Borders& b)
+{
     Range range;
-    range.add(left + top);
-    range.add(left + bottom);
-    range.add(right + top);
-    range.add(right + bottom);
-    if (e1 >= 0 && e2 <= 0) {
-        range.add(top);
-        range.add(bottom);
-    }
-    if (f1 <= 0 && f2 >= 0) {
-        range.add(left);
-        range.add(right);
-    }
+    for (const float e : {b.left, b.right})
+        for (const float f : {b.top, b.bottom}) range.add(e + f);
+    if (b.in_column)
+        for (const float f : {b.top, b.bottom}) range.add(f);
+    if (b.in_row)
+        for (const float e : {b.left, b.right}) range.add(e);
     return range;
 }
 
 // f(i) for every codeword that can be nearest to a value in the cell: those whose near distance is not above the
-// least far distance of all. The near distances go through the workspace.
+// least far distance of all. The comparisons with margins are made where those without leave it open. The near
+// distances go through the workspace.
 template <class T, class F>
 void for_each_candidate(const Codebook<T>& state, const Grid& grid, int32_t column, int32_t row, const F& f)
 {
-    float* near = state.workspace;
+    const auto borders = [&](int32_t i) {
+        return borders_of(grid, column, row, coordinate(state, i, 0), coordinate(state, i, 1));
+    };
+    float* nearest = state.workspace;
     float bound = kLargest;
     for (int32_t i = 0; i < state.count; ++i) {
-        const Range range = OwnFindMinMaxDist(grid, column, row, coordinate(state, i, 0), coordinate(state, i, 1));
-        near[i] = range.near;
-        bound = std::min(bound, range.far);
+        const Borders b = borders(i);
+        nearest[i] = b.nearest();
+        if (!(b.farthest() > bound * 1.001F)) bound = std::min(bound, OwnFindMinMaxDist(b).far);
     }
+    const float surely = bound * 0.999F, at_best = bound * 1.001F;
     for (int32_t i = 0; i < state.count; ++i)
-        if (at_most(near[i], bound)) f(i);
+        if (!(nearest[i] > at_best) &&
+            (nearest[i] <= surely || at_most(OwnFindMinMaxDist(borders(i)).near, bound)))
+            f(i);
 }
 
 template <class T>

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "core/simd.h"
 
@@ -71,53 +72,62 @@ struct DenseVectors {
 
 // What the square of a difference counts.
 struct EqualWeights {
+    static constexpr bool gives_minus_zero = false;
     static __m128 weighted(__m128 square, std::ptrdiff_t /*k*/) { return square; }
 };
 struct SpreadWeights {
+    static constexpr bool gives_minus_zero = true;  // by a weight of -0; a sum does not start with it
     const float* lanes;
 
     __m128 weighted(__m128 square, std::ptrdiff_t k) const { return square * Aligned::four(lanes + 4 * k); }
 };
 
 // sum[r]: the distances of row r to the four vectors. lanes: element k of row r in the four singles from
-// 4 (k Rows + r) on. Width 0 stands for a width that is known at run time only.
+// 4 (k Rows + r) on. Width 0 stands for `width`.
 template <int Width, int Rows, class Vectors, class Weights>
 [[gnu::always_inline]] inline void four_distances(const Vectors& vectors, const float* lanes,
-                                                  const Weights& weights, int32_t run_time_width,
+                                                  const Weights& weights, std::ptrdiff_t width,
                                                   __m128 (&sum)[Rows])
 {
     for (__m128& s : sum) s = _mm_setzero_ps();
-    const auto add = [&](__m128 column, std::ptrdiff_t k) __attribute__((always_inline))
+    const auto add = [&](__m128 column, std::ptrdiff_t k, auto first) __attribute__((always_inline))
     {
         for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
             const __m128 d = column - Aligned::four(lanes + 4 * (k * Rows + r));
-            sum[r] = sum[r] + weights.weighted(d * d, k);
+            const __m128 term = weights.weighted(d * d, k);
+            sum[r] = first && !Weights::gives_minus_zero ? term : sum[r] + term;
         });
     };
+    constexpr std::false_type further{};
     if constexpr (Width == 1) {
-        add(vectors.column(0), 0);
+        add(vectors.column(0), 0, std::true_type{});
     } else if constexpr (Width == 2) {
         __m128 c[2];
         vectors.pairs(c);
-        add(c[0], 0);
-        add(c[1], 1);
+        add(c[0], 0, std::true_type{});
+        add(c[1], 1, further);
+    } else if constexpr (Width > 0) {
+        for_each_index<Width / 4>([&](auto n) __attribute__((always_inline)) {
+            __m128 c[4];
+            vectors.columns(4 * n, c);
+            add(c[0], 4 * n, std::bool_constant<n == 0>{});
+            for_each_index<3>([&](auto m)
+                                  __attribute__((always_inline)) { add(c[m + 1], 4 * n + m + 1, further); });
+        });
     } else {
-        const std::ptrdiff_t width = Width > 0 ? Width : run_time_width;
         __m128 c[4];
         std::ptrdiff_t k = 0;
         for (; k + 4 <= width; k += 4) {
             vectors.columns(k, c);
-            for_each_index<4>([&](auto n) __attribute__((always_inline)) { add(c[n], k + n); });
+            for_each_index<4>([&](auto n) __attribute__((always_inline)) { add(c[n], k + n, further); });
         }
-        if constexpr (Width == 0) {
-            if (k < width && width >= 4) {  // the last four, of which some have been added
-                vectors.columns(width - 4, c);
-                if (width - k == 3) add(c[1], width - 3);
-                if (width - k >= 2) add(c[2], width - 2);
-                add(c[3], width - 1);
-            } else {
-                for (; k < width; ++k) add(vectors.column(k), k);
-            }
+        if (k < width && width >= 4) {  // the last four, of which some have been added
+            vectors.columns(width - 4, c);
+            if (width - k == 3) add(c[1], width - 3, further);
+            if (width - k >= 2) add(c[2], width - 2, further);
+            add(c[3], width - 1, further);
+        } else {
+            for (; k < width; ++k) add(vectors.column(k), k, further);
         }
     }
 }

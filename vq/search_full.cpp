@@ -1,5 +1,5 @@
 // The nearest of all codewords, or of those in a vector's cell.
-#include <limits>
+#include <type_traits>
 
 #include "core/simd.h"
 #include "vq/distance.h"
@@ -9,15 +9,86 @@
 namespace zelsr::vq {
 namespace {
 
-// Which codeword replaces the best of those before it.
-struct FirstOfNearest {
-    static constexpr Found start{std::numeric_limits<float>::quiet_NaN(), -1};  // any codeword 0 replaces it
-    static bool replaces(float d, Found best) { return best.index < 0 || d < best.squared; }
+// Which codeword replaces the best of those before it. Each rule looks at four codewords a time, d[r] being the
+// distances of row r to codewords i to i + n - 1; what other lanes hold repeats the last of them.
+
+// The first of the nearest. Each lane keeps its own, so that nothing depends on a branch.
+template <int Rows>
+class FirstOfNearest {
+  public:
+    // Codeword 0 in every lane, where it stays if it is NaN.
+    [[gnu::always_inline]] explicit FirstOfNearest(const __m128 (&d)[Rows])
+    {
+        for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
+            best_[r] = _mm_shuffle_ps(d[r], d[r], 0);
+            index_[r] = _mm_setzero_si128();
+        });
+    }
+    template <class Codewords>
+    [[gnu::always_inline]] void take(const __m128 (&d)[Rows], int32_t i, int32_t /*n*/, const Codewords&)
+    {
+        const __m128i here = _mm_add_epi32(_mm_set1_epi32(i), _mm_setr_epi32(0, 1, 2, 3));
+        for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
+            const __m128i below = _mm_castps_si128(_mm_cmplt_ps(d[r], best_[r]));
+            best_[r] = _mm_min_ps(d[r], best_[r]);
+            index_[r] = _mm_or_si128(_mm_and_si128(below, here), _mm_andnot_si128(below, index_[r]));
+        });
+    }
+    [[gnu::always_inline]] Found result(int32_t r) const
+    {
+        alignas(16) float d[4];
+        alignas(16) int32_t index[4];
+        Aligned::put(d, best_[r]);
+        Aligned::put(index, index_[r]);
+        Found best{d[0], index[0]};
+        for (int n = 1; n < 4; ++n)
+            if (d[n] < best.squared || (d[n] == best.squared && index[n] < best.index)) best = {d[n], index[n]};
+        return best;
+    }
+
+  private:
+    __m128 best_[Rows];
+    __m128i index_[Rows];
 };
-// The margin belongs to weighted codebooks and to tables, and is wanted there.
-struct NearerByMargin {
-    static constexpr Found start{kLargest, -1};
-    static bool replaces(float d, Found best) { return Own_Correct_Less_32f(d, best.squared); }
+
+// One that is nearer by more than the margin; weighted codebooks and tables have it, and it is wanted there. What
+// is not below the best is not nearer by a margin either, so that single distances are rarely looked at; NaN on
+// either side is, too.
+template <int Rows>
+class NearerByMargin {
+  public:
+    explicit NearerByMargin(const __m128 (&/*of codewords 0 to 3*/)[Rows])
+    {
+        for (int r = 0; r < Rows; ++r) keep(r, {kLargest, -1});
+    }
+    template <class Codewords>
+    [[gnu::always_inline]] void take(const __m128 (&d)[Rows], int32_t i, int32_t n, const Codewords& codewords)
+    {
+        for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
+            if (_mm_movemask_ps(_mm_cmpnle_ps(limit_[r], d[r])) != 0) look_at_each(r, d[r], i, n, codewords);
+        });
+    }
+    Found result(int32_t r) const { return best_[r]; }
+
+  private:
+    template <class Codewords>
+    void look_at_each(int r, __m128 d, int32_t i, int32_t n, const Codewords& codewords)
+    {
+        alignas(16) float distance[4];
+        Aligned::put(distance, d);
+        Found best = best_[r];
+        for (int32_t j = 0; j < n; ++j)
+            if (Own_Correct_Less_32f(distance[j], best.squared)) best = {distance[j], codewords.index(i + j)};
+        keep(r, best);
+    }
+    void keep(int r, Found best)
+    {
+        best_[r] = best;
+        limit_[r] = _mm_set1_ps(best.squared);
+    }
+
+    Found best_[Rows];
+    __m128 limit_[Rows];  // the best distances, in every lane
 };
 
 // What is searched: every codeword in order.
@@ -63,46 +134,29 @@ struct ListedCodewords {
     int32_t index(int32_t i) const { return list[i]; }
 };
 
-// Four codewords a step. A look at single distances is taken only where one of the four is below the best, which
-// no rule replaces otherwise; NaN on either side is looked at, too.
-template <class Rule, int Width, int Rows, class Codewords, class Weights>
+// Four codewords a step.
+template <template <int> class Rule, int Width, int Rows, class Codewords, class Weights>
 void find(const Codewords& codewords, const float* lanes, const Weights& weights, int32_t width, Found* found)
 {
-    Found best[Rows];
-    __m128 limit[Rows], d[Rows];
-    for (int r = 0; r < Rows; ++r) {
-        best[r] = Rule::start;
-        limit[r] = _mm_set1_ps(best[r].squared);
-    }
-    const auto take = [&](int32_t i, int32_t n) __attribute__((always_inline))
-    {
-        __m128 any = _mm_setzero_ps();
-        for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
-            any = _mm_or_ps(any, _mm_cmpnle_ps(limit[r], d[r]));
-        });
-        if (_mm_movemask_ps(any) == 0) return;
-        for (int r = 0; r < Rows; ++r) {
-            alignas(16) float distance[4];
-            Aligned::put(distance, d[r]);
-            for (int32_t j = 0; j < n; ++j)
-                if (Rule::replaces(distance[j], best[r])) best[r] = {distance[j], codewords.index(i + j)};
-            limit[r] = _mm_set1_ps(best[r].squared);
-        }
-    };
-    const int32_t count = codewords.count, whole = count - count % 4;
-    for (int32_t i = 0; i < whole; i += 4) {
+    const int32_t count = codewords.count;
+    __m128 d[Rows];
+    four_distances<Width>(codewords.some(0), lanes, weights, width, d);
+    Rule<Rows> rule(d);
+    rule.take(d, 0, std::min(count, 4), codewords);
+    int32_t i = 4;
+    for (; i + 4 <= count; i += 4) {
         four_distances<Width>(codewords.four(i), lanes, weights, width, d);
-        take(i, 4);
+        rule.take(d, i, 4, codewords);
     }
-    if (whole < count) {
-        four_distances<Width>(codewords.some(whole), lanes, weights, width, d);
-        take(whole, count - whole);
+    if (i < count) {
+        four_distances<Width>(codewords.some(i), lanes, weights, width, d);
+        rule.take(d, i, count - i, codewords);
     }
-    for (int r = 0; r < Rows; ++r) found[r] = best[r];
+    for_each_index<Rows>([&](auto r) { found[r] = rule.result(r); });
 }
 
 // Rows in groups, the rest one by one.
-template <class Rule, int Width, class T, class Weights>
+template <template <int> class Rule, int Width, class T, class Weights>
 void find_in_all(const Codebook<T>& codebook, const Weights& weights, Block<T> rows, int32_t height, float* lanes,
                  Found* found)
 {
@@ -173,7 +227,6 @@ void search_full(const Codebook<T>& codebook, Block<T> rows, int32_t height, flo
 {
     float* lanes = work + 4 * std::ptrdiff_t{codebook.width};
     with_weights(codebook, work, [&](auto weights) {
-        constexpr bool weighted = std::is_same_v<decltype(weights), SpreadWeights>;
         if ((codebook.flags & kHasField) != 0) {
             if (codebook.width == 1)
                 find_in_cells<1, SrCdbkLinearField>(codebook, weights, rows, height, lanes, found);
@@ -182,8 +235,10 @@ void search_full(const Codebook<T>& codebook, Block<T> rows, int32_t height, flo
             return;
         }
         with_width(codebook.width, [&](auto width) {
-            find_in_all<std::conditional_t<weighted, NearerByMargin, FirstOfNearest>, width>(
-                codebook, weights, rows, height, lanes, found);
+            if constexpr (std::is_same_v<decltype(weights), SpreadWeights>)
+                find_in_all<NearerByMargin, width>(codebook, weights, rows, height, lanes, found);
+            else
+                find_in_all<FirstOfNearest, width>(codebook, weights, rows, height, lanes, found);
         });
     });
 }
