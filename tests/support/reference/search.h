@@ -304,12 +304,15 @@ Ranking<D> within(const Book<T>& book, const std::vector<T>& x, float factor, bo
     std::vector<float> distances = all_distances(book, x);
     while (static_cast<int>(all.index.size()) < book.count()) {
         const Nearest taken = take_smallest(distances);
-        if (clearly_greater(taken.squared, bound)) break;
+        const bool beyond = clearly_greater(taken.squared, bound);
         const D distance = reported<D>(taken.squared, sf);
-        if constexpr (!std::is_same_v<D, float>)
-            if (double{distance} > integer_bound) continue;
-        all.index.push_back(taken.index);
-        all.distance.push_back(distance);
+        // Integers have a test of their own, even for the first one beyond the bound.
+        const bool listed = std::is_same_v<D, float> ? !beyond : !(static_cast<double>(distance) > integer_bound);
+        if (listed) {
+            all.index.push_back(taken.index);
+            all.distance.push_back(distance);
+        }
+        if (beyond) break;
     }
     return all;
 }
