@@ -6,7 +6,7 @@
 
 #include "support/environment.h"
 #include "support/faults.h"
-#include "support/odd_stack.h"
+#include "support/operation.h"
 #include "vq/codebook_members.h"
 #include "zelsr/core/memory.h"
 
@@ -232,11 +232,7 @@ TYPED_TEST(CodebookAlloc, SurvivesEveryRefusal)
                 Training<T> training{speech_rows<T>(std::min(width, 8)), {}, 7, kind, 1};
                 if (width == 13) training.rows = random_rows<T>(30, 13, T(0), T(99));
                 if (kind == SrCdbkFull) {
-                    // Spread evenly, so that both tables pay.
-                    training.rows = random_rows<T>(200, width, T(-900), T(900));
-                    for (std::size_t r = 0; r < 200; ++r)
-                        for (std::size_t k = 0; k < std::min<std::size_t>(at(width), 2); ++k)
-                            training.rows[r][k] = T(9 * static_cast<int>(k == 0 ? r : r * 61 % 200) - 900);
+                    training.rows = even_rows<T>(width);
                     training.size = 200;
                 }
                 if (has_weights) training.weights = std::vector<T>(at(width), T(1));
@@ -332,12 +328,12 @@ TYPED_TEST(CodebookAlloc, FullIsBuiltOnAnyStack)
     using T = typename TypeParam::Element;
     for (int width : {1, 2, 5})
         for (int misalign : {0, 4, 8, 12}) {
-            const std::vector<T> rows = uniform_vector<T>(200 * width, T(-900), T(900));
+            const std::vector<T> rows = as_block(even_rows<T>(width), at(width));
             typename TypeParam::State* state = nullptr;
-            ASSERT_EQ(call_misaligned(+TypeParam::kInitAlloc, misalign, &state, rows.data(), width, width, 200,
-                                      200, SrCdbkFull),
+            ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kInitAlloc, &state, rows.data(), width, width, 200, 200,
+                                           SrCdbkFull),
                       SrOk);
-            EXPECT_EQ(call_misaligned(+TypeParam::kFree, misalign, state), SrOk);
+            EXPECT_EQ(OnOddStack{misalign}(+TypeParam::kFree, state), SrOk);
         }
 }
 #endif

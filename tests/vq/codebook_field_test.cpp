@@ -147,7 +147,7 @@ TYPED_TEST(CodebookField, OfTwoDimensionsIsTheReferences)
 {
     using T = typename TypeParam::Element;
     int made = 0, all = 0;
-    for (int round = 0; round < (thin_effort() ? 4 : 48); ++round) {
+    for (int round = 0; round < (thin_effort() ? 4 : 32); ++round) {
         const int count = round % 3 == 0 ? uniform(11, 60) : round % 3 == 1 ? uniform(60, 130) : uniform(130, 250);
         const std::vector<T> x = coordinate<T>(round % kShapes, count);
         const std::vector<T> y = coordinate<T>(round / kShapes % kShapes, count);
@@ -167,6 +167,7 @@ TYPED_TEST(CodebookField, OfSpeechIsTheReferences)
 {
     using T = typename TypeParam::Element;
     expect_table<TypeParam>(full(speech_rows<T>(1)));
+    if (thin_effort()) return;
     expect_table<TypeParam>(full(speech_rows<T>(2)));
     expect_table<TypeParam>(full(speech_rows<T>(2), {T(4), T(1)}));
 }
@@ -204,6 +205,33 @@ TYPED_TEST(CodebookField, OfOneDimensionByValue)
     }
     EXPECT_EQ(elements(field.lists[0], at(field.lengths[0])), (std::vector<int32_t>{0, 1}));
     EXPECT_EQ(elements(field.lists[12], at(field.lengths[12])), (std::vector<int32_t>{10, 9}));
+}
+
+// Values just below the borders of cells. In 16 bits a thousandth of a cell lifts them over when lists are filled,
+// not when grids are tried, where it would leave cell 1 empty: wanted.
+TYPED_TEST(CodebookField, ListsAreLiftedIn16BitsGridsAreNot)
+{
+    using T = typename TypeParam::Element;
+    Rows<T> rows = {{T(-15000)}};
+    for (int border = -10500; border < 15000; border += 3000) rows.push_back({T(border - 1)});
+    rows.push_back({T(15000)});
+    EXPECT_TRUE(expect_table<TypeParam>(full(rows)));
+    const Trained<TypeParam> trained(full(rows));
+    ASSERT_NE(trained.view().field, nullptr);
+    const auto& field = *static_cast<const LinearView*>(trained.view().field);
+    ASSERT_EQ(field.cells, 11);
+    const auto list = [&](int cell) { return elements(field.lists[cell + 1], at(field.lengths[cell + 1])); };
+    using List = std::vector<int32_t>;
+    if (std::is_same_v<T, float>) {
+        EXPECT_EQ(list(0), (List{0, 1}));
+        EXPECT_EQ(list(1), (List{1, 0, 2}));
+        EXPECT_EQ(list(10), (List{10, 9}));
+    } else {
+        EXPECT_EQ(list(0), (List{0, 1}));
+        EXPECT_EQ(list(1), (List{0, 1}));
+        EXPECT_EQ(list(2), (List{1, 0, 2}));
+        EXPECT_EQ(list(10), (List{9, 10, 8}));
+    }
 }
 
 // Of equally near neighbours the first.
@@ -246,10 +274,7 @@ TYPED_TEST(CodebookField, WithoutExtentThereIsNone)
 TYPED_TEST(CodebookField, EdgesShareTheirList)
 {
     using T = typename TypeParam::Element;
-    const std::vector<T> x = coordinate<T>(1, 200), y = coordinate<T>(0, 200);
-    Rows<T> rows;
-    for (std::size_t i = 0; i < 200; ++i) rows.push_back({x[i], y[i]});
-    const Trained<TypeParam> trained(full(rows));
+    const Trained<TypeParam> trained(full(even_rows<T>(2)));
     ASSERT_NE(trained.view().field, nullptr);
     const auto& field = *static_cast<const SquareView*>(trained.view().field);
     const int32_t across = field.columns + 2, last = (field.rows + 1) * across;
@@ -317,10 +342,7 @@ TYPED_TEST(CodebookField, IsTheSameUnderEachEnvironment)
 {
     using T = typename TypeParam::Element;
     for (int width : {1, 2}) {
-        const std::vector<T> x = coordinate<T>(0, 150), y = coordinate<T>(0, 150);
-        Rows<T> rows;
-        for (std::size_t i = 0; i < x.size(); ++i) rows.push_back({x[i]});
-        for (std::size_t i = 0; width == 2 && i < x.size(); ++i) rows[i].push_back(y[i]);
+        const Rows<T> rows = even_rows<T>(width);
         const Training<T> training = full(rows);
         const auto linear = reference::linear_field(rows);
         const auto square = width == 2 ? reference::square_field(rows, training.all_weights()) : SquareField{};

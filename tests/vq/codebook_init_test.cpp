@@ -5,7 +5,7 @@
 
 #include "support/environment.h"
 #include "support/faults.h"
-#include "support/odd_stack.h"
+#include "support/operation.h"
 #include "vq/codebook_members.h"
 
 namespace zelsr::test {
@@ -297,15 +297,15 @@ TYPED_TEST(CodebookInit, RunsOnAnyStack)
     const std::vector<T> row(33, T(7));
     for (int misalign : {0, 4, 8, 12}) {
         int32_t bytes = 0, count = 0;
-        ASSERT_EQ(call_misaligned(+TypeParam::kGetSize, misalign, 11, 11, 3, 3, SrCdbkFull, &bytes), SrOk);
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kGetSize, 11, 11, 3, 3, SrCdbkFull, &bytes), SrOk);
         const Guarded<uint8_t> memory(at(bytes));
         auto* state = reinterpret_cast<typename TypeParam::State*>(memory.data());
         const typename TypeParam::State* made = state;
-        ASSERT_EQ(call_misaligned(+TypeParam::kInit, misalign, state, row.data(), 11, 11, 3, 3, SrCdbkFull), SrOk);
-        ASSERT_EQ(call_misaligned(+TypeParam::kCount, misalign, made, &count), SrOk);
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kInit, state, row.data(), 11, 11, 3, 3, SrCdbkFull), SrOk);
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kCount, made, &count), SrOk);
         EXPECT_EQ(count, 3);
         Guarded<T> copy(33);
-        ASSERT_EQ(call_misaligned(+TypeParam::kCodewords, misalign, made, copy.data(), 11), SrOk);
+        ASSERT_EQ(OnOddStack{misalign}(+TypeParam::kCodewords, made, copy.data(), 11), SrOk);
         EXPECT_TRUE(same_values(row, copy.values()));
     }
 }

@@ -45,14 +45,20 @@ enum {
 
 /** A codebook of single-precision codewords. On i386 the record is
  *
- * | bytes | field |
- * |-------|-------|
- * | 0     | greatest depth of a leaf, the root's being 1; in a codebook without a tree the number of codewords
- * less 1 | | 4     | codewords | | 8     | width | | 12    | elements from one codeword to the next | | 16    |
- * kind | | 20    | address of the codewords | | 24    | root of the tree, or null | | 28    | bit 0: there is a
- * table of a grid's cells; bit 1: not all weights are 1 | | 32    | address of the weights | | 36    | address of
- * the table, or null | | 40    | bits of an index: those of the number of codewords less 1 | | 44    | address of
- * the workspace, one single a codeword |
+ * | byte | field                                                                             |
+ * |------|-----------------------------------------------------------------------------------|
+ * | 0    | greatest depth of a leaf, the root's being 1; without a tree the last index       |
+ * | 4    | number of codewords                                                               |
+ * | 8    | width                                                                             |
+ * | 12   | elements from one codeword to the next                                            |
+ * | 16   | kind                                                                              |
+ * | 20   | address of the codewords                                                          |
+ * | 24   | address of the tree's root, or null                                               |
+ * | 28   | bit 0: there is a table of a grid's cells; bit 1: not all weights are 1           |
+ * | 32   | address of the weights                                                            |
+ * | 36   | address of the table, or null                                                     |
+ * | 40   | bits of an index: those of the last index                                         |
+ * | 44   | address of the workspace, one single a codeword                                   |
  *
  * On x86-64 addresses take 8 bytes, without gaps. */
 typedef struct ZelCdbkState_32f ZelCdbkState_32f;
@@ -92,9 +98,8 @@ SrStatus zelsCdbkInit_L2_32f(ZelCdbkState_32f* state, const float* src, int32_t 
  * Checks, in this order: L2 forms: width below 1 ::SrErrSize, weights of 1 refused ::SrErrMemAlloc; null rows or
  * weights ::SrErrNullPtr (the address of the codebook's pointer is not tested); width, step, height or size below
  * 1, width above step, size above 16383 or above height ::SrErrSize; a weight below 0 or not a number
- * ::SrErrBadArg; refused memory ::SrErrMemAlloc; kind ::SrErrCdbkKind. A tree whose halves cannot be told apart
- * gives
- * ::SrErrBadArg. Without a codebook *state is not written, and everything is released.
+ * ::SrErrBadArg; refused memory ::SrErrMemAlloc; kind ::SrErrCdbkKind. A tree whose halves cannot be told
+ * apart gives ::SrErrBadArg. Without a codebook *state is not written, and everything is released.
  *
  * In 16 bits distances are single precision on the values as they are; centroids are means in double precision,
  * rounded to nearest, and distances are those to the rounded ones. The centroids of inner nodes are truncated.

@@ -137,16 +137,17 @@ std::vector<std::int32_t> near_cell(const Rows<T>& rows, const std::vector<T>& w
         const float y = static_cast<float>(row[1]) - f.second.high_edge;
         const float e1 = x - static_cast<float>(i) * w, e2 = x - static_cast<float>(i + 1) * w;
         const float f1 = y + static_cast<float>(j) * h, f2 = y + static_cast<float>(j + 1) * h;
-        std::vector<float> candidates;
-        for (float e : {e1, e2})
-            for (float g : {f1, f2}) candidates.push_back(e * e * p + g * g * q);
-        if (e1 >= 0 && e2 <= 0) candidates.insert(candidates.end(), {f1 * f1 * q, f2 * f2 * q});
-        if (f1 <= 0 && f2 >= 0) candidates.insert(candidates.end(), {e1 * e1 * p, e2 * e2 * p});
         float low = FLT_MAX, high = 0;
-        for (float d : candidates) {
+        const auto consider = [&](float d) {
             if (clearly_less(d, low)) low = d;
             if (clearly_greater(d, high)) high = d;
-        }
+        };
+        for (float e : {e1, e2})
+            for (float g : {f1, f2}) consider(e * e * p + g * g * q);
+        if (e1 >= 0 && e2 <= 0)
+            for (float g : {f1, f2}) consider(g * g * q);
+        if (f1 <= 0 && f2 >= 0)
+            for (float e : {e1, e2}) consider(e * e * p);
         nearest.push_back(low);
         bound = std::min(bound, high);
     }
