@@ -206,6 +206,23 @@ TYPED_TEST(FormVectorVQ, EveryNumberOfIndexBits)
         }
 }
 
+// A full codebook may have more codewords than signed indices reach.
+TYPED_TEST(FormVectorVQ, SixteenIndexBits)
+{
+    using T = typename TypeParam::Element;
+    const int count = 40000;
+    Training<T> t{{}, {}, 1, SrCdbkFull};
+    for (int i = 0; i < count; ++i) t.rows.push_back({T(i % 200), T(i / 200), T(1)});
+    const Quantiser<TypeParam> q(t);
+    ASSERT_EQ(q.view().index_bits, 16);
+    const typename TypeParam::State* state = q.get();
+    const uint8_t src[] = {0x9c, 0x3f, 0x7f, 0xff, 0x80, 0x00};  // 39999, 32767, 32768
+    T dst[9];
+    EXPECT_EQ(Rebuild<TypeParam>::k1u(src, 16, dst, 3, 3, &state, 1), SrOk);
+    EXPECT_EQ((std::vector<T>{dst[0], dst[1], dst[3], dst[4], dst[6], dst[7]}),
+              (std::vector<T>{199, 199, 167, 163, 168, 163}));
+}
+
 // What was quantised comes back as the codewords.
 TYPED_TEST(FormVectorVQ, UndoesASplitSearch)
 {

@@ -293,11 +293,11 @@ Ranking<D> within(const Book<T>& book, const std::vector<T>& x, float factor, bo
     if (!book.searchable()) return all;
     const Nearest best = nearest(book, x, with_distance);
     float r = std::sqrt(best.squared);
-    [[maybe_unused]] double integer_bound = 0;
+    [[maybe_unused]] std::int32_t integer_bound = 0;
     if constexpr (!std::is_same_v<D, float>) {
         const auto whole = reported<std::int32_t>(best.squared, sf);
         zelsConvert_32s32f_Sfs(&whole, &r, 1, -sf);
-        integer_bound = std::trunc(static_cast<float>(whole) * factor);
+        integer_bound = single_to_32s(static_cast<float>(whole) * factor, 1.0F, 0);
     }
     const float bound = (r * r) * (factor * factor);
     if (clearly_greater(0, bound)) return all;
@@ -307,7 +307,7 @@ Ranking<D> within(const Book<T>& book, const std::vector<T>& x, float factor, bo
         const bool beyond = clearly_greater(taken.squared, bound);
         const D distance = reported<D>(taken.squared, sf);
         // Integers have a test of their own, even for the first one beyond the bound.
-        const bool listed = std::is_same_v<D, float> ? !beyond : !(static_cast<double>(distance) > integer_bound);
+        const bool listed = std::is_same_v<D, float> ? !beyond : !(distance > static_cast<D>(integer_bound));
         if (listed) {
             all.index.push_back(taken.index);
             all.distance.push_back(distance);
