@@ -51,7 +51,8 @@ struct BitRows {
     auto from(int32_t r, int32_t /*part*/, int64_t bits_before) const
     {
         return [row = BitReader(bytes, int64_t{r} * step + bits_before)](int32_t bits) mutable {
-            return std::ptrdiff_t{static_cast<int16_t>(row.get(bits))};  // an index has 16 bits, and is not tested
+            return std::ptrdiff_t{
+                static_cast<uint16_t>(row.get(bits))};  // an index has 16 bits, and is not tested
         };
     }
 };

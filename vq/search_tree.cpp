@@ -62,7 +62,7 @@ class PlainTree {
     {
         spread(row, width_, lanes_);
         const SrCdbkCluster<T>* node = &root_;
-        __m128 d[1], own;
+        __m128 d[1], own = _mm_setzero_ps();
         if (node->leaf != 0) {
             const T* c = node->centroid;
             four_distances<Width>(FourVectors<T>{{c, c, c, c}}, lanes_, EqualWeights{}, width_, d);

@@ -18,15 +18,14 @@ ZELSR_BEGIN_DECLARATIONS
 /** @name Rows, from codebooks
  * Row r of dst is codeword src[r][0] of the first codebook, then codeword src[r][1] of the second, and so on. 1u:
  * rows start src_step bits apart and hold as many bits of each index as its codebook says, as zelsSplitVQ_32f1u()
- * packs them. What lies between the rows of dst is not written.
+ * packs them, up to 16 of each. What lies between the rows of dst is not written.
  *
  * @warning Indices are not tested: one that is not below its codebook's count reads outside the codebook.
  *
  * Checks, in this order: null arrays ::SrErrNullPtr; steps, height or count below 1 ::SrErrSize; not 1u: count
  * above src_step ::SrErrSize; then codebook by codebook null ::SrErrNullPtr and, in 8u forms, more than 256
- * codewords
- * ::SrErrSize; the sum of the widths above dst_step ::SrErrSize; 1u: the sum of the index bits above src_step
- * ::SrErrSize.
+ * codewords ::SrErrSize; the sum of the widths above dst_step ::SrErrSize; 1u: the sum of the index bits above
+ * src_step ::SrErrSize.
  * @{ */
 /** 16-bit indices, single-precision codewords. */
 SrStatus zelsFormVectorVQ_16s32f(const int16_t* src, int32_t src_step, float* dst, int32_t dst_step,

@@ -16,13 +16,13 @@ ZELSR_BEGIN_DECLARATIONS
  * - full, weights of 1: every codeword; the lowest index of those at the shortest distance. A NaN distance never
  *   wins, unless it is that of codeword 0, which then stays.
  * - full, weighted: every codeword in order; one replaces the best only where it is nearer by more than a
- * millionth.
+ *   millionth. A NaN distance always replaces the best, and is always replaced.
  * - full, with a table of cells (width 1 or 2): the same comparison, among the candidates of the vector's cell. A
  *   vector below the grid takes the candidates of its lower edge; one above it, or NaN, those of the upper edge.
  *   16-bit vectors lie 0.001 of a cell further up.
  * - tree, weights of 1: at each node the nearest of four vectors, the children's children (a leaf stands for its
- * own two), tells the side to go, ties to the left. From the leaf the search walks to its first listed neighbour
- * that is nearer, and from there on, until none is.
+ *   own two), tells the side to go, ties to the left. From the leaf the search walks to its first listed neighbour
+ *   that is nearer, and from there on, until none is.
  * - tree, weighted: the same on scores -d / 2 from zelsLogGauss_32f_D2L() and zelsLogGaussSingle_32f(). Left only
  *   where one of the two on the left is nearer than both on the right by more than a millionth: ties go to the
  *   right. The walk moves past a ten-thousandth only. 16-bit scores are those of zelsLogGauss_16s32s_D2LSfs() and
