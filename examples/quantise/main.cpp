@@ -1,7 +1,5 @@
 // Trains codebooks on the features of sound, and codes features by them: whole rows, or rows in parts.
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <new>
 #include <optional>
@@ -15,7 +13,7 @@
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
 #include "common/text.h"
-#include "quantise/material.h"
+#include "quantise/trainer.h"
 
 namespace zelsr::examples {
 namespace {
@@ -57,49 +55,10 @@ constexpr std::string_view kHelp =
 
 constexpr std::string_view kHelpEnd = "\nExit status: 0 done, 1 failed, 2 wrong use.\n";
 
-// Where bits are shared out, a codeword has so many rows at least, on the average.
-constexpr std::int32_t kRowsOfCodeword = 2;
-
-constexpr std::string_view kTableHead =
-    "codebook                              files         frames  bits/frame   bits/s  squared error      dB  "
-    "frames/s\n";
-
-using Numbers = std::vector<std::int32_t>;
-
-// "A,B,..."
-std::optional<Numbers> numbers(const Arguments& arguments, const std::string& name, std::int32_t most)
-{
-    const std::optional<std::string> text = arguments.text(name);
-    if (!text) return std::nullopt;
-    Numbers all;
-    const char *next = text->data(), *const end = text->data() + text->size();
-    for (;;) {
-        std::int32_t value = 0;
-        const auto [stop, error] = std::from_chars(next, end, value);
-        if (error != std::errc() || value < 1 || value > most || (stop != end && *stop != ','))
-            throw WrongUse(name + " takes whole numbers from 1 to " + std::to_string(most) +
-                           " with commas between, not '" + *text + "'");
-        all.push_back(value);
-        if (stop == end) return all;
-        next = stop + 1;
-    }
-}
-
 const std::string& word(const Arguments& arguments, std::size_t place, const char* what)
 {
     if (arguments.words().size() <= place) throw WrongUse(std::string("no ") + what + " given");
     return arguments.words()[place];
-}
-
-// The words from `first` on and what the list holds.
-FileNames files_of(const Arguments& arguments, std::size_t first)
-{
-    FileNames files = arguments.words();
-    files.erase(files.begin(), files.begin() + static_cast<std::ptrdiff_t>(std::min(first, files.size())));
-    if (const std::optional<std::string> list = arguments.text("--list"))
-        for (const std::string& name : listed_files(*list)) files.push_back(name);
-    if (files.empty()) throw WrongUse("no files given");
-    return files;
 }
 
 std::string output(const Arguments& arguments, const FileNames& kept)
@@ -128,100 +87,6 @@ Book book_of(const std::string& path)
 {
     return on_file(path, [&] { return Book::parse(read_file(path)); });
 }
-
-// Rows of feature files have no known time.
-std::string bits_a_second(const Book& book)
-{
-    if (!book.kind().from_sound) return "-";
-    const MfccOptions& mfcc = book.kind().mfcc;
-    return fixed(book.bits() * static_cast<double>(mfcc.rate) / mfcc.shift(), 0);
-}
-
-std::string decibels(const Distortion& distortion)
-{
-    return std::isinf(distortion.decibels()) ? "-" : fixed(distortion.decibels(), 2);
-}
-
-std::string error_text(double error) { return error < 1e4 && error >= 0.01 ? fixed(error, 4) : shortest(error); }
-
-void print_row(const std::string& name, const Book& book, const std::string& files, const Distortion& found)
-{
-    if (found.rows() == 0) return;
-    std::printf("%s %s%s%s%s%s%s%s\n", padded(name, -37).c_str(), padded(files, -8).c_str(),
-                padded(std::to_string(found.rows()), 12).c_str(), padded(std::to_string(book.bits()), 12).c_str(),
-                padded(bits_a_second(book), 9).c_str(), padded(error_text(found.squared_error()), 15).c_str(),
-                padded(decibels(found), 8).c_str(), padded(fixed(found.rows_a_second(), 0), 10).c_str());
-    std::fflush(stdout);
-}
-
-// What train and compare have in common.
-class Trainer {
-  public:
-    explicit Trainer(const Arguments& arguments) : files_(files_of(arguments, 0))
-    {
-        const MfccOptions options = mfcc_options(arguments);
-        const int every = arguments.whole("--hold-out", 4, 0, 1'000'000);
-        const int most = arguments.whole("--rows", 20'000, 1, 500'000'000);
-        growth_ =
-            arguments.choice("--grow", 0, {"population", "radius"}) == 0 ? SrCdbkTreePopulation : SrCdbkTreeRadius;
-        const bool weighted = arguments.choice("--weights", 0, {"none", "variance"}) == 1;
-        const std::optional<Numbers> split = numbers(arguments, "--split", kMostWidth);
-
-        for (std::size_t i = 0; i < files_.size(); ++i) {
-            const bool held = every > 0 && (i + 1) % static_cast<std::size_t>(every) == 0 && files_.size() > 1;
-            (held ? held_out_ : trained_).push_back(files_[i]);
-        }
-        if (trained_.empty()) throw WrongUse("--hold-out 1 leaves no files to train on");
-        kind_ = kind_of(trained_, options);
-        widths_ = split ? *split : Numbers{kind_.width};
-        if (split) {
-            std::int64_t sum = 0;
-            for (const std::int32_t width : widths_) sum += width;
-            if (sum != kind_.width)
-                throw Failure("the parts of --split have " + std::to_string(sum) + " columns, and the rows " +
-                              std::to_string(kind_.width));
-        }
-        survey_ = survey(trained_, kind_);
-        matrix_.emplace(rows_of(trained_, kind_, survey_, most));
-        weights_ = weighted ? inverse_variances(survey_) : std::vector<float>(survey_.variances.size(), 1.0f);
-    }
-
-    const FeatureKind& kind() const { return kind_; }
-    const Numbers& widths() const { return widths_; }
-    void set_widths(Numbers widths) { widths_ = std::move(widths); }
-    std::int32_t rows() const { return matrix_->rows(); }
-
-    // None if there are too few rows for so many bits.
-    std::vector<PartSize> shared(std::int32_t bits, const Numbers& widths) const
-    {
-        std::vector<double> variances = survey_.variances;
-        for (std::size_t k = 0; k < variances.size(); ++k) variances[k] *= weights_[k];
-        const std::vector<PartSize> sizes = share_bits(bits, widths, variances, matrix_->rows() / kRowsOfCodeword);
-        double found = 0;
-        for (const PartSize& size : sizes) found += std::log2(size.codewords);
-        return found < bits ? std::vector<PartSize>() : sizes;
-    }
-
-    Book train(const std::vector<PartSize>& sizes) const
-    {
-        return Book::train(kind_, {*matrix_, weights_}, sizes, growth_);
-    }
-
-    void print(const std::string& name, const Book& book) const
-    {
-        print_row(name, book, "training", distortion_of(book, trained_));
-        if (!held_out_.empty()) print_row(name, book, "held out", distortion_of(book, held_out_));
-    }
-
-  private:
-    FileNames files_, trained_, held_out_;
-    FeatureKind kind_;
-    Numbers widths_;
-    SrCdbkKind growth_;
-    Survey survey_;
-    std::optional<FeatureMatrix<float>> matrix_;
-    std::vector<float> weights_;
-};
 
 std::vector<PartSize> sizes_of(const Trainer& trainer, const std::optional<Numbers>& sizes,
                                const std::optional<Numbers>& bits)
@@ -267,30 +132,30 @@ void run_train(const Arguments& arguments)
     trainer.print(file_name(out), book);
 }
 
+// Static values and each order of derivatives, or halves.
+Numbers usual_parts(const FeatureKind& kind)
+{
+    const int parts = kind.from_sound && kind.mfcc.derivatives > 0 ? kind.mfcc.derivatives + 1 : 2;
+    if (kind.width < parts) throw Failure("a row of one value has no parts");
+    Numbers widths;
+    for (int p = 0; p < parts; ++p) widths.push_back(kind.width * (p + 1) / parts - kind.width * p / parts);
+    return widths;
+}
+
 void run_compare(const Arguments& arguments)
 {
     const Numbers all_bits =
         numbers(arguments, "--bits", kMostBitsOfPart * kMostWidth).value_or(Numbers{4, 8, 12, 16, 24});
-    Trainer trainer(arguments);
+    const Trainer trainer(arguments);
     const std::int32_t width = trainer.kind().width;
-    if (!arguments.text("--split")) {
-        // Static values and each order of derivatives, or halves.
-        const int parts = trainer.kind().from_sound && trainer.kind().mfcc.derivatives > 0
-                              ? trainer.kind().mfcc.derivatives + 1
-                              : 2;
-        Numbers widths;
-        for (int p = 0; p < parts; ++p) widths.push_back(width * (p + 1) / parts - width * p / parts);
-        if (widths[0] == 0) throw Failure("a row of one value has no parts");
-        trainer.set_widths(std::move(widths));
-    }
-    std::string split_name = std::to_string(trainer.widths()[0]);
-    for (std::size_t p = 1; p < trainer.widths().size(); ++p)
-        split_name += '+' + std::to_string(trainer.widths()[p]);
+    const Numbers widths = arguments.text("--split") ? trainer.widths() : usual_parts(trainer.kind());
+    std::string split_name = std::to_string(widths[0]);
+    for (std::size_t p = 1; p < widths.size(); ++p) split_name += '+' + std::to_string(widths[p]);
 
     std::fwrite(kTableHead.data(), 1, kTableHead.size(), stdout);
     for (const std::int32_t bits : all_bits) {
-        const auto try_out = [&](const Numbers& widths, const std::string& columns) {
-            const std::vector<PartSize> sizes = trainer.shared(bits, widths);
+        const auto try_out = [&](const Numbers& parts, const std::string& columns) {
+            const std::vector<PartSize> sizes = trainer.shared(bits, parts);
             if (sizes.empty()) {
                 std::printf("%s too few rows for %d bits: %d\n", padded(columns, -37).c_str(), bits,
                             trainer.rows());
@@ -300,7 +165,7 @@ void run_compare(const Arguments& arguments)
             trainer.print(columns + ": " + book.summary(), book);
         };
         try_out({width}, std::to_string(width));
-        try_out(trainer.widths(), split_name);
+        try_out(widths, split_name);
     }
 }
 
@@ -344,9 +209,8 @@ void run_encode(const Arguments& arguments)
                 static_cast<long long>(found.rows()), static_cast<long long>(writer.bytes()), book.bits());
     if (book.kind().from_sound) std::printf(", %s bits a second", bits_a_second(book).c_str());
     if (found.rows() > 0)
-        std::printf("; squared error %s, %s dB below the variance; %s frames a second",
-                    error_text(found.squared_error()).c_str(), decibels(found).c_str(),
-                    fixed(found.rows_a_second(), 0).c_str());
+        std::printf("; squared error %s, %s dB below the variance; %s frames a second", error_text(found).c_str(),
+                    decibels(found).c_str(), fixed(found.rows_a_second(), 0).c_str());
     std::printf("\n");
 }
 
