@@ -9,5 +9,6 @@
 #include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
 #include "zelsr/signal.h"
+#include "zelsr/vq.h"
 
 #endif
