@@ -106,8 +106,11 @@ inline void noise_bin(Mcra<int32_t>& m, std::size_t k, int32_t power, int32_t& n
     double q = double(m.presence[k]) * ap * c;
     if (threshold < double(m.smoothed[k])) q += ap_rest;
     const double a = ad + q * ad_rest * c;
-    m.presence[k] = low_bits(std::llrint(q));
-    noise = low_bits(std::llrint(a * double(noise) * c + (f - a) * double(power) * c));
+    const auto rounded = [](double x) {
+        return static_cast<int32_t>(std::llrint(std::clamp(x, -0x1p31, 0x1p31 - 1)));
+    };
+    m.presence[k] = rounded(q);
+    noise = rounded(a * double(noise) * c + (f - a) * double(power) * c);
 }
 
 // Equal ones stay; a number goes before a NaN in the estimator's arrays only where the formula says so, which
