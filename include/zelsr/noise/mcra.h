@@ -19,16 +19,17 @@ ZELSR_BEGIN_DECLARATIONS
  *     a = ad + (1 - ad) * p
  *     N = a * N + (1 - a) * P
  *
- * A frame in which the count of frames is L takes the first line for the minima; the count, 0 at first, is then set
- * to 0. Every frame ends by raising it by 1. So the first frame counts.
+ * A frame in which the count of frames is L takes the first line for the minima; the count, 0 at first, is then
+ * set to 0. Every frame ends by raising it by 1. So the first frame counts.
  *
  * The factors are given for 8 ms and follow the frame shift h (samples), with t = 125 h / sample_rate:
  * ad = 0.7^t, as = 0.8^t, ap = 0.2^t. The 32s forms take them from a cubic series, in Q31 (signed 32 bits, which
  * wrap): they are good for frame shifts of up to some 16 ms, and mean little beyond.
  *
  * Window in single precision: the truncation of x * 125, x = rate * 0.008 / h. It differs with the constructor,
- * wanted: zelsAltInitMCRA_32f() divides singles by h; zelsInitMCRA_32f() divides in double precision by the largest
- * power of two not above n / 2, so that its window is longer where n / 2 is none. t has n / 2 itself there.
+ * wanted: zelsAltInitMCRA_32f() divides singles by h; zelsInitMCRA_32f() divides in double precision by the
+ * largest power of two not above n / 2, so that its window is longer where n / 2 is none. t has n / 2 itself
+ * there.
  *
  * Fixed point: all divisions and shifts right of what is not negative truncate, those of negative values round
  * down; order = bits of n / 2; ln 0.7, ln 0.8 and ln 0.2 / 8 in Q31 are -765953610, -479197128, -432030200.
@@ -47,9 +48,9 @@ ZELSR_BEGIN_DECLARATIONS
  * address and must not be moved. There is no Free.
  *
  * A record of 32-bit fields (addresses grow on x86-64): sample rate, n, order (number of halvings that bring n / 2
- * to 0), a reserved field that is left as it is, frame shift, L, count of frames, first (1 until the first update),
- * ad, ap, as, delta (5, in 32s in Q15), the addresses of p, S, Smin, Stmp. These arrays follow it in this order, B
- * elements each. */
+ * to 0), a reserved field that is left as it is, frame shift, L, count of frames, first (1 until the first
+ * update), ad, ap, as, delta (5, in 32s in Q15), the addresses of p, S, Smin, Stmp. These arrays follow it in this
+ * order, B elements each. */
 typedef struct ZelMcraState_32f ZelMcraState_32f;
 /** As ZelMcraState_32f, factors and p in Q31. */
 typedef struct ZelMcraState_32s ZelMcraState_32s;

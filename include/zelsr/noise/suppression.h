@@ -18,14 +18,14 @@ ZELSR_BEGIN_DECLARATIONS
  *
  *     filter = q * g(q * r),   g(v) = sqrt(pi) / (2 sqrt(v)) * exp(-v / 2) * ((1 + v) I0(v / 2) + v I1(v / 2))
  *
- * with r limited to 100. g comes from integers, with x = v in Q22, truncated: below 129 from a table of g rounded to
- * whole numbers (at x = 0: 2147483647), above it from a quadratic for each power of two, in Q22.
+ * with r limited to 100. g comes from integers, with x = v in Q22, truncated: below 129 from a table of g rounded
+ * to whole numbers (at x = 0: 2147483647), above it from a quadratic for each power of two, in Q22.
  *
- * The relative error of g is largest where the table rounds and x truncates, at small x; from x = 129 on it is below
- * 1e-2, mostly below 1e-3.
+ * The relative error of g is largest where the table rounds and x truncates, at small x; from x = 129 on it is
+ * below 1e-2, mostly below 1e-3.
  *
- * Checks, in this order: null ::SrErrNullPtr; len below 1 or above 65535 ::SrErrLengthBound; a gain below 0 or above
- * 1, or not a number ::SrErrRange, with nothing written.
+ * Checks, in this order: null ::SrErrNullPtr; len below 1 or above 65535 ::SrErrLengthBound; a gain below 0 or
+ * above 1, or not a number ::SrErrRange, with nothing written.
  * @{ */
 /** Single precision, in the caller's floating-point environment. r is limited to 3.1e-05 ... 100, a NaN to 100; x
  * is the truncation of the single q * r times 2^22. filter = q * (g as a single), in single precision. */
@@ -42,8 +42,8 @@ SrStatus zelsFilterUpdateEMNS_32s(const int32_t* wiener_gain, const int32_t* snr
  * Checks: null ::SrErrNullPtr; len below 1 or above 65535 ::SrErrLengthBound.
  * @{ */
 /** Single precision, in the caller's floating-point environment. -0 is not negative. The smallest element is that
- * of zelsMin_32f(), the quotient that of zelsDiv_32f(). ::SrErrMemAlloc if the allocator refuses one of two blocks,
- * with nothing written. */
+ * of zelsMin_32f(), the quotient that of zelsDiv_32f(). ::SrErrMemAlloc if the allocator refuses one of two
+ * blocks, with nothing written. */
 SrStatus zelsFilterUpdateWiener_32f(const float* snr, float* filter, int32_t len);
 /** Fixed point: x is truncated to steps of 1/16 below 4, of 4 below 64, of 64 below 512, to 512 below 1024; from
  * 1024 on filter is 0x7fffffff. Between, it is the truncated quotient at the step. */
