@@ -81,7 +81,8 @@ TYPED_TEST(Mcra, MinimumSearchRestarts)
         const int window = reference::mcra<typename TypeParam::T>(rate, length, shift).window;
         const int frames = thin_effort() && window > 20 ? window + 2 : 3 * window + 2;
         ASSERT_TRUE((tracks<TypeParam>(rate, length, shift, frames, Arrangement(3))));
-        if (window < 20) ASSERT_TRUE((tracks<TypeParam>(rate, length, shift, frames, Arrangement(3, {4}))));
+        if (window >= 20) continue;
+        ASSERT_TRUE((tracks<TypeParam>(rate, length, shift, frames, Arrangement(3, {4}))));
     }
 }
 
@@ -212,6 +213,24 @@ TYPED_TEST(Mcra, SetUpAgainRestarts)
     EXPECT_TRUE(block.is_set_up_as(reference::mcra<T>(16000, 16, 8)));
     ASSERT_EQ(TypeParam::kUpdate(other.data(), block.state(), noise.data()), SrOk);
     EXPECT_TRUE(same_values(other, noise));
+}
+
+TYPED_TEST(Mcra, PowerMayBeNoise)
+{
+    using T = typename TypeParam::T;
+    McraBlock<TypeParam> block(50);
+    ASSERT_EQ(block.init(8000, 50), SrOk);
+    auto expected = reference::mcra<T>(8000, 50);
+    std::vector<T> noise(26);
+    for (int frame = 0; frame < 4; ++frame) {
+        const std::vector<T> power = power_spectrum<T>(26);
+        noise = power;
+        std::vector<T> expected_noise = power;
+        reference::update(expected, power, expected_noise);
+        ASSERT_EQ(TypeParam::kUpdate(noise.data(), block.state(), noise.data()), SrOk);
+        ASSERT_TRUE(same_values(expected_noise, noise));
+        ASSERT_TRUE(block.is(expected));
+    }
 }
 
 TYPED_TEST(Mcra, TakesNoMemory)

@@ -172,16 +172,6 @@ TEST(McraValues, IntegersAreTheSameInEachEnvironment)
                            });
 }
 
-TEST(McraValues, SinglesLeaveTheEnvironmentAsItIs)
-{
-    McraBlock<Mcra_32f> block(100);
-    ASSERT_EQ(block.init(11025, 100, 33), SrOk);
-    std::vector<float> noise(51);
-    const std::vector<float> power = uniform_vector<float>(51, 0.0F, 1e6F);
-    under_each_environment([&] { Mcra_32f::kUpdate(power.data(), block.state(), noise.data()); },
-                           [](const std::string&) {});
-}
-
 // Negative powers, zeros, subnormals and the extremes go the same way; infinity and not-a-number stay in their
 // bin.
 TEST(McraValues, SinglesOfEverySize)

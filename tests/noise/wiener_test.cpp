@@ -191,21 +191,15 @@ TEST(Wiener, RefusedMemoryIsReported)
     EXPECT_EQ(watch.requests(), 0);
 }
 
-TEST(Wiener, LeavesTheEnvironment)
+TEST(Wiener, IntegersAreTheSameInEachEnvironment)
 {
     const std::vector<int32_t> x = ratios_32s(67, false);
-    const std::vector<float> y = ratios(67, false);
     std::vector<int32_t> out(67);
-    std::vector<float> singles(67);
-    under_each_environment(
-        [&] {
-            zelsFilterUpdateWiener_32s(x.data(), out.data(), 67);
-            zelsFilterUpdateWiener_32f(y.data(), singles.data(), 67);
-        },
-        [&](const std::string& setting) {
-            EXPECT_TRUE(same_values(filters(x), out)) << setting;
-            if (setting == "default") EXPECT_TRUE(same_values(filters(y), singles));
-        });
+    under_each_environment([&] { zelsFilterUpdateWiener_32s(x.data(), out.data(), 67); },
+                           [&](const std::string& setting) {
+                               EXPECT_TRUE(same_values(filters(x), out)) << setting;
+                               out.assign(67, -1);
+                           });
 }
 
 #ifdef __i386__

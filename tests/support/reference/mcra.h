@@ -85,8 +85,10 @@ inline float smoothed_bin(const Mcra<float>& m, float s, float p)
 }
 inline int32_t smoothed_bin(const Mcra<int32_t>& m, int32_t s, int32_t p)
 {
-    const int64_t rest = low_bits(int64_t{0x7fffffff} - m.spectrum_smoothing);
-    return low_bits((int64_t{s} * m.spectrum_smoothing + int64_t{p} * rest) >> 31);
+    const int64_t rest = int64_t{0x7fffffff} - m.spectrum_smoothing;  // up to 2^32 for a factor that has wrapped
+    const uint64_t sum =
+        static_cast<uint64_t>(int64_t{s} * m.spectrum_smoothing) + static_cast<uint64_t>(p * rest);
+    return low_bits(static_cast<int64_t>(sum) >> 31);
 }
 
 inline void noise_bin(Mcra<float>& m, std::size_t k, float power, float& noise)
@@ -100,8 +102,7 @@ inline void noise_bin(Mcra<int32_t>& m, std::size_t k, int32_t power, int32_t& n
 {
     const double c = 0x1p-31, f = 2147483647.0;
     const double ap = m.presence_smoothing, ad = m.noise_smoothing;
-    const double ap_rest = low_bits(int64_t{0x7fffffff} - m.presence_smoothing);
-    const double ad_rest = low_bits(int64_t{0x7fffffff} - m.noise_smoothing);
+    const double ap_rest = f - ap, ad_rest = f - ad;
     const double threshold = std::min(double(m.minimum[k]) * double(m.delta) * 0x1p-15, f);
     double q = double(m.presence[k]) * ap * c;
     if (threshold < double(m.smoothed[k])) q += ap_rest;
