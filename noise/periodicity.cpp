@@ -5,6 +5,7 @@
 #include <array>
 
 #include "core/contract.h"
+#include "core/rounding.h"
 #include "core/simd.h"
 
 namespace zelsr {
@@ -143,8 +144,8 @@ class SquaresInIntegers {
 };
 
 template <class Squares, class Element = typename Squares::Element, class Measure = typename Squares::Measure>
-SrStatus least_squares(const Element* src, int32_t len, Measure* measure, int32_t* period, int32_t greatest,
-                       int32_t least)
+[[gnu::noinline]] SrStatus least_squares(const Element* src, int32_t len, Measure* measure, int32_t* period,
+                                         int32_t greatest, int32_t least)
 {
     using Sum = typename Squares::Sum;
     const Squares squares(src, len);
@@ -238,8 +239,8 @@ class CombInIntegers {
 constexpr int32_t kTeeth = 6;  // terms of a comb at most
 
 template <class Comb, class Element = typename Comb::Element, class Measure = typename Comb::Measure>
-SrStatus best_comb(const Element* src, int32_t len, Measure* measure, int32_t* period, int32_t greatest,
-                   int32_t least)
+[[gnu::noinline]] SrStatus best_comb(const Element* src, int32_t len, Measure* measure, int32_t* period,
+                                     int32_t greatest, int32_t least)
 {
     using Sum = typename Comb::Sum;
     using Mean = typename Comb::Mean;
@@ -287,6 +288,7 @@ SrStatus zelsPeriodicityLSPE_32f(const float* src, int32_t len, float* measure, 
     if (SrStatus failed = first_failure(non_null(src, measure, period), periods_in_range(greatest, least, 6),
                                         squares_length_in_range(len, greatest, least)))
         return failed;
+    const DefaultFloatEnvironment environment;
     return least_squares<SquaresInDouble>(src, len, measure, period, greatest, least);
 }
 
@@ -306,6 +308,7 @@ SrStatus zelsPeriodicity_32f(const float* src, int32_t len, float* measure, int3
             first_failure(non_null(src, measure, period), periods_in_range(greatest, least, 1),
                           comb_length_in_range(len, greatest), [&] { return no_negative(src, len); }))
         return failed;
+    const DefaultFloatEnvironment environment;
     return best_comb<CombInSingle>(src, len, measure, period, greatest, least);
 }
 

@@ -27,7 +27,7 @@ ZELSR_BEGIN_DECLARATIONS
  * Checks, in this order: null ::SrErrNullPtr; len below 1 or above 65535 ::SrErrLengthBound; a gain below 0 or
  * above 1, or not a number ::SrErrRange, with nothing written.
  * @{ */
-/** Single precision, in the caller's floating-point environment. r is limited to 3.1e-05 ... 100, a NaN to 100; x
+/** Single precision, in the default floating-point environment. r is limited to 3.1e-05 ... 100, a NaN to 100; x
  * is the truncation of the single q * r times 2^22. filter = q * (g as a single), in single precision. */
 SrStatus zelsFilterUpdateEMNS_32f(const float* wiener_gain, const float* snr, float* filter, int32_t len);
 /** Fixed point, in 64 bits: an r below 2 becomes 1, one above 3276800 becomes 3276800; x = (q * r) >> 24;
