@@ -149,11 +149,11 @@ struct BinsOf_32s {
 
     explicit BinsOf_32s(const ZelMcraState_32s& state)
         : as_(repeat(state.as)),
-          rest_(_mm_sub_epi32(repeat(0x7fffffff), as_)),
+          rest_(repeat(rest_of(state.as))),
           ad_(repeat(static_cast<double>(state.ad))),
           ap_(repeat(state.ap * kUnit)),
-          ad_rest_(repeat((kLargest - state.ad) * kUnit)),
-          ap_rest_(repeat(kLargest - state.ap)),
+          ad_rest_(repeat(rest_of(state.ad) * kUnit)),
+          ap_rest_(repeat(static_cast<double>(rest_of(state.ap)))),
           delta_(repeat(state.delta / 32768.0))
     {}
 
@@ -164,8 +164,7 @@ struct BinsOf_32s {
     }
 
     // (s * as + power * (0x7fffffff - as)) >> 31. The processor multiplies without signs: a negative factor counts
-    // 2^32 too much there, so that twice the other factor is too much after the shift. 0x7fffffff - as is never
-    // negative, as a number of 32 bits without sign.
+    // 2^32 too much there, so that twice the other factor is too much after the shift.
     Lanes smooth(Lanes s, Lanes power) const
     {
         const Lanes even = _mm_add_epi64(_mm_mul_epu32(s, as_), _mm_mul_epu32(power, rest_));
@@ -177,6 +176,7 @@ struct BinsOf_32s {
         Lanes excess = _mm_and_si128(_mm_srai_epi32(s, 31), as_);
         excess = _mm_add_epi32(excess, _mm_and_si128(_mm_srai_epi32(as_, 31), s));
         excess = _mm_add_epi32(excess, _mm_and_si128(_mm_srai_epi32(power, 31), rest_));
+        excess = _mm_add_epi32(excess, _mm_and_si128(_mm_srai_epi32(rest_, 31), power));
         return _mm_sub_epi32(shifted, _mm_add_epi32(excess, excess));
     }
 
@@ -191,6 +191,12 @@ struct BinsOf_32s {
 
   private:
     static constexpr double kLargest = 2147483647.0, kUnit = 0x1p-31;
+
+    // In 32 bits, where it wraps for a factor that has wrapped below zero: wanted.
+    static int32_t rest_of(int32_t factor)
+    {
+        return static_cast<int32_t>(uint32_t{0x7fffffff} - static_cast<uint32_t>(factor));
+    }
 
     static Lanes upper(Lanes v) { return _mm_unpackhi_epi64(v, v); }
 

@@ -145,6 +145,7 @@ SrStatus zelsFindPeaks_32f8u(const float* src, uint8_t* flags, int32_t len, int3
     if (SrStatus failed =
             first_failure(non_null(src, flags), length_in_range(len), widths_in_range(run, half_width)))
         return failed;
+    const DefaultFloatEnvironment environment;
     return find_peaks(src, flags, len, run, half_width);
 }
 

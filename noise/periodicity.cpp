@@ -5,6 +5,7 @@
 #include <array>
 
 #include "core/contract.h"
+#include "core/rounding.h"
 #include "core/simd.h"
 
 namespace zelsr {
@@ -15,10 +16,12 @@ constexpr SrStatus periods_in_range(int32_t greatest, int32_t least, int32_t low
     return require(least >= lowest && greatest > least, SrErrRange);
 }
 
+constexpr int32_t kMostSquares = 1024;  // elements of a search by least squares
+
 // No phase of the periods that are tried then has more than kMostTerms terms.
 constexpr SrStatus squares_length_in_range(int32_t len, int32_t greatest, int32_t least)
 {
-    return require(len > greatest && len <= 1024 && len <= int64_t{16} * least, SrErrLengthBound);
+    return require(len > greatest && len <= kMostSquares && len <= int64_t{16} * least, SrErrLengthBound);
 }
 constexpr SrStatus comb_length_in_range(int32_t len, int32_t greatest)
 {
@@ -141,11 +144,16 @@ class SquaresInIntegers {
 };
 
 template <class Squares, class Element = typename Squares::Element, class Measure = typename Squares::Measure>
-SrStatus least_squares(const Element* src, int32_t len, Measure* measure, int32_t* period, int32_t greatest,
-                       int32_t least)
+[[gnu::noinline]] SrStatus least_squares(const Element* src, int32_t len, Measure* measure, int32_t* period,
+                                         int32_t greatest, int32_t least)
 {
     using Sum = typename Squares::Sum;
     const Squares squares(src, len);
+    Sum value[kMostSquares], square[kMostSquares];  // each is needed once a period
+    for (int32_t i = 0; i < len; ++i) {
+        value[i] = load_one(src + i);
+        square[i] = squares.square(load_one(src + i));
+    }
     Measure best = 0;
     int32_t found = 0;
     for (int32_t p = least; p <= greatest; ++p) {
@@ -153,12 +161,10 @@ SrStatus least_squares(const Element* src, int32_t len, Measure* measure, int32_
         for_phases(
             len, p, kMostTerms, [&](auto group, int32_t k, int32_t terms) __attribute__((always_inline)) {
                 Sum sum[group] = {}, energy[group] = {};
-                const Element* x = src + k;
-                for (int32_t j = 0; j < terms; ++j, x += p)
+                for (int32_t j = 0, i = k; j < terms; ++j, i += p)
                     for (int g = 0; g < group; ++g) {
-                        const Element value = load_one(x + g);
-                        sum[g] += value;
-                        energy[g] += squares.square(value);
+                        sum[g] += value[i + g];
+                        energy[g] += square[i + g];
                     }
                 for (int g = 0; g < group; ++g) squares.add(totals, sum[g], energy[g], terms);
             });
@@ -233,8 +239,8 @@ class CombInIntegers {
 constexpr int32_t kTeeth = 6;  // terms of a comb at most
 
 template <class Comb, class Element = typename Comb::Element, class Measure = typename Comb::Measure>
-SrStatus best_comb(const Element* src, int32_t len, Measure* measure, int32_t* period, int32_t greatest,
-                   int32_t least)
+[[gnu::noinline]] SrStatus best_comb(const Element* src, int32_t len, Measure* measure, int32_t* period,
+                                     int32_t greatest, int32_t least)
 {
     using Sum = typename Comb::Sum;
     using Mean = typename Comb::Mean;
@@ -282,6 +288,7 @@ SrStatus zelsPeriodicityLSPE_32f(const float* src, int32_t len, float* measure, 
     if (SrStatus failed = first_failure(non_null(src, measure, period), periods_in_range(greatest, least, 6),
                                         squares_length_in_range(len, greatest, least)))
         return failed;
+    const DefaultFloatEnvironment environment;
     return least_squares<SquaresInDouble>(src, len, measure, period, greatest, least);
 }
 
@@ -301,6 +308,7 @@ SrStatus zelsPeriodicity_32f(const float* src, int32_t len, float* measure, int3
             first_failure(non_null(src, measure, period), periods_in_range(greatest, least, 1),
                           comb_length_in_range(len, greatest), [&] { return no_negative(src, len); }))
         return failed;
+    const DefaultFloatEnvironment environment;
     return best_comb<CombInSingle>(src, len, measure, period, greatest, least);
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/contract.h"
 #include "core/elementwise.h"
+#include "core/rounding.h"
 #include "core/scratch.h"
 #include "noise/gain_tables.h"
 #include "zelsr/core/vector.h"
@@ -68,7 +69,7 @@ inline int32_t suppression_gain(int32_t gain, int32_t snr)
 }
 
 template <class T>
-SrStatus store_suppression_gains(const T* gain, const T* snr, T* filter, int32_t len)
+[[gnu::noinline]] SrStatus store_suppression_gains(const T* gain, const T* snr, T* filter, int32_t len)
 {
     for (int32_t i = 0; i < len; ++i)
         store_one(filter + i, suppression_gain(load_one(gain + i), load_one(snr + i)));
@@ -130,6 +131,7 @@ SrStatus zelsFilterUpdateEMNS_32f(const float* wiener_gain, const float* snr, fl
     if (SrStatus failed = first_failure(non_null(wiener_gain, snr, filter), length_in_range(len),
                                         [&] { return all_gains(wiener_gain, len); }))
         return failed;
+    const DefaultFloatEnvironment environment;
     return store_suppression_gains(wiener_gain, snr, filter, len);
 }
 

@@ -96,7 +96,8 @@ SrStatus zelsUpdateNoisePSDMCRA_32f_I(const float* power, ZelMcraState_32f* stat
  *     q = p * ap * c, and + (f - ap) if min(Smin * 5, f) < S;   p = q, rounded
  *     a = ad + q * (f - ad) * c
  *     N = a * N * c + (f - a) * P * c
- */
+ *
+ * f - ap, f - ad and 0x7fffffff - as are differences of 32 bits, which wrap for a factor below zero. */
 SrStatus zelsUpdateNoisePSDMCRA_32s_I(const int32_t* power, ZelMcraState_32s* state, int32_t* noise);
 /** @} */
 

@@ -30,7 +30,7 @@ ZELSR_BEGIN_DECLARATIONS
  * 127, half_width below 0 or above 127 ::SrErrSize.
  * @{ */
 
-/** Single precision, in the caller's floating-point environment. y is a sum in double precision, in the order of
+/** Single precision, in the default floating-point environment. y is a sum in double precision, in the order of
  * the elements, divided in double and rounded to single. a and b are equal where
  * |max(a, b) * 0.000001| >= |a - b|, in double precision. */
 SrStatus zelsFindPeaks_32f8u(const float* src, uint8_t* flags, int32_t len, int32_t run, int32_t half_width);

@@ -25,7 +25,7 @@ ZELSR_BEGIN_DECLARATIONS
  * Checks, in this order: null ::SrErrNullPtr; least below 6, or greatest not above least ::SrErrRange; len not
  * above greatest, or above 1024, or above 16 * least ::SrErrLengthBound.
  * @{ */
-/** Single precision, in the caller's floating-point environment. Sums, differences and quotient are in double
+/** Single precision, in the default floating-point environment. Sums, differences and quotient are in double
  * precision, in order, with the singles 1 / c and 1 / sqrt(c) as factors: A adds (s * (1 / sqrt(c)))^2. r is
  * rounded to single before it is compared. */
 SrStatus zelsPeriodicityLSPE_32f(const float* src, int32_t len, float* measure, int32_t* period, int32_t greatest,
@@ -46,7 +46,7 @@ SrStatus zelsPeriodicityLSPE_16s(const int16_t* src, int32_t len, int16_t* measu
  * Checks, in this order: null ::SrErrNullPtr; least below 1, or greatest not above least ::SrErrRange; len not
  * above greatest, or above 4096 ::SrErrLengthBound; an element below 0 or not a number ::SrErrRange.
  * @{ */
-/** Single precision, in the caller's floating-point environment. s is summed in single precision in order, and its
+/** Single precision, in the default floating-point environment. s is summed in single precision in order, and its
  * mean is s times the single 1 / c; S is summed in double, and s / S divided in double. An infinite S counts as 0:
  * wanted, |S| <= |max(0, S)| * 0.000001. */
 SrStatus zelsPeriodicity_32f(const float* src, int32_t len, float* measure, int32_t* period, int32_t greatest,

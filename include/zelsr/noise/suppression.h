@@ -21,13 +21,13 @@ ZELSR_BEGIN_DECLARATIONS
  * with r limited to 100. g comes from integers, with x = v in Q22, truncated: below 129 from a table of g rounded
  * to whole numbers (at x = 0: 2147483647), above it from a quadratic for each power of two, in Q22.
  *
- * The relative error of g is largest where the table rounds and x truncates, at small x; from x = 129 on it is
- * below 1e-2, mostly below 1e-3.
+ * From x = 129 on the relative error of g is below 8e-3. Below, the table rounds g to whole numbers and x
+ * truncates.
  *
  * Checks, in this order: null ::SrErrNullPtr; len below 1 or above 65535 ::SrErrLengthBound; a gain below 0 or
  * above 1, or not a number ::SrErrRange, with nothing written.
  * @{ */
-/** Single precision, in the caller's floating-point environment. r is limited to 3.1e-05 ... 100, a NaN to 100; x
+/** Single precision, in the default floating-point environment. r is limited to 3.1e-05 ... 100, a NaN to 100; x
  * is the truncation of the single q * r times 2^22. filter = q * (g as a single), in single precision. */
 SrStatus zelsFilterUpdateEMNS_32f(const float* wiener_gain, const float* snr, float* filter, int32_t len);
 /** Fixed point, in 64 bits: an r below 2 becomes 1, one above 3276800 becomes 3276800; x = (q * r) >> 24;
