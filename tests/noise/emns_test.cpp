@@ -332,18 +332,20 @@ TYPED_TEST(Emns, TakesNoMemory)
     EXPECT_EQ(watch.requests(), 0);
 }
 
-TEST(EmnsValues, IntegersAreTheSameInEachEnvironment)
+// A table's entry hangs on the ratio's last bit.
+TYPED_TEST(Emns, IsTheSameInEachEnvironment)
 {
-    std::vector<int32_t> q, r, out(67);
+    using T = TypeParam;
+    std::vector<T> q, r, out(67);
     for (int i = 0; i < 67; ++i) {
-        q.push_back(random_gain(int32_t()));
-        r.push_back(random_ratio(int32_t()));
+        q.push_back(random_gain(T()));
+        r.push_back(random_ratio(T()));
     }
-    const std::vector<int32_t> expected = expected_gains(q, r);
+    const std::vector<T> expected = expected_gains(q, r);
     under_each_environment([&] { emns(q.data(), r.data(), out.data(), 67); },
                            [&](const std::string& setting) {
                                EXPECT_TRUE(same_values(expected, out)) << setting;
-                               out.assign(67, -1);
+                               out.assign(67, T(-1));
                            });
 }
 

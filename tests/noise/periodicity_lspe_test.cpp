@@ -169,12 +169,12 @@ TYPED_TEST(Lspe, TakesNoMemory)
     EXPECT_EQ(watch.requests(), 0);
 }
 
-TEST(LspeValues, IntegersAreTheSameInEachEnvironment)
+TYPED_TEST(Lspe, IsTheSameInEachEnvironment)
 {
-    const std::vector<int16_t> x = periodic<int16_t>(90, kSize<Lspe_16s>, true);
-    const auto expected = Lspe_16s::kReference(x, 30, 6);
-    Found<Lspe_16s> found{};
-    under_each_environment([&] { found = search<Lspe_16s>(x, 30, 6); },
+    const auto x = periodic<typename TypeParam::T>(90, kSize<TypeParam>, true);
+    const auto expected = TypeParam::kReference(x, 30, 6);
+    Found<TypeParam> found{};
+    under_each_environment([&] { found = search<TypeParam>(x, 30, 6); },
                            [&](const std::string& setting) {
                                EXPECT_EQ(found.status, SrOk);
                                EXPECT_EQ(found.measure, expected.measure) << setting;

@@ -194,12 +194,12 @@ TYPED_TEST(Comb, TakesNoMemory)
     EXPECT_EQ(watch.requests(), 0);
 }
 
-TEST(CombValues, IntegersAreTheSameInEachEnvironment)
+TYPED_TEST(Comb, IsTheSameInEachEnvironment)
 {
-    const std::vector<int32_t> x = periodic<int32_t>(90, kSize<Comb_32s16s>, false);
-    const auto expected = Comb_32s16s::kReference(x, 30, 6);
-    Found<Comb_32s16s> found{};
-    under_each_environment([&] { found = search<Comb_32s16s>(x, 30, 6); },
+    const auto x = periodic<typename TypeParam::T>(90, kSize<TypeParam>, false);
+    const auto expected = TypeParam::kReference(x, 30, 6);
+    Found<TypeParam> found{};
+    under_each_environment([&] { found = search<TypeParam>(x, 30, 6); },
                            [&](const std::string& setting) {
                                EXPECT_EQ(found.status, SrOk);
                                EXPECT_EQ(found.measure, expected.measure) << setting;

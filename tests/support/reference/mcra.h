@@ -83,12 +83,11 @@ inline float smoothed_bin(const Mcra<float>& m, float s, float p)
 {
     return s * m.spectrum_smoothing + (1.0F - m.spectrum_smoothing) * p;
 }
+// 1 - factor in Q31, in 32 bits: below zero for a factor that has wrapped.
+inline int32_t rest_of(int32_t factor) { return low_bits(int64_t{0x7fffffff} - factor); }
 inline int32_t smoothed_bin(const Mcra<int32_t>& m, int32_t s, int32_t p)
 {
-    const int64_t rest = int64_t{0x7fffffff} - m.spectrum_smoothing;  // up to 2^32 for a factor that has wrapped
-    const uint64_t sum =
-        static_cast<uint64_t>(int64_t{s} * m.spectrum_smoothing) + static_cast<uint64_t>(p * rest);
-    return low_bits(static_cast<int64_t>(sum) >> 31);
+    return low_bits((int64_t{s} * m.spectrum_smoothing + int64_t{p} * rest_of(m.spectrum_smoothing)) >> 31);
 }
 
 inline void noise_bin(Mcra<float>& m, std::size_t k, float power, float& noise)
@@ -102,7 +101,7 @@ inline void noise_bin(Mcra<int32_t>& m, std::size_t k, int32_t power, int32_t& n
 {
     const double c = 0x1p-31, f = 2147483647.0;
     const double ap = m.presence_smoothing, ad = m.noise_smoothing;
-    const double ap_rest = f - ap, ad_rest = f - ad;
+    const double ap_rest = rest_of(m.presence_smoothing), ad_rest = rest_of(m.noise_smoothing);
     const double threshold = std::min(double(m.minimum[k]) * double(m.delta) * 0x1p-15, f);
     double q = double(m.presence[k]) * ap * c;
     if (threshold < double(m.smoothed[k])) q += ap_rest;
