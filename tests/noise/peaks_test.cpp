@@ -260,24 +260,22 @@ TEST(PeaksValues, SinglesAreEqualWithinAMillionth)
     }
 }
 
-// The comparison is made in double precision: 16 units of the last place of 1.99 are 1.907e-6, 17 are 2.027e-6,
-// and the borders lie between neighbouring singles that a product in single precision would mix up.
+// The comparison is made in double precision, where the millionth of a small single is no subnormal. Down there
+// every single that has a whole number of units of the last place for its millionth is tried, and its neighbours.
 TEST(PeaksValues, TheMillionthIsOfDoublePrecision)
 {
     int different = 0;
-    for (int i = 0; i < 200000; ++i) {
-        const float a = uniform(1.0F, 2.0F) * std::exp2(float(uniform(-20, 20)));
-        float b = a;
-        for (int step = 0; step < 16; ++step) {
-            b = std::nextafter(b, 0.0F);
-            const bool equal = reference::about_equal(a, b);
-            const bool in_single = std::abs(a * 0.000001F) >= std::abs(a - b);
-            if (equal == in_single) continue;
-            ++different;
-            ASSERT_TRUE(finds_peaks(std::vector<float>{0, b, a, b, 0}, 1, 0));
+    for (int exponent = -125; exponent <= -110; ++exponent)
+        for (int units = 9; units <= 16; ++units) {
+            auto a = static_cast<float>(std::ldexp(units * 0x1p-23 / 0.000001, exponent));
+            for (int i = 0; i < 40; ++i) a = std::nextafter(a, 0.0F);
+            for (int i = 0; i < 80; ++i, a = std::nextafter(a, 1.0F)) {
+                const auto b = static_cast<float>(a - std::ldexp(units * 0x1p-23, exponent));
+                const bool in_single = std::abs(a * 0.000001F) >= std::abs(a - b);
+                if (reference::about_equal(a, b) != in_single) ++different;
+                ASSERT_TRUE(finds_peaks(std::vector<float>{0, b, a, b, 0}, 1, 0));
+            }
         }
-        if (different > 20) break;
-    }
     EXPECT_GT(different, 0);
 }
 

@@ -143,6 +143,15 @@ TEST(Wiener, SinglesByValue)
                      zelsFilterUpdateWiener_32f));
 }
 
+// Minus zero and not-a-number stay as they are beside elements that are raised.
+TEST(Wiener, MinusZeroIsNotNegative)
+{
+    EXPECT_TRUE(maps(std::vector<float>{1, -0.0F, -2, 0, kNaN, -0.0F, 3},
+                     std::vector<float>{0.5F, -0.0F, 0, 0, kNaN, -0.0F, 0.75F}, zelsFilterUpdateWiener_32f, {}, {},
+                     SrErrBadArg));
+    EXPECT_TRUE(maps(std::vector<float>(9, -0.0F), std::vector<float>(9, -0.0F), zelsFilterUpdateWiener_32f));
+}
+
 // --- checks and memory ---
 
 template <class T, class Call>
