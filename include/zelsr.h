@@ -9,5 +9,7 @@
 #include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
 #include "zelsr/noise.h"
+#include "zelsr/signal.h"
+#include "zelsr/vq.h"
 
 #endif

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "common/failure.h"
+#include "common/text.h"
 
 namespace zelsr::examples {
 namespace {
@@ -12,13 +12,6 @@ namespace {
 bool contains(const std::vector<std::string>& names, const std::string& name)
 {
     return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-// The shortest text that reads back as the number.
-std::string shortest(double number)
-{
-    char text[32];
-    return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
 template <class Number>
@@ -47,13 +40,13 @@ Arguments::Arguments(const std::vector<std::string>& arguments, const std::vecto
         else if (contains(flags, argument))
             options_.push_back({argument, ""});
         else if (!contains(with_value, name))
-            throw Failure("unknown option " + argument);
+            throw WrongUse("unknown option " + argument);
         else if (equals != std::string::npos)
             options_.push_back({name, argument.substr(equals + 1)});
         else if (i + 1 < arguments.size())
             options_.push_back({name, arguments[++i]});
         else
-            throw Failure(name + " needs a value");
+            throw WrongUse(name + " needs a value");
     }
 }
 
@@ -72,8 +65,8 @@ int Arguments::whole(const std::string& name, int otherwise, int low, int high) 
     const std::optional<std::string> given = text(name);
     int value = otherwise;
     if (given && !(parse(*given, value) && value >= low && value <= high))
-        throw Failure(name + " takes a whole number from " + std::to_string(low) + " to " + std::to_string(high) +
-                      ", not '" + *given + "'");
+        throw WrongUse(name + " takes a whole number from " + std::to_string(low) + " to " + std::to_string(high) +
+                       ", not '" + *given + "'");
     return value;
 }
 
@@ -82,8 +75,8 @@ double Arguments::number(const std::string& name, double otherwise, double low, 
     const std::optional<std::string> given = text(name);
     double value = otherwise;
     if (given && !(parse(*given, value) && value >= low && value <= high))
-        throw Failure(name + " takes a number from " + shortest(low) + " to " + shortest(high) + ", not '" +
-                      *given + "'");
+        throw WrongUse(name + " takes a number from " + shortest(low) + " to " + shortest(high) + ", not '" +
+                       *given + "'");
     return value;
 }
 
@@ -96,7 +89,7 @@ int Arguments::choice(const std::string& name, int otherwise, const std::vector<
     std::string all;
     for (const std::string& one : choices)
         all += (all.empty() ? "" : &one == &choices.back() ? " or " : ", ") + one;
-    throw Failure(name + " takes " + all + ", not '" + *given + "'");
+    throw WrongUse(name + " takes " + all + ", not '" + *given + "'");
 }
 
 }  // namespace zelsr::examples

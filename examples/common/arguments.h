@@ -5,11 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
+
 namespace zelsr::examples {
 
+// What is wrong with a command line, in words for the user.
+class WrongUse : public Failure {
+  public:
+    using Failure::Failure;
+};
+
 // Options that the program does not name are refused at once, values when it asks for them; every fault is a
-// Failure in words for the user. Of an option that is given twice the last one counts. Behind "--" everything is a
-// word.
+// WrongUse. Of an option that is given twice the last one counts. Behind "--" everything is a word.
 class Arguments {
   public:
     // with_value: the names, with their dashes, of the options that take a value; flags: of those that take none.

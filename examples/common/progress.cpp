@@ -9,28 +9,28 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr double kLongFile = 60;
+constexpr double kLong = 60;  // units
 
 }  // namespace
 
-Progress::Progress(std::string what, double total)
-    : what_(std::move(what)), total_(total), terminal_(isatty(STDERR_FILENO) != 0)
+Progress::Progress(std::string what, double total, std::string unit)
+    : what_(std::move(what)), unit_(std::move(unit)), total_(total), terminal_(isatty(STDERR_FILENO) != 0)
 {}
 
-void Progress::at(double seconds)
+void Progress::at(double done)
 {
-    if (!terminal_ && std::max(total_, seconds) < kLongFile) return;
-    // A log wants few updates: every tenth of the file; a terminal every hundredth. Unknown length: every minute.
-    const double steps = total_ > 0 ? (terminal_ ? 100 : 10) * seconds / total_ : seconds / kLongFile;
+    if (!terminal_ && std::max(total_, done) < kLong) return;
+    // A log wants few updates: every tenth; a terminal every hundredth. Unknown length: every 60 units.
+    const double steps = total_ > 0 ? (terminal_ ? 100 : 10) * done / total_ : done / kLong;
     const auto step = static_cast<std::int64_t>(steps);
     if (step == last_step_) return;
     last_step_ = step;
     shown_ = true;
     if (total_ > 0)
-        std::fprintf(stderr, "\r%s: %.0f of %.0f s (%.0f %%)", what_.c_str(), seconds, total_,
-                     std::min(100.0, 100 * seconds / total_));
+        std::fprintf(stderr, "\r%s: %.0f of %.0f %s (%.0f %%)", what_.c_str(), done, total_, unit_.c_str(),
+                     std::min(100.0, 100 * done / total_));
     else
-        std::fprintf(stderr, "\r%s: %.0f s", what_.c_str(), seconds);
+        std::fprintf(stderr, "\r%s: %.0f %s", what_.c_str(), done, unit_.c_str());
     std::fflush(stderr);
 }
 

@@ -1,4 +1,4 @@
-// One line on stderr that says how far a long file is.
+// One line on stderr that says how far long work is.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +8,16 @@ namespace zelsr::examples {
 
 class Progress {
   public:
-    // Shown on a terminal, and elsewhere for files above a minute. total 0: unknown. Both in seconds of sound.
-    Progress(std::string what, double total);
+    // Shown on a terminal, and elsewhere from 60 units on: a minute of sound. total 0: unknown.
+    Progress(std::string what, double total, std::string unit = "s");
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();  // clears the line (terminal) or ends it
 
-    void at(double seconds);
+    void at(double done);  // in units
 
   private:
-    std::string what_;
+    std::string what_, unit_;
     double total_;
     bool terminal_;
     bool shown_ = false;

@@ -15,6 +15,12 @@ std::string fixed(double value, int digits)
     return result;
 }
 
+std::string shortest(double value)
+{
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
 std::string padded(std::string_view text, int width)
 {
     const auto wanted = static_cast<std::size_t>(std::abs(width));

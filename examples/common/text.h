@@ -9,6 +9,9 @@ namespace zelsr::examples {
 // value with the given digits after the point; never "-0.0".
 std::string fixed(double value, int digits);
 
+// The shortest text that reads back as the number.
+std::string shortest(double value);
+
 // text between spaces on its left (width above zero) or right (below zero); counts bytes.
 std::string padded(std::string_view text, int width);
 

@@ -11,12 +11,13 @@
 #include "common/arguments.h"
 #include "common/failure.h"
 #include "common/mfcc.h"
+#include "common/mfcc_arguments.h"
 #include "common/output_file.h"
 #include "common/progress.h"
 #include "common/sound.h"
 #include "common/text.h"
 #include "features/picture.h"
-#include "features/writers.h"
+#include "common/feature_writers.h"
 
 namespace zelsr::examples {
 namespace {
@@ -33,19 +34,9 @@ constexpr std::string_view kHelp =
     "  --format F         csv, npy or htk, whatever the ending\n"
     "  --fixed            compute in 16 bits; .npy holds the integers, HTK files are compressed\n"
     "  --picture FILE     draw the features, FILE.svg or FILE.png\n"
-    "  --channel C        mean of the channels or first (default mean)\n"
-    "  --frame MS         length of a frame (default 25)\n"
-    "  --shift MS         from frame to frame (default 10)\n"
-    "  --offset HZ        high-pass that takes off the offset; 0: off (default 2.5)\n"
-    "  --pre-emphasis A   y[n] = x[n] - A x[n-1]; 0: off (default 0.97)\n"
-    "  --filters N        on the mel scale (default 26)\n"
-    "  --low HZ           where the first filter begins (default 64)\n"
-    "  --high HZ          where the last one ends (default half the rate, up to 8000)\n"
-    "  --cepstra N        c1 to cN (default 12)\n"
-    "  --lifter L         c[k] times 1 + L/2 sin(pi k / L); 0: off (default 22)\n"
-    "  --energy E         none, c0 or log, behind the cepstra (default c0)\n"
-    "  --derivatives N    0: none, 1: deltas, 2: accelerations too (default 2)\n"
-    "  --cmn SECONDS      take off the running mean of so many seconds; 0: off (default 0)\n"
+    "  --channel C        mean of the channels or first (default mean)\n";
+
+constexpr std::string_view kHelpEnd =
     "  --block N          samples a step (default 16384); changes no value\n"
     "  --help             this text\n"
     "\n"
@@ -84,20 +75,7 @@ Task task_of(const Arguments& arguments)
     task.channels = static_cast<Channels>(arguments.choice("--channel", 0, {"mean", "first"}));
     task.block = static_cast<std::size_t>(arguments.whole("--block", 1 << 14, 1, 1 << 20));
 
-    MfccOptions& options = task.options;
-    options.frame_ms = arguments.number("--frame", options.frame_ms, 1, 1000);
-    options.shift_ms = arguments.number("--shift", options.shift_ms, 0.1, 1000);
-    options.offset_hz = arguments.number("--offset", options.offset_hz, 0, 1000);
-    options.pre_emphasis = arguments.number("--pre-emphasis", options.pre_emphasis, 0, 0.999);
-    options.filters = arguments.whole("--filters", options.filters, 2, 256);
-    options.low_hz = arguments.number("--low", options.low_hz, 1, 500'000);
-    options.high_hz = arguments.number("--high", options.high_hz, 2, 500'000);
-    options.cepstra = arguments.whole("--cepstra", options.cepstra, 1, 255);
-    options.lifter = arguments.whole("--lifter", options.lifter, 0, 1000);
-    options.energy =
-        static_cast<Energy>(arguments.choice("--energy", static_cast<int>(options.energy), {"none", "c0", "log"}));
-    options.derivatives = arguments.whole("--derivatives", options.derivatives, 0, 2);
-    options.cmn_seconds = arguments.number("--cmn", options.cmn_seconds, 0, 1e6);
+    task.options = mfcc_options(arguments);
 
     // Files are written beside and renamed: nothing may take the sound's place.
     if (same_file(task.sound, task.out) || (task.picture && same_file(task.sound, *task.picture)))
@@ -170,14 +148,12 @@ int run(const std::vector<std::string>& arguments)
 {
     Task task;
     try {
-        const Arguments parsed(
-            arguments,
-            {"--format", "--picture", "--channel", "--frame", "--shift", "--offset", "--pre-emphasis", "--filters",
-             "--low", "--high", "--cepstra", "--lifter", "--energy", "--derivatives", "--cmn", "--block"},
-            {"--fixed", "--help"});
+        std::vector<std::string> with_value = mfcc_option_names();
+        with_value.insert(with_value.end(), {"--format", "--picture", "--channel", "--block"});
+        const Arguments parsed(arguments, with_value, {"--fixed", "--help"});
         if (parsed.flag("--help")) {
-            std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
-            std::fwrite(kHelp.data(), 1, kHelp.size(), stdout);
+            for (const std::string_view text : {kUsage, kHelp, kMfccHelp, kHelpEnd})
+                std::fwrite(text.data(), 1, text.size(), stdout);
             return 0;
         }
         task = task_of(parsed);
