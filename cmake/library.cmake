@@ -47,6 +47,7 @@ zelsr_subsystem(matrix USES core)
 zelsr_subsystem(frontend USES core)
 zelsr_subsystem(estimation USES core)
 zelsr_subsystem(lpc USES core)
+zelsr_subsystem(noise USES core)
 zelsr_subsystem(signal USES core)
 zelsr_subsystem(vq USES core)
 
