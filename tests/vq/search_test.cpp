@@ -226,9 +226,12 @@ TYPED_TEST(Search, AnswersAlikeInEveryRoundingMode)
                         EXPECT_EQ(index[r], reference::nearest(q.book, rows[r], false).index);
                         EXPECT_EQ(index_too[r], expected.index);
                     }
+                    // Weights are not whole: sums rounded in another direction can lie on the other side of an
+                    // integer.
+                    const bool integers = std::is_integral_v<typename TypeParam::Distance>;
                     EXPECT_NEAR(distance[r],
                                 reference::reported<typename TypeParam::Distance>(expected.squared, 0),
-                                1e-6 * static_cast<double>(distance[r]));
+                                integers && mode != FE_TONEAREST ? 1 : 1e-6 * static_cast<double>(distance[r]));
                 }
                 ASSERT_FALSE(testing::Test::HasFailure())
                     << name_of(path) << ", width " << width << ", mode " << mode;
