@@ -47,6 +47,7 @@ zelsr_subsystem(matrix USES core)
 zelsr_subsystem(frontend USES core)
 zelsr_subsystem(estimation USES core)
 zelsr_subsystem(lpc USES core)
+zelsr_subsystem(signal USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

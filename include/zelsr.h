@@ -8,5 +8,6 @@
 #include "zelsr/likelihood.h"
 #include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
+#include "zelsr/signal.h"
 
 #endif
