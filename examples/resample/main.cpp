@@ -131,12 +131,16 @@ int format_of(const Task& task, const SoundFile& sound)
     return format;
 }
 
-float sample_of(float sample, const float*) { return sample; }
-std::int16_t sample_of(float sample, const std::int16_t*)
+// Sound in the form that is computed in: itself, or rounded to 16 bits.
+std::span<const float> in_form(std::span<const float> sound, std::vector<float>&) { return sound; }
+std::span<const std::int16_t> in_form(std::span<const float> sound, std::vector<std::int16_t>& rounded)
 {
-    std::int16_t result;
-    zelsConvert_32f16s_Sfs(&sample, &result, 1, 1, -15);
-    return result;
+    rounded.resize(sound.size());
+    if (!sound.empty())
+        require(
+            zelsConvert_32f16s_Sfs(sound.data(), rounded.data(), static_cast<std::int32_t>(sound.size()), 1, -15),
+            "zelsConvert_32f16s_Sfs");
+    return rounded;
 }
 
 // All channels in step, each with a state of its own.
@@ -150,13 +154,13 @@ class Conversion {
     {}
 
     // The results, channel after channel, until the next call.
-    std::span<const T> add(std::span<const float> interleaved)
+    std::span<const T> add(std::span<const float> sound)
     {
+        const std::span<const T> interleaved = in_form(sound, formed_);
         const std::size_t channels = channels_.size();
         samples_.resize(interleaved.size() / channels);
         for (std::size_t c = 0; c < channels; ++c) {
-            for (std::size_t i = 0; i < samples_.size(); ++i)
-                samples_[i] = sample_of(interleaved[i * channels + c], static_cast<const T*>(nullptr));
+            for (std::size_t i = 0; i < samples_.size(); ++i) samples_[i] = interleaved[i * channels + c];
             results_[c].clear();
             channels_[c].add(samples_, results_[c]);
         }
@@ -184,24 +188,18 @@ class Conversion {
     RateFilter<T> filter_;
     std::vector<Resampler<T>> channels_;
     std::vector<std::vector<T>> results_;
-    std::vector<T> samples_, interleaved_;
+    std::vector<T> formed_, samples_, interleaved_;
 };
 
 // The same rate: nothing is filtered.
 template <class T>
 class Copy {
   public:
-    std::span<const T> add(std::span<const float> interleaved)
-    {
-        samples_.resize(interleaved.size());
-        for (std::size_t i = 0; i < samples_.size(); ++i)
-            samples_[i] = sample_of(interleaved[i], static_cast<const T*>(nullptr));
-        return samples_;
-    }
+    std::span<const T> add(std::span<const float> sound) { return in_form(sound, formed_); }
     std::span<const T> finish() { return {}; }
 
   private:
-    std::vector<T> samples_;
+    std::vector<T> formed_;
 };
 
 struct Written {
@@ -284,7 +282,7 @@ void measure_all(const Task& task)
             const Measured found = measure<T>(pair, quality);
             std::printf("  %-8s %9s Hz %9s dB %9s dB %9s dB %9s dB\n", quality.name,
                         fixed(quality.pass_band() * 0.5 * std::min(pair.in, pair.out), 0).c_str(),
-                        fixed(found.ripple, 4).c_str(), fixed(found.attenuation, 1).c_str(),
+                        fixed(found.ripple, 5).c_str(), fixed(found.attenuation, 1).c_str(),
                         fixed(found.sweep, 1).c_str(), fixed(found.sine, 1).c_str());
         }
     }

@@ -169,7 +169,7 @@ void Resampler<T>::finish(std::vector<T>& results)
     add(silence, results);
     taken_ = taken;
     convert(filled_ - 2 * margin_, results);
-    results.resize(results.size() - static_cast<std::size_t>(given_ - all));
+    results.resize(results.size() - static_cast<std::size_t>(std::max(given_ - all, std::int64_t{0})));
 }
 
 template <class T>
