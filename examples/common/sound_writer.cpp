@@ -125,6 +125,33 @@ int integer_bits(int format)
     }
 }
 
+namespace {
+
+// Of a sample; 0 if it varies.
+int bytes_of(int format)
+{
+    switch (format & SF_FORMAT_SUBMASK) {
+        case SF_FORMAT_PCM_S8:
+        case SF_FORMAT_PCM_U8:
+        case SF_FORMAT_ULAW:
+        case SF_FORMAT_ALAW:
+            return 1;
+        case SF_FORMAT_PCM_16:
+            return 2;
+        case SF_FORMAT_PCM_24:
+            return 3;
+        case SF_FORMAT_PCM_32:
+        case SF_FORMAT_FLOAT:
+            return 4;
+        case SF_FORMAT_DOUBLE:
+            return 8;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
 sf_count_t SoundWriter::put(const void* from, sf_count_t bytes, void* self)
 {
     auto& writer = *static_cast<SoundWriter*>(self);
@@ -134,8 +161,8 @@ sf_count_t SoundWriter::put(const void* from, sf_count_t bytes, void* self)
     return static_cast<sf_count_t>(done);
 }
 
-SoundWriter::SoundWriter(const std::string& path, int rate, int channels, int format)
-    : file_(path), bits_(integer_bits(format))
+SoundWriter::SoundWriter(const std::string& path, int rate, int channels, int format, std::int64_t samples)
+    : file_(path), format_(format), bits_(integer_bits(format))
 {
     SF_INFO info{};
     info.samplerate = rate;
@@ -145,6 +172,8 @@ SoundWriter::SoundWriter(const std::string& path, int rate, int channels, int fo
                              (channels == 1 ? " channel of " : " channels of ") + std::to_string(rate) + " Hz";
     if (file_.direct()) file_.fail("is not a regular file");
     if (!sf_format_check(&info)) file_.fail("there are no such files: " + what);
+
+    check_length(samples * channels * bytes_of(format));
 
     SF_VIRTUAL_IO io{};
     io.get_filelen = [](void* self) -> sf_count_t {
@@ -168,10 +197,20 @@ SoundWriter::SoundWriter(const std::string& path, int rate, int channels, int fo
     sf_command(sound_.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
 }
 
+// Sizes in 32 bits, with some room for headers.
+void SoundWriter::check_length(std::int64_t bytes) const
+{
+    const int container = format_ & SF_FORMAT_TYPEMASK;
+    const bool bounded = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX || container == SF_FORMAT_AIFF;
+    if (bounded && bytes > 0xFFFF0000)
+        file_.fail("a file of this container has 4 GB at most: rf64, w64 and caf have more");
+}
+
 void SoundWriter::check(bool good)
 {
     if (!system_error_.empty()) file_.fail(system_error_);
     if (!good) file_.fail(sf_strerror(sound_.get()));
+    check_length(ftello(file_.stream()));
 }
 
 void SoundWriter::write(std::span<const float> interleaved)

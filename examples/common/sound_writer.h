@@ -31,7 +31,9 @@ int integer_bits(int format);
 // completed at the end.
 class SoundWriter {
   public:
-    SoundWriter(const std::string& path, int rate, int channels, int format);
+    // samples: how many a channel are to come, as far as is known, otherwise 0. A file too long for its container
+    // is refused at once then, otherwise when it gets too long.
+    SoundWriter(const std::string& path, int rate, int channels, int format, std::int64_t samples = 0);
 
     // Channel after channel. Floats count in parts of full scale, integers in 16-bit units; what is beyond full
     // scale in a format of integers is limited and counted.
@@ -46,12 +48,13 @@ class SoundWriter {
         void operator()(SNDFILE* file) const { sf_close(file); }
     };
     void check(bool good);
+    void check_length(std::int64_t bytes) const;
     static sf_count_t put(const void* from, sf_count_t bytes, void* self);
 
     OutputFile file_;
-    std::unique_ptr<SNDFILE, Close> sound_;  // closed before file_
     std::string system_error_;               // the first one
-    int bits_;
+    std::unique_ptr<SNDFILE, Close> sound_;  // closed before what it writes to
+    int format_, bits_;
     std::int64_t limited_ = 0;
     std::vector<int> integers_;
     std::vector<float> floats_;

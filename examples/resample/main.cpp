@@ -256,7 +256,9 @@ void convert(const Task& task)
 {
     SoundFile sound(task.sound);
     const int format = format_of(task, sound);
-    SoundWriter writer(task.out, task.rate, sound.channels(), format);
+    // A header may promise anything.
+    const double samples = std::min(static_cast<double>(sound.expected()) * task.rate / sound.rate(), 1e12);
+    SoundWriter writer(task.out, task.rate, sound.channels(), format, static_cast<std::int64_t>(samples));
     Written written;
     if (sound.rate() == task.rate) {
         Copy<T> copy;

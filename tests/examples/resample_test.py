@@ -199,7 +199,7 @@ class ResampleTest(unittest.TestCase):
                 for block in ("1", "7", "300", "2999"):
                     self.assertEqual(self.bytes_of(self.path("a.wav"), rate, "--block", block, *path), whole)
 
-    def write_silence(self, seconds):
+    def write_silence(self, seconds):  # at 8000 Hz, in 16 bits
         path = self.path("long.wav")
         write_pcm16(path, [[0]], 8000)
         size = 2 * 8000 * seconds
@@ -329,6 +329,11 @@ class ResampleTest(unittest.TestCase):
         for options in (["--container=flac", "--samples=float"], ["--container=wav", "--samples=vorbis"],
                         ["--container=flac", "--rate=900000"]):
             self.check_refused(SENTENCE, out, "--rate=16000", *options, reason="cannot write .*")
+
+    def test_files_too_long_for_their_container_are_refused_at_once(self):
+        path = self.write_silence(60000)
+        self.check_refused(path, self.path("old.wav"), "--rate=48000", reason="cannot write .*: .* 4 GB at most")
+        self.check_refused(path, self.path("old.wav"), "--rate=48000", "--container=aiff", reason="4 GB at most")
 
     def test_wrong_use(self):
         out = self.path("old.wav")
