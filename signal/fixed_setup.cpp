@@ -72,9 +72,10 @@ void lay_out(ZelResampleFixedState* state, const Shape<Tap>& shape, int32_t hint
         store_one(state->rows + p, static_cast<void*>(rows + p * shape.row_bytes()));
 }
 
-// Entries of the prototype, which lie 1 / out_rate of a source sample apart, up to half samples.
+// Entries of the prototype, which lie 1 / out_rate of a source sample apart, up to half samples. Out of line, so
+// that its arithmetic happens while the default environment is set.
 template <class Tap>
-int64_t prototype_len(const Shape<Tap>& shape)
+[[gnu::noinline]] int64_t prototype_len(const Shape<Tap>& shape)
 {
     const double factor = static_cast<double>(shape.out_rate) / shape.in_rate;
     const auto samples = static_cast<double>(2 * shape.half());
@@ -123,13 +124,13 @@ SrStatus allocate_and_build(ZelResampleFixedState** out, const Shape<Tap>& shape
                             int32_t hint, float scale)
 {
     if (SrStatus failed = fits(shape, SrErrBadArg)) return failed;
+    const DefaultFloatEnvironment environment;
     const int64_t len = prototype_len(shape);
     const Scratch<double> h(len);
     if (!h) return SrErrMemAlloc;
     auto* const state =
         reinterpret_cast<ZelResampleFixedState*>(zelsMalloc_8u(static_cast<int32_t>(shape.bytes())));
     if (state == nullptr) return SrErrMemAlloc;
-    const DefaultFloatEnvironment environment;
     build(state, shape, band, h.data(), len, hint, scale);
     store_one(out, state);
     return SrOk;

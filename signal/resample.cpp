@@ -29,10 +29,14 @@ using namespace resample;
 
 constexpr int32_t kMostEntries = 0xFFFFFFE;
 
-// The entries but one.
-float window_entries(float window, int32_t n_step) { return window * 0.5F * static_cast<float>(n_step); }
+// The entries but one. Out of line, as all of a set-up's arithmetic, so that it happens while the default
+// environment is set.
+[[gnu::noinline]] float window_entries(float window, int32_t n_step)
+{
+    return window * 0.5F * static_cast<float>(n_step);
+}
 
-SrStatus window_holds(float window, int32_t n_step)
+[[gnu::noinline]] SrStatus window_holds(float window, int32_t n_step)
 {
     return require(double{window} >= 2.0 / n_step && window_entries(window, n_step) < double{kMostEntries},
                    SrErrBadArg);
@@ -81,7 +85,6 @@ SrStatus allocate_and_build(ZelResampleState** out, float window, int32_t n_step
               .scale = 0,
               .flags = flags_of(hint),
               .table = nullptr};
-    const DefaultFloatEnvironment environment;
     build<Tap>(state, h.data(), band);
     store_one(out, state);
     return SrOk;
@@ -245,6 +248,7 @@ using namespace zelsr;
 SrStatus zelsResamplePolyphaseInitAlloc_32f(ZelResampleState** state, float window, int32_t n_step, float rollf,
                                             float alpha, int32_t hint)
 {
+    const DefaultFloatEnvironment environment;
     const Passband band{rollf, alpha};
     if (SrStatus failed =
             first_failure(non_null(state), positive(n_step), window_holds(window, n_step), holds(band)))
@@ -256,6 +260,7 @@ SrStatus zelsResamplePolyphaseInitAlloc_32f(ZelResampleState** state, float wind
 SrStatus zelsResamplePolyphaseInitAlloc_16s(ZelResampleState** state, float window, int32_t n_step, float rollf,
                                             float alpha, int32_t hint)
 {
+    const DefaultFloatEnvironment environment;
     const Passband band{rollf, alpha};
     if (SrStatus failed =
             first_failure(non_null(state), positive(n_step), window_holds(window, n_step), holds(band)))

@@ -86,7 +86,8 @@ template <class Arithmetic>
     const auto first = static_cast<std::ptrdiff_t>(i - state.half + (phase0 == 0 ? 0 : 1));
     const typename Arithmetic::Sample* x = src + first;
     int64_t position = i * out_rate + phase0;
-    const int64_t end = (len + i) * out_rate, phase_step = in_rate % out_rate;
+    // A negative time is rounded down to its sample, but truncated for the end: wanted.
+    const int64_t end = (len + static_cast<int64_t>(t)) * out_rate, phase_step = in_rate % out_rate;
     int64_t p = phase0 % out_rate;
     int32_t written = 0;
     for (; position < end; position += in_rate) {

@@ -172,7 +172,7 @@ SrStatus zelsResamplePolyphaseGetFixedFilter_16s(const ZelResampleFixedState* st
 
 /** @name Fixed engine: processing
  * With i = *time rounded down, f = *time - i and phase0 = out_rate f + 0.5 truncated, position begins at
- * i * out_rate + phase0 and grows by in_rate a result until it reaches (len + i) * out_rate. With p = position
+ * i * out_rate + phase0 and grows by in_rate a result until it reaches (len + (*time truncated)) * out_rate. With p = position
  * modulo out_rate, a result is the dot product of row p and of 2 half samples, 2 half + 1 for p = 0, times
  * min(factor, 1) * scale * norm in double, rounded once. In the end *time is f + (position - phase0) / out_rate.
  * The first sample of a row lies at index position / out_rate - half + 1, for p = 0 one before.
