@@ -255,6 +255,9 @@ template <class T>
 void convert(const Task& task)
 {
     SoundFile sound(task.sound);
+    if (sound.rate() < kLowestRate || sound.rate() > kHighestRate)
+        throw Failure("has a sample rate of " + std::to_string(sound.rate()) + " Hz, outside " +
+                      std::to_string(kLowestRate) + " to " + std::to_string(kHighestRate));
     const int format = format_of(task, sound);
     // A header may promise anything.
     const double samples = std::min(static_cast<double>(sound.expected()) * task.rate / sound.rate(), 1e12);

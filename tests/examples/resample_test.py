@@ -153,6 +153,16 @@ class ResampleTest(unittest.TestCase):
                     self.done(self.path("a.wav"), self.path("b.wav"), f"--rate={to}", *path)
                     self.assertEqual(len(read_wave(self.path("b.wav"))[2][0]), -(-count * to // 8000))
 
+    def test_the_widest_rates(self):
+        for rate, to in ((1000000, 100), (100, 1000000)):
+            write_pcm16(self.path("a.wav"), [[1000] * 1234, [-500] * 1234], rate)
+            for path in ([], ["--fixed", "--quality=high"]):
+                self.done(self.path("a.wav"), self.path("b.wav"), f"--rate={to}", "--block=1000", *path)
+                left, right = read_wave(self.path("b.wav"))[2]
+                self.assertEqual((len(left), len(right)), (-(-1234 * to // rate),) * 2)
+            if to > rate:
+                self.assertLessEqual(abs(left[len(left) // 2] - 1000), 1)
+
     # Quality: what examples/resample/README.md states.
 
     def test_presets_are_as_good_as_stated(self):
@@ -319,8 +329,12 @@ class ResampleTest(unittest.TestCase):
         with open(self.path("text.wav"), "w") as file:
             file.write("no sound at all\n" * 100)
         write_pcm16(self.path("none.wav"), [[]], 8000)
+        write_pcm16(self.path("slow.wav"), [[1]], 99)
+        write_pcm16(self.path("fast.wav"), [[1]], 2000000000)
         for name, reason in (("missing.wav", "no such file"), ("empty.wav", "is empty"), (".", "is a directory"),
-                             ("text.wav", "not a sound file"), ("none.wav", "holds no samples")):
+                             ("text.wav", "not a sound file"), ("none.wav", "holds no samples"),
+                             ("slow.wav", "has a sample rate of 99 Hz"),
+                             ("fast.wav", "has a sample rate of 2000000000 Hz")):
             with self.subTest(name):
                 self.check_refused(self.path(name), self.path("old.wav"), "--rate=16000", reason=reason)
 
