@@ -47,7 +47,9 @@ zelsr_subsystem(matrix USES core)
 zelsr_subsystem(frontend USES core)
 zelsr_subsystem(estimation USES core)
 zelsr_subsystem(lpc USES core)
+zelsr_subsystem(noise USES core)
 zelsr_subsystem(signal USES core)
+zelsr_subsystem(vq USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

@@ -8,6 +8,8 @@
 #include "zelsr/likelihood.h"
 #include "zelsr/lpc.h"
 #include "zelsr/matrix.h"
+#include "zelsr/noise.h"
 #include "zelsr/signal.h"
+#include "zelsr/vq.h"
 
 #endif

@@ -17,7 +17,7 @@
 #include "common/sound.h"
 #include "common/text.h"
 #include "features/picture.h"
-#include "features/writers.h"
+#include "common/feature_writers.h"
 
 namespace zelsr::examples {
 namespace {

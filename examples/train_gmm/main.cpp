@@ -10,10 +10,10 @@
 
 #include "common/arguments.h"
 #include "common/failure.h"
+#include "common/fields.h"
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
 #include "common/text.h"
-#include "train_gmm/fields.h"
 #include "train_gmm/training.h"
 
 namespace zelsr::examples {

@@ -7,8 +7,7 @@
 #include <numeric>
 
 #include "common/failure.h"
-#include "common/mfcc_arguments.h"
-#include "train_gmm/fields.h"
+#include "common/fields.h"
 #include "train_gmm/statistics.h"
 
 namespace zelsr::examples {
@@ -40,31 +39,30 @@ DoubleRows::DoubleRows(const DoubleRows& other)
     std::copy_n(other.data_.get(), size(), data_.get());
 }
 
-Mixture::Mixture(const FeatureKind& kind, std::int32_t width, std::int32_t components)
+Mixture::Mixture(const FeatureKind& kind, std::int32_t components)
     : kind_(kind),
-      width_(width),
-      floors_(static_cast<std::size_t>(width), kLeastVariance),
+      floors_(static_cast<std::size_t>(kind.width), kLeastVariance),
       weights_(static_cast<std::size_t>(components), 1.0),
-      means_(components, width),
-      variances_(components, width),
-      inverse_variances_(components, width),
+      means_(components, kind.width),
+      variances_(components, kind.width),
+      inverse_variances_(components, kind.width),
       constants_(weights_.size())
 {}
 
-Mixture::Mixture(const FeatureKind& kind, std::int32_t width) : Mixture(kind, width, 1)
+Mixture::Mixture(const FeatureKind& kind) : Mixture(kind, 1)
 {
-    std::fill_n(variances_[0], width_, 1.0);
+    std::fill_n(variances_[0], width(), 1.0);
     make_tables();
 }
 
 void Mixture::make_tables()
 {
-    inverse_variances_ = DoubleRows(components(), width_);
+    inverse_variances_ = DoubleRows(components(), width());
     constants_.resize(weights_.size());
     std::vector<double> log_weights;
     for (std::int32_t j = 0; j < components(); ++j) {
-        for (std::int32_t k = 0; k < width_; ++k) inverse_variances_[j][k] = 1 / variances_[j][k];
-        require(zelsUpdateGConst_DirectVar_64f(variances_[j], width_, &constants_[static_cast<std::size_t>(j)]),
+        for (std::int32_t k = 0; k < width(); ++k) inverse_variances_[j][k] = 1 / variances_[j][k];
+        require(zelsUpdateGConst_DirectVar_64f(variances_[j], width(), &constants_[static_cast<std::size_t>(j)]),
                 "zelsUpdateGConst_DirectVar_64f");
         log_weights.push_back(std::log(weights_[static_cast<std::size_t>(j)]));
     }
@@ -75,7 +73,7 @@ void Mixture::make_tables()
 double Mixture::log_likelihood(const double* row) const
 {
     double result = 0;
-    require(zelsLogGaussMixture_64f_D2(row, means_[0], inverse_variances_[0], components(), means_.step(), width_,
+    require(zelsLogGaussMixture_64f_D2(row, means_[0], inverse_variances_[0], components(), means_.step(), width(),
                                        constants_.data(), &result),
             "zelsLogGaussMixture_64f_D2");
     return result;
@@ -96,17 +94,17 @@ void Mixture::update(const Statistics& statistics)
     // floor as a bound that all mixtures keep, what lies on it is the best choice still.
     for (std::int32_t j = 0; j < components(); ++j) {
         const double occupancy = statistics.occupancies[static_cast<std::size_t>(j)];
-        require(zelsUpdateVar_64f(statistics.sums[j], statistics.squares[j], floors_.data(), variances_[j], width_,
-                                  occupancy, occupancy),
+        require(zelsUpdateVar_64f(statistics.sums[j], statistics.squares[j], floors_.data(), variances_[j],
+                                  width(), occupancy, occupancy),
                 "zelsUpdateVar_64f");
-        require(zelsUpdateMean_64f(statistics.sums[j], means_[j], width_, occupancy), "zelsUpdateMean_64f");
+        require(zelsUpdateMean_64f(statistics.sums[j], means_[j], width(), occupancy), "zelsUpdateMean_64f");
     }
     make_tables();
 }
 
 void Mixture::set_floors(double share)
 {
-    for (std::int32_t k = 0; k < width_; ++k) {
+    for (std::int32_t k = 0; k < width(); ++k) {
         double& floor = floors_[static_cast<std::size_t>(k)];
         floor = std::max(kLeastVariance, share * variances_[0][k]);
         variances_[0][k] = std::max(floor, variances_[0][k]);
@@ -128,12 +126,12 @@ void Mixture::split(std::int32_t wanted)
         return weights_[static_cast<std::size_t>(a)] > weights_[static_cast<std::size_t>(b)];
     });
 
-    DoubleRows means(wanted, width_), variances(wanted, width_);
+    DoubleRows means(wanted, width()), variances(wanted, width());
     std::copy_n(means_[0], means_.size(), means[0]);
     std::copy_n(variances_[0], variances_.size(), variances[0]);
     for (std::int32_t i = 0; i < more; ++i) {
         const std::int32_t j = heaviest[static_cast<std::size_t>(i)], other = before + i;
-        require(zelsGaussianSplit_64f(means[j], variances[j], means[other], variances[other], width_, kSplit),
+        require(zelsGaussianSplit_64f(means[j], variances[j], means[other], variances[other], width(), kSplit),
                 "zelsGaussianSplit_64f");
         weights_[static_cast<std::size_t>(j)] /= 2;
         weights_.push_back(weights_[static_cast<std::size_t>(j)]);
@@ -145,21 +143,15 @@ void Mixture::split(std::int32_t wanted)
 
 std::string Mixture::text() const
 {
-    const auto width = static_cast<std::size_t>(width_);
+    const auto row_length = static_cast<std::size_t>(width());
     std::string text = std::string(kTitle) + '\n';
-    if (kind_.from_sound) {
-        text += field("rate", kind_.mfcc.rate);
-        text += field("features", mfcc_text(kind_.mfcc));
-    } else {
-        text += field("features", "given");
-    }
-    text += field("width", width_);
+    text += text_of(kind_);
     text += field("components", components());
     text += field("floor", floors_);
     for (std::int32_t j = 0; j < components(); ++j) {
         text += field("weight", weights_[static_cast<std::size_t>(j)]);
-        text += field("mean", std::span(means_[j], width));
-        text += field("variance", std::span(variances_[j], width));
+        text += field("mean", std::span(means_[j], row_length));
+        text += field("variance", std::span(variances_[j], row_length));
     }
     return text + "end\n";
 }
@@ -168,34 +160,18 @@ Mixture Mixture::parse(std::string_view text)
 {
     FieldReader reader(text);
     if (!reader.text("zelsr-mixture").starts_with("1")) reader.fail("another version of models");
-    FeatureKind kind;
-    kind.from_sound = reader.next_is("rate");
-    if (kind.from_sound) {
-        const auto rate = static_cast<int>(reader.whole("rate", 1000, 1'000'000));
-        try {
-            kind.mfcc = mfcc_options_of_text(std::string(reader.text("features")));
-            kind.mfcc.rate = rate;
-            kind.mfcc.check();
-        } catch (const Failure& failure) {
-            reader.fail(failure.what());
-        }
-    } else if (reader.text("features") != "given") {
-        reader.fail("features of sound need their rate before them");
-    }
-    const auto width = static_cast<std::int32_t>(reader.whole("width", 1, kMostWidth));
-    if (kind.from_sound && width != kind.mfcc.width())
-        reader.fail("these features have " + std::to_string(kind.mfcc.width()) + " values");
+    const FeatureKind kind = read_kind(reader);
     const auto components = static_cast<std::int32_t>(reader.whole("components", 1, kMostComponents));
     // Each has a few characters at least: memory goes to what the text has room for.
-    if (text.size() / 4 / static_cast<std::size_t>(width) < static_cast<std::size_t>(components))
+    if (text.size() / 4 / static_cast<std::size_t>(kind.width) < static_cast<std::size_t>(components))
         reader.fail("the file is cut short");
 
-    Mixture mixture(kind, width, components);
+    Mixture mixture(kind, components);
     const auto read_positive = [&](std::string_view word, std::span<double> values) {
         reader.numbers(word, values);
         if (!(*std::min_element(values.begin(), values.end()) > 0)) reader.fail("not above zero");
     };
-    const auto row_length = static_cast<std::size_t>(width);
+    const auto row_length = static_cast<std::size_t>(kind.width);
     double sum = 0;
     read_positive("floor", mixture.floors_);
     for (std::int32_t j = 0; j < components; ++j) {

@@ -7,20 +7,13 @@
 #include <vector>
 
 #include "common/aligned.h"
-#include "common/mfcc.h"
+#include "common/feature_kind.h"
 
 namespace zelsr::examples {
 
 struct Statistics;
 
 constexpr std::int32_t kMostComponents = 16384;
-constexpr std::int32_t kMostWidth = 4096;
-
-// What a model's rows of features are: those of sound files at one rate, by mfcc, or whatever feature files hold.
-struct FeatureKind {
-    bool from_sound = false;
-    MfccOptions mfcc;  // with the rate, if from_sound
-};
 
 // Rows of doubles on the library's boundaries; what is behind a row's end is zero.
 class DoubleRows {
@@ -45,14 +38,14 @@ class Mixture {
   public:
     // One component with mean 0 and variance 1, and next to no floor: what the first statistics are gathered
     // under.
-    Mixture(const FeatureKind& kind, std::int32_t width);
+    explicit Mixture(const FeatureKind& kind);
     // Reads what text() wrote. Throws Failure.
     static Mixture parse(std::string_view text);
 
     std::string text() const;
 
     const FeatureKind& kind() const { return kind_; }
-    std::int32_t width() const { return width_; }
+    std::int32_t width() const { return kind_.width; }
     std::int32_t components() const { return static_cast<std::int32_t>(weights_.size()); }
 
     // Component j in the scoring functions' terms.
@@ -72,11 +65,10 @@ class Mixture {
     void split(std::int32_t components);
 
   private:
-    Mixture(const FeatureKind& kind, std::int32_t width, std::int32_t components);
+    Mixture(const FeatureKind& kind, std::int32_t components);
     void make_tables();
 
     FeatureKind kind_;
-    std::int32_t width_;
     std::vector<double> floors_;  // of the variances
     std::vector<double> weights_;
     DoubleRows means_, variances_;

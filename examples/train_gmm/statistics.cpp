@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "common/failure.h"
-#include "train_gmm/fields.h"
+#include "common/fields.h"
 
 namespace zelsr::examples {
 namespace {

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "common/failure.h"
+#include "common/feature_kind.h"
 
 namespace zelsr::examples {
 namespace {
@@ -38,8 +39,8 @@ Statistics gather(const FileNames& files, const Mixture& mixture, const std::str
     ranks.together([&] {
         accumulator.emplace(mixture);
         read_all(
-            names_of(files, part_of(files, ranks.rank(), ranks.size())), mixture, what, ranks.first(),
-            [&](const RowBlock<float>& rows) { accumulator->add(rows); },
+            names_of(files, part_of(files, ranks.rank(), ranks.size())), mixture.kind(), "model", what,
+            ranks.first(), [&](const RowBlock<float>& rows) { accumulator->add(rows); },
             [&](std::size_t) { accumulator->count_file(); });
     });
     sum(accumulator->statistics(), ranks);
@@ -49,11 +50,7 @@ Statistics gather(const FileNames& files, const Mixture& mixture, const std::str
 Mixture first_model(const FileNames& files, const MfccOptions& options, double floor_share, const Ranks& ranks)
 {
     std::optional<Mixture> mixture;
-    ranks.together([&] {
-        std::int32_t width = 0;
-        const FeatureKind kind = kind_of(files, options, width);
-        mixture.emplace(kind, width);
-    });
+    ranks.together([&] { mixture.emplace(kind_of(files, options)); });
     // The second time around the mean that the first has found, for small deviations and an exact variance.
     for (int pass = 0; pass < 2; ++pass) {
         const Statistics statistics = gather(files, *mixture, "mean and variances", ranks);
@@ -97,7 +94,7 @@ std::vector<Score> score(const FileNames& files, const Mixture& mixture, const R
         DoubleRows row(1, mixture.width());
         Score found;
         read_all(
-            names_of(files, mine), mixture, "scores", ranks.first(),
+            names_of(files, mine), mixture.kind(), "model", "scores", ranks.first(),
             [&](const RowBlock<float>& rows) {
                 for (std::int32_t r = 0; r < rows.rows; ++r) {
                     std::copy_n(rows[r], mixture.width(), row[0]);

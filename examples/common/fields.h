@@ -35,7 +35,17 @@ std::string field(std::string_view word, std::span<const double> values);
 std::string field(std::string_view word, double value);
 std::string field(std::string_view word, std::string_view text);
 
-// The 64-bit FNV-1a hash of a text as 16 hexadecimal digits: tells texts apart that differ by accident.
+// The 64-bit FNV-1a hash of what was added.
+class Hash {
+  public:
+    void add(std::string_view bytes);
+    std::uint64_t value() const { return value_; }
+
+  private:
+    std::uint64_t value_ = 0xcbf29ce484222325;
+};
+
+// That of a text as 16 hexadecimal digits: tells texts apart that differ by accident.
 std::string hash_of(std::string_view text);
 
 // A whole file. Throws Failure.

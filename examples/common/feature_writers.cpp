@@ -1,10 +1,11 @@
-#include "features/writers.h"
+#include "common/feature_writers.h"
 
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <limits>
 
+#include "common/arguments.h"
 #include "common/failure.h"
 #include "common/text.h"
 
@@ -167,7 +168,7 @@ Format format_of_ending(const std::string& path)
     if (ending == "csv") return Format::Csv;
     if (ending == "npy") return Format::Npy;
     if (ending == "htk" || ending == "mfc" || ending == "fea") return Format::Htk;
-    throw Failure("the ending of '" + name + "' names no format: take .csv, .npy or .htk, or --format");
+    throw WrongUse("the ending of '" + name + "' names no format: take .csv, .npy or .htk");
 }
 
 template <class T>

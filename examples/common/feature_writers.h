@@ -11,7 +11,7 @@ namespace zelsr::examples {
 
 enum class Format { Csv, Npy, Htk };
 
-// The format that a path's ending names: .csv; .npy; .htk, .mfc or .fea. Throws Failure for others.
+// The format that a path's ending names: .csv; .npy; .htk, .mfc or .fea. Throws WrongUse for others.
 Format format_of_ending(const std::string& path);
 
 // Rows go to the file as they come. Features in 16 bits, which are their values times 2^bits, keep their precision

@@ -1,4 +1,4 @@
-#include "train_gmm/fields.h"
+#include "common/fields.h"
 
 #include <sys/stat.h>
 
@@ -86,12 +86,17 @@ std::string field(std::string_view word, std::string_view text)
     return std::string(word) + ' ' + std::string(text) + '\n';
 }
 
+void Hash::add(std::string_view bytes)
+{
+    for (const char c : bytes) value_ = (value_ ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+}
+
 std::string hash_of(std::string_view text)
 {
-    std::uint64_t hash = 0xcbf29ce484222325;
-    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    Hash hash;
+    hash.add(text);
     char digits[17];
-    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
+    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash.value()));
     return digits;
 }
 
