@@ -21,11 +21,13 @@ class OutputFile {
     void write_at_start(std::string_view bytes);  // over what was written there; the last write before commit()
     void commit();
 
+    // For writers that move about in the file. They keep an eye on errors themselves, and say so by fail().
+    std::FILE* stream() const { return file_; }
+    [[noreturn]] void fail(const std::string& reason) const;
+
     bool direct() const { return written_as_.empty(); }
 
   private:
-    [[noreturn]] void fail(const std::string& reason) const;
-
     std::string path_;        // as the user gave it
     std::string place_;       // behind symbolic links
     std::string written_as_;  // the name beside; empty if there is none

@@ -53,35 +53,43 @@ SoundFile::SoundFile(const std::string& path, Channels taken) : taken_(taken)
     }
     rate_ = info.samplerate;
     channels_ = info.channels;
+    format_ = info.format;
     expected_ = info.frames > 0 && info.frames < SF_COUNT_MAX ? info.frames : 0;
     integer_samples_ = holds_integers(info.format);
     if (rate_ <= 0 || channels_ <= 0) throw Failure("has no sample rate or no channels");
 }
 
-std::size_t SoundFile::read(std::span<float> block)
+std::span<const float> SoundFile::read_all(std::size_t samples)
 {
     const auto channels = static_cast<std::size_t>(channels_);
-    interleaved_.resize(block.size() * channels);
-    sf_count_t got = sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(block.size()));
-    const auto samples = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
+    interleaved_.resize(samples * channels);
+    sf_count_t got = sf_readf_float(file_.get(), interleaved_.data(), static_cast<sf_count_t>(samples));
+    const auto read = static_cast<std::size_t>(std::max<sf_count_t>(got, 0));
 
-    const float* next = interleaved_.data();
-    for (std::size_t i = 0; i < samples; ++i) {
-        float sum = 0;
-        for (std::size_t c = 0; c < channels; ++c) {
-            float sample = *next++;
-            if (!(std::fabs(sample) <= kLargestSample)) {
-                sample = 0;
-                ++mended_;
-            }
-            if (integer_samples_ && std::fabs(sample) >= kFullScale) ++clipped_;
-            if (c == 0 || taken_ == Channels::Mean) sum += sample;
+    const std::span<float> all = std::span(interleaved_).first(read * channels);
+    for (float& sample : all) {
+        if (!(std::fabs(sample) <= kLargestSample)) {
+            sample = 0;
+            ++mended_;
         }
-        block[i] = taken_ == Channels::Mean ? sum / static_cast<float>(channels_) : sum;
+        if (integer_samples_ && std::fabs(sample) >= kFullScale) ++clipped_;
     }
+    position_ += static_cast<std::int64_t>(read);
+    if (read < samples && expected_ > position_) ended_early_ = true;
+    return all;
+}
 
-    position_ += static_cast<std::int64_t>(samples);
-    if (samples < block.size() && expected_ > position_) ended_early_ = true;
+std::size_t SoundFile::read(std::span<float> block)
+{
+    const std::span<const float> all = read_all(block.size());
+    const auto channels = static_cast<std::size_t>(channels_);
+    const std::size_t samples = all.size() / channels;
+    for (std::size_t i = 0; i < samples; ++i) {
+        const std::span<const float> frame = all.subspan(i * channels, channels);
+        float sum = 0;
+        for (const float sample : frame) sum += sample;
+        block[i] = taken_ == Channels::Mean ? sum / static_cast<float>(channels_) : frame[0];
+    }
     return samples;
 }
 

@@ -1,4 +1,4 @@
-// Reads sound files of every format that libsndfile knows as one channel of floats.
+// Reads sound files of every format that libsndfile knows, as floats: all channels, or one that stands for them.
 #pragma once
 
 #include <sndfile.h>
@@ -20,13 +20,16 @@ class SoundFile {
 
     int rate() const { return rate_; }  // samples a second
     int channels() const { return channels_; }
+    int format() const { return format_; }  // container, sample format and byte order, in libsndfile's codes
     // Samples a channel as the file's header has it: 0 if it does not say. For progress only, the file may end
     // early.
     std::int64_t expected() const { return expected_; }
 
+    // The next samples of all channels, channel after channel, `samples` a channel at most: nothing at the end of
+    // the file. Samples that are no numbers or beyond 10^6 read as 0, so that sums stay finite.
+    std::span<const float> read_all(std::size_t samples);
     // Fills the start of block with the mean of the channels or the first one, returns how many samples there
-    // were: 0 at the end of the file. Samples that are no numbers or beyond 10^6 read as 0, so that sums stay
-    // finite.
+    // were.
     std::size_t read(std::span<float> block);
 
     std::int64_t position() const { return position_; }  // samples a channel read so far
@@ -43,6 +46,7 @@ class SoundFile {
     Channels taken_;
     int rate_ = 0;
     int channels_ = 0;
+    int format_ = 0;
     std::int64_t expected_ = 0;
     std::int64_t position_ = 0;
     std::int64_t mended_ = 0;
