@@ -7,13 +7,13 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 import zlib
 
 sys.dont_write_bytecode = True
 from feature_reference import expected, made_up, read_csv, read_htk, read_npy, write_pcm16
+from program_test_case import ProgramTestCase, run_program
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SENTENCE = os.path.join(SPEECH, "english_us.flac")
@@ -21,24 +21,14 @@ SVG = "{http://www.w3.org/2000/svg}"
 
 
 def run(*arguments, **options):
-    result = subprocess.run([PROGRAM, *arguments], capture_output=True, timeout=120, **options)
-    result.stdout, result.stderr = (text.decode(errors="replace") for text in (result.stdout, result.stderr))
-    return result
+    return run_program([PROGRAM, *arguments], **options)
 
 
 def options_of(changes):
     return [text for name, value in changes.items() for text in ("--" + name.replace("_", "-"), str(value))]
 
 
-class FeaturesTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
+class FeaturesTest(ProgramTestCase):
     def done(self, *arguments):
         result = run(*arguments)
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)

@@ -7,11 +7,11 @@ import re
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 sys.dont_write_bytecode = True
 from feature_reference import read_csv, read_htk, read_npy
+from program_test_case import ProgramTestCase, npy, run_program
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 FEATURES = os.path.join(os.path.dirname(PROGRAM), "features")
@@ -21,16 +21,7 @@ ROW = re.compile(r"^(\S.*?) +(training|held out|\d+) +(\d+) +(\d+) +(\d+|-) +(\S
 
 
 def run(*arguments):
-    result = subprocess.run([PROGRAM, *arguments], capture_output=True, timeout=120)
-    result.stdout, result.stderr = (text.decode(errors="replace") for text in (result.stdout, result.stderr))
-    return result
-
-
-def npy(rows, shape=None):
-    shape = shape or (len(rows), len(rows[0]))
-    header = f"{{'descr': '<f4', 'fortran_order': False, 'shape': {shape}, }}".ljust(117) + "\n"
-    return (b"\x93NUMPY\x01\x00" + struct.pack("<H", len(header)) + header.encode() +
-            array.array("f", (x for row in rows for x in row)).tobytes())
+    return run_program([PROGRAM, *arguments])
 
 
 def whole_rows(rows, width, seed=1, most=60):
@@ -135,20 +126,7 @@ def pack(book, rows):
     return content + struct.pack("<Q", fnv(content))
 
 
-class QuantiseTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, content):
-        with open(self.path(name), "wb") as file:
-            file.write(content if isinstance(content, bytes) else content.encode())
-        return self.path(name)
-
+class QuantiseTest(ProgramTestCase):
     def content(self, name):
         with open(self.path(name), "rb") as file:
             return file.read()

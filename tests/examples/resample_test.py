@@ -8,13 +8,13 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 import wave
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True
 from feature_reference import made_up, write_pcm16
+from program_test_case import ProgramTestCase, run_program
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SENTENCE = os.path.join(SPEECH, "english_us.flac")
@@ -22,9 +22,7 @@ SVG = "{http://www.w3.org/2000/svg}"
 
 
 def run(*arguments, **options):
-    result = subprocess.run([PROGRAM, *arguments], capture_output=True, timeout=120, **options)
-    result.stdout, result.stderr = (text.decode(errors="replace") for text in (result.stdout, result.stderr))
-    return result
+    return run_program([PROGRAM, *arguments], **options)
 
 
 def chunks_of(path):
@@ -68,15 +66,7 @@ def rounded(values):
     return [round(x) for x in values]
 
 
-class ResampleTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
+class ResampleTest(ProgramTestCase):
     def done(self, *arguments):
         result = run(*arguments)
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)

@@ -1,5 +1,4 @@
 """train_gmm on made-up features and real sound: usage: train_gmm_test.py PROGRAM SPEECH_FOLDER [MPIEXEC]"""
-import array
 import math
 import os
 import random
@@ -7,8 +6,10 @@ import re
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
+
+sys.dont_write_bytecode = True
+from program_test_case import ProgramTestCase, npy, run_program
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 MPIEXEC = sys.argv.pop(1) if len(sys.argv) > 1 and not sys.argv[1].startswith(("-", "Train")) else ""
@@ -24,17 +25,7 @@ ROUNDING = 1e-12
 
 
 def run(*arguments, program=(PROGRAM,), **options):
-    result = subprocess.run([*program, *arguments], capture_output=True, timeout=120, **options)
-    result.stdout, result.stderr = (text.decode(errors="replace") for text in (result.stdout, result.stderr))
-    return result
-
-
-def npy(rows, descr="<f4", order="False", shape=None):
-    shape = shape or f"({len(rows)}, {len(rows[0])})"
-    header = f"{{'descr': '{descr}', 'fortran_order': {order}, 'shape': {shape}, }}".ljust(117) + "\n"
-    code = {"<f4": "f", "<f8": "d", "<i2": "h"}[descr]
-    return (b"\x93NUMPY\x01\x00" + struct.pack("<H", len(header)) + header.encode() +
-            array.array(code, (x for row in rows for x in row)).tobytes())
+    return run_program([*program, *arguments], **options)
 
 
 def single(x):
@@ -81,20 +72,7 @@ class Model:
             self.variances[j] = [max(v, floor) for v, floor in zip(variance, self.floor)]
 
 
-class TrainTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, content):
-        with open(self.path(name), "wb") as file:
-            file.write(content if isinstance(content, bytes) else content.encode())
-        return self.path(name)
-
+class TrainTest(ProgramTestCase):
     def text(self, name):
         with open(self.path(name)) as file:
             return file.read()
