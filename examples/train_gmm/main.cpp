@@ -214,7 +214,8 @@ void run_train(const Arguments& arguments, const Ranks& ranks)
             if (!ranks.first()) return;
             write_file(out, next.text());
             std::printf("%s%s%s%s\n", padded(std::to_string(pass.components), 10).c_str(),
-                        padded(std::to_string(pass.number), 6).c_str(), padded(fixed(pass.frames, 0), 12).c_str(),
+                        padded(pass.number > 0 ? std::to_string(pass.number) : "split", 6).c_str(),
+                        padded(fixed(pass.frames, 0), 12).c_str(),
                         padded(fixed(pass.log_likelihood_a_frame, 6), 24).c_str());
             std::fflush(stdout);
         });

@@ -1,6 +1,7 @@
 #include "train_gmm/training.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 #include "common/failure.h"
@@ -64,25 +65,29 @@ Mixture first_model(const FileNames& files, const MfccOptions& options, double f
 void train(Mixture& mixture, const FileNames& files, const Schedule& schedule, const Ranks& ranks,
            const std::function<void(const Pass&, const Mixture&)>& report)
 {
+    double before_split = -std::numeric_limits<double>::infinity();
     for (;;) {
         const std::int32_t components = mixture.components();
         double last = 0;
         bool done = false;
-        for (int number = 1; !done; ++number) {
+        int number = 0;
+        for (int count = 1; !done; ++count) {
             const Statistics statistics =
                 gather(files, mixture,
-                       "pass " + std::to_string(number) + ", components: " + std::to_string(components), ranks);
+                       "pass " + std::to_string(count) + ", components: " + std::to_string(components), ranks);
             mixture.update(statistics);
-            const Pass pass{components, number, statistics.frames, statistics.log_likelihood / statistics.frames};
-            done = number >= schedule.most_passes ||
-                   (number > 1 && pass.log_likelihood_a_frame - last < schedule.gain);
-            last = pass.log_likelihood_a_frame;
+            const double found = statistics.log_likelihood / statistics.frames;
+            if (number > 0 || found >= before_split) ++number;
+            const Pass pass{components, number, statistics.frames, found};
+            done = count >= schedule.most_passes || (number > 1 && found - last < schedule.gain);
+            last = found;
             if (done && components < schedule.components)
                 mixture.split(std::min(2 * components, schedule.components));
             broadcast(mixture, ranks);
             report(pass, mixture);
         }
         if (components >= schedule.components) return;
+        before_split = std::max(before_split, last);
     }
 }
 

@@ -30,7 +30,7 @@ struct Schedule {
 
 struct Pass {
     std::int32_t components;
-    int number;  // from 1 on, at this number of components
+    int number;  // from 1 on, at this number of components; 0: what the split has cost is not yet won back
     double frames, log_likelihood_a_frame;
 };
 

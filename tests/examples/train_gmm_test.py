@@ -117,13 +117,12 @@ class TrainTest(ProgramTestCase):
                 self.assertLess(abs(v - w), tolerance * w, (what, "variance", j))
 
     def passes(self, output):
-        """[(components, pass, log likelihood)], which never falls while the number of components stays."""
+        """[(components, pass, log likelihood)], which never falls."""
         found = [(int(a), int(b), float(d)) for a, b, _, d in PASS.findall(output)]
         self.assertGreater(len(found), 0, output)
         for (components, _, before), (same, number, after) in zip(found, found[1:]):
-            if components == same:
-                self.assertGreaterEqual(after, before - 1.5e-6, output)  # both are rounded to six digits
-            else:
+            self.assertGreaterEqual(after, before - 1.5e-6, output)  # both are rounded to six digits
+            if components != same:
                 self.assertEqual(number, 1)
         return found
 
