@@ -1,5 +1,6 @@
 // Resampling: sizes are source samples x filter length, beside resamplers with filters of like length. Time
 // warping: width x frames, against a fifth more frames.
+#include <algorithm>
 #include <samplerate.h>
 #include <soxr.h>
 #include <speex/speex_resampler.h>
@@ -101,11 +102,31 @@ void fixed_16s(Row& row)
     ZelResampleFixedState* made = nullptr;
     zelsResamplePolyphaseFixedInitAlloc_16s(&made, in_rate, out_rate, row.size.height, 0.9F, 9, 1);
     const std::shared_ptr<ZelResampleFixedState> state(made, zelsResamplePolyphaseFixedFree_16s);
+
+    // Beside it, the same filter in single precision, and a rounding.
+    const int taps = row.size.height, divisor = std::gcd(in_rate, out_rate);
+    ZelResampleFixedState* single = nullptr;
+    zelsResamplePolyphaseFixedInitAlloc_32f(&single, in_rate, out_rate, taps, 0.9F, 9, 1);
+    int size = 0, row_len = 0, row_count = 0;
+    zelsResamplePolyphaseFixedGetSize_32f(in_rate, out_rate, taps, &size, &row_len, &row_count);
+    float* rows = row.array<float>(row_len * row_count);
+    zelsResamplePolyphaseGetFixedFilter_32f(single, rows, row_len, row_count);
+    zelsResamplePolyphaseFixedFree_32f(single);
+    float* samples = row.array<float>(len + 2 * taps) + taps;
+    for (int i = -taps; i < len + taps; ++i) samples[i] = src[i];
+    float* results_in_single = row.array<float>(results(len, factor));
+
     auto answer = row.answer<std::int16_t>(results(len, factor), other_filters);
     answer.library([=](std::int16_t* dst) {
         double time = 0;
         int count;
         zelsResamplePolyphaseFixed_16s(state.get(), src, len, dst, 1, &time, &count);
+    });
+    answer.plain([=](std::int16_t* dst) {
+        plain::polyphase(samples, len, rows, row_len, taps / 2, in_rate / divisor, out_rate / divisor,
+                         results_in_single);
+        for (int i = 0; i < results(len, factor); ++i)
+            dst[i] = static_cast<std::int16_t>(std::lrint(std::clamp(results_in_single[i], -32768.0F, 32767.0F)));
     });
     const std::shared_ptr<SpeexResamplerState> speex(speex_resampler_init(1, 16000, 44100, 4, nullptr),
                                                      speex_resampler_destroy);
