@@ -1,0 +1,2 @@
+// The distributed front-end's spectra: smoothing to half the resolution, taps.
+#include "zelsr/aurora/spectrum.h"
