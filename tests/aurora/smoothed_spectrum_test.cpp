@@ -1,6 +1,8 @@
 // Power spectra at half the resolution, out of packed spectra.
 #include <gtest/gtest.h>
 
+#include <xmmintrin.h>
+
 #include <limits>
 #include <string>
 #include <vector>
@@ -269,20 +271,49 @@ TEST(SmoothedSpectrum, ChecksNullThenSize)
 
 TEST(SmoothedSpectrum, IntegersAreTheSameInEachEnvironment)
 {
-    const std::vector<int32_t> x = integers<int32_t>(68);
-    std::vector<int32_t> out(18);
+    const std::vector<int16_t> x = integers<int16_t>(68);
+    const std::vector<int32_t> y = integers<int32_t>(68);
+    std::vector<int16_t> out(18);
     std::vector<int64_t> out_64(18);
     under_each_environment(
         [&] {
-            zelsSmoothedPowerSpectrumAurora_32s_Sfs(x.data(), out.data(), 68, 29);
-            zelsSmoothedPowerSpectrumAurora_32s64s_Sfs(x.data(), out_64.data(), 68, 2);
+            zelsSmoothedPowerSpectrumAurora_16s(x.data(), out.data(), 68);
+            zelsSmoothedPowerSpectrumAurora_32s64s_Sfs(y.data(), out_64.data(), 68, 2);
         },
         [&](const std::string& setting) {
-            EXPECT_TRUE(same_values(reference::smoothed_32s(x, 29), out)) << setting;
-            EXPECT_TRUE(same_values(reference::smoothed_64s(x, 2), out_64)) << setting;
+            EXPECT_TRUE(same_values(reference::smoothed(x), out)) << setting;
+            EXPECT_TRUE(same_values(reference::smoothed_64s(y, 2), out_64)) << setting;
             out.assign(18, -1);
             out_64.assign(18, -1);
         });
+}
+
+// Kept: the bins between take the caller's rounding mode, the ends are always rounded down.
+TEST(SmoothedSpectrum, MiddleTakesTheRoundingMode)
+{
+    struct Mode {
+        unsigned mode;
+        std::vector<int32_t> halves;  // 1/2, 3/2, 5/2
+    };
+    for (const Mode& of : {Mode{_MM_ROUND_NEAREST, {0, 2, 2}}, Mode{_MM_ROUND_UP, {1, 2, 3}},
+                           Mode{_MM_ROUND_DOWN, {0, 1, 2}}, Mode{_MM_ROUND_TOWARD_ZERO, {0, 1, 2}}})
+        for (int m : {4, 10}) {
+            std::vector<int32_t> x = {3, 3, 0, 0}, expected = {4};
+            for (int i = 1; i < m; ++i) {
+                const int part = (i - 1) % 3;
+                x.insert(x.end(), {1 + part / 2, part == 1, part != 0, 0});
+                expected.push_back(of.halves[static_cast<std::size_t>(part)]);
+            }
+            expected.push_back(9);
+            _MM_SET_ROUNDING_MODE(of.mode);
+            std::vector<int32_t> out(expected.size());
+            const SrStatus status = zelsSmoothedPowerSpectrumAurora_32s_Sfs(x.data(), out.data(), 4 * m, 0);
+            const unsigned kept = _MM_GET_ROUNDING_MODE();
+            _MM_SET_ROUNDING_MODE(_MM_ROUND_NEAREST);
+            EXPECT_EQ(status, SrOk);
+            EXPECT_EQ(kept, of.mode);
+            EXPECT_TRUE(same_values(expected, out)) << of.mode;
+        }
 }
 
 #ifdef __i386__
