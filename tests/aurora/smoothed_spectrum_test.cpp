@@ -288,6 +288,24 @@ TEST(SmoothedSpectrum, IntegersAreTheSameInEachEnvironment)
         });
 }
 
+TEST(SmoothedSpectrum, SinglesTakeTheRoundingMode)
+{
+    if (under_valgrind()) return;  // it always rounds to nearest
+    std::vector<float> x;
+    for (int i = 0; i < 9; ++i) x.insert(x.end(), {1, 1 + 0x1p-23F, 0x1p-12F, 0});
+    for (unsigned mode : {_MM_ROUND_NEAREST, _MM_ROUND_UP, _MM_ROUND_DOWN, _MM_ROUND_TOWARD_ZERO}) {
+        std::vector<float> out(10);
+        const bool up = mode == _MM_ROUND_UP;
+        _MM_SET_ROUNDING_MODE(mode);
+        zelsSmoothedPowerSpectrumAurora_32f(x.data(), out.data(), 36);
+        _MM_SET_ROUNDING_MODE(_MM_ROUND_NEAREST);
+        std::vector<float> expected(10, up ? 1 + 0x1.8p-22F : 1 + 0x1p-23F);
+        expected.front() = up ? 0.5F + 0x1p-24F : 0.5F;
+        expected.back() = up ? 1 + 0x1.8p-22F : 1 + 0x1p-22F;
+        EXPECT_TRUE(same_values(expected, out)) << mode;
+    }
+}
+
 // Kept: the bins between take the caller's rounding mode, the ends are always rounded down.
 TEST(SmoothedSpectrum, MiddleTakesTheRoundingMode)
 {

@@ -1,6 +1,8 @@
 // Wiener gains per bin, with their floor.
 #include <gtest/gtest.h>
 
+#include <xmmintrin.h>
+
 #include <limits>
 #include <string>
 #include <vector>
@@ -15,7 +17,7 @@ namespace zelsr::test {
 namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kLargest = std::numeric_limits<float>::max(), kFloor = 0.07943282F / (0.07943282F + 1.0F);
+constexpr float kFloor = 0.07943282F / (0.07943282F + 1.0F);
 
 template <class T>
 std::vector<T> gains(const Spectra<T, 3>& of)
@@ -290,6 +292,22 @@ TEST(WienerDesign, IntegersAreTheSameInEachEnvironment)
             EXPECT_TRUE(same_values(gains(of), out)) << setting;
             out.assign(67, -1);
         });
+}
+
+TEST(WienerDesign, SinglesTakeTheRoundingMode)
+{
+    if (under_valgrind()) return;  // it always rounds to nearest
+    const std::vector<float> zeros(13);
+    for (unsigned mode : {_MM_ROUND_NEAREST, _MM_ROUND_UP, _MM_ROUND_DOWN, _MM_ROUND_TOWARD_ZERO}) {
+        std::vector<float> out(13);
+        _MM_SET_ROUNDING_MODE(mode);
+        zelsWienerFilterDesign_Aurora_32f(zeros.data(), zeros.data(), zeros.data(), out.data(), 13);
+        const volatile float floor = 0.07943282F;
+        const volatile float above = floor + 1.0F;
+        const volatile float gain = floor / above;
+        _MM_SET_ROUNDING_MODE(_MM_ROUND_NEAREST);
+        EXPECT_TRUE(same_values(std::vector<float>(13, float{gain}), out)) << mode;
+    }
 }
 
 #ifdef __i386__
