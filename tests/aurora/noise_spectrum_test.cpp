@@ -249,7 +249,11 @@ TEST(NoiseSpectrum, OnlyTheDefaultNotANumberGivesZero)
 
 TEST(NoiseSpectrum, SubnormalSumsHaveAnInfiniteReciprocal)
 {
-    if (!std::isinf(reference::estimate(1e-40F))) return;  // an emulated processor's estimate is finite
+    const volatile float subnormal = 1e-40F;
+    _MM_SET_ROUNDING_MODE(_MM_ROUND_TOWARD_ZERO);
+    const volatile float estimate = reference::estimate(subnormal);
+    _MM_SET_ROUNDING_MODE(_MM_ROUND_NEAREST);
+    if (!std::isinf(estimate)) return;  // an emulator's estimate is a quotient in this mode
     expect_bin(1e-40F, 1e-40F, {kInfinity});
     expect_bin(0.0F, 1e-40F, {0.0F});
 }
