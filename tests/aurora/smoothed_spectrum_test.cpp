@@ -232,6 +232,11 @@ TEST(SmoothedSpectrum, NyquistSquareWraps)
     nyquist(46341, 31, -1, -1);
     nyquist(46341, 63, -1, -1);
     nyquist(INT32_MAX, 0, 1, 1);
+    nyquist(3, -63, INT32_MAX, INT64_MIN);
+    nyquist(3, -64, INT32_MAX, 0);
+    nyquist(46341, -64, INT32_MIN, 0);
+    nyquist(46341, INT32_MAX, -1, -1);
+    nyquist(0, INT32_MIN, 0, 0);
     nyquist(INT32_MIN + 1, -30, 1 << 30, 1 << 30);
 }
 

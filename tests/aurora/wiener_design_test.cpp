@@ -209,7 +209,9 @@ TEST(WienerDesign, DivisionByZeroGivesTheFloor)
             const int64_t d = (-4096 * 16384 / r - 82 * rise) / 4014;
             for (int64_t near = d - 1; near <= d + 1; ++near)
                 if (near >= INT16_MIN && n + rise <= INT16_MAX && ((82 * rise + 4014 * near) * r) >> 14 == -4096) {
-                    of[0].push_back(static_cast<int16_t>(n + rise));
+                    // Without a rise any power will do; a negative one would bring a negative ratio above the
+                    // floor.
+                    of[0].push_back(static_cast<int16_t>(rise == 0 ? -n : n + rise));
                     of[1].push_back(static_cast<int16_t>(n));
                     of[2].push_back(static_cast<int16_t>(near));
                 }
