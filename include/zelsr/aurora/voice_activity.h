@@ -112,7 +112,7 @@ SrStatus zelsVADInit_Aurora_16s(ZelVadState_Aurora* state);
  *
  * Checks: null ::SrErrNullPtr.
  * @{ */
-/** Single precision, in the caller's floating-point environment but for the plain sums. */
+/** Single precision, in the default floating-point environment, whatever the caller's. */
 SrStatus zelsVADDecision_Aurora_32f(const float* bands, const float* samples, int32_t extra_votes,
                                     uint32_t* decision, ZelVadState_Aurora* state);
 /** Fixed point. */
