@@ -1,6 +1,8 @@
 // Voice activity: every field of the record and every decision against the plain form.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "aurora/voice_activity_members.h"
@@ -145,7 +147,7 @@ TYPED_TEST(VoiceActivity, LongStreams)
         }
         typename Fixture::Source source;
         for (int frame = 0; frame < 150; ++frame) {
-            if (frame % (1 + stream % 5) == 0) source.next();
+            if (frame % (1 + stream % 5) == 0 && (frame < 60 || stream % 2 != 0)) source.next();
             const auto bands = source.bands();
             const auto samples = source.samples();
             const int32_t votes = uniform(0, 20) == 0 ? 5 : uniform(0, 4);
@@ -164,13 +166,13 @@ TYPED_TEST(VoiceActivity, LongStreams)
             ASSERT_TRUE(block.is(expected)) << "stream " << stream << ", flush " << frame;
         }
     }
-    EXPECT_GT(counts[SrVadSpeech], 100);
-    EXPECT_GT(counts[SrVadNoSpeech], 20);
-    EXPECT_GT(counts[SrVadUnknown], 20);
+    if (thin_effort()) return;
+    for (uint32_t decision : {SrVadSpeech, SrVadNoSpeech, SrVadUnknown})
+        EXPECT_GT(counts[decision], 50) << decision;
 }
 
 // One step from any record: levels of the size that the measures of the frame have, so that each comparison goes
-// both ways.
+// both ways, and next to thresholds.
 TYPED_TEST(VoiceActivity, OneStepFromAnyRecord)
 {
     using Fixture = VoiceActivity<TypeParam>;
@@ -193,6 +195,28 @@ TYPED_TEST(VoiceActivity, OneStepFromAnyRecord)
         record.low_level = near(measures.low_level);
         record.energy_mean = near(measures.energy_mean);
         record.previous_mean = near(measures.previous_mean);
+        if (trial % 2 != 0) {  // within a few of the smallest steps of a threshold
+            const auto at = [](Level measure, const std::vector<double>& thresholds) {
+                const std::size_t which = static_cast<std::size_t>(uniform<int>(0, int(thresholds.size()) - 1));
+                const int steps = uniform(-3, 3);
+                auto level = static_cast<Level>(std::min(static_cast<double>(measure) / thresholds[which], 2e9));
+                for (int step = 0; step < std::abs(steps); ++step)
+                    if constexpr (std::is_same_v<Level, float>)
+                        level = std::nextafter(level, steps < 0 ? -INFINITY : INFINITY);
+                    else
+                        level += steps < 0 ? -1 : 1;
+                return level;
+            };
+            record.variance_level = at(measures.variance_level, {1.5, 0.85, 0.25, 1.65});
+            record.energy_level = at(measures.energy_level, {1.5, 0.75, 0.5, 1.65});
+            record.low_level = at(measures.low_level, {1.5, 0.75, 0.5, 3.25});
+            record.previous_mean = 0;
+            // A mean that makes the ratio about 2.5.
+            const double l = static_cast<double>(measures.energy_level), n = record.frames + 1;
+            const double exact = (n * l / (2.5 * 1.1) - l) / std::max(n - 1, 1.0);
+            record.energy_mean = static_cast<Level>(std::clamp(exact * uniform(0.995, 1.005), -2e9, 2e9));
+            if (trial % 4 == 1) record.energy_mean = static_cast<Level>(std::clamp(exact, -2e9, 2e9));
+        }
         ASSERT_TRUE(Fixture::decides(record, bands, samples, uniform(0, 6)));
         ASSERT_TRUE(Fixture::flushes(record));
     }
@@ -205,9 +229,9 @@ TYPED_TEST(VoiceActivity, EveryRingOfVotes)
     const std::vector<T> bands(25, T(3)), samples(64, T(0));
     auto record = Fixture::fresh();
     record.energy_level = record.low_level = record.variance_level = 100000;
-    for (unsigned votes = 0; votes < 128; ++votes)
+    for (unsigned votes = 0; votes < 128; votes += thin_effort() ? 5 : 1)
         for (int position = 0; position < 7; ++position)
-            for (int32_t speech : {-1, 0, 1, 2, 23})
+            for (int32_t speech : thin_effort() ? std::vector{-1, 0, 1} : std::vector{-1, 0, 1, 2, 23})
                 for (int32_t brief : {-1, 0, 1, 5}) {
                     for (unsigned i = 0; i < 7; ++i) record.ring[i] = votes >> i & 1;
                     record.position = position;
