@@ -231,8 +231,8 @@ TYPED_TEST(VoiceActivity, EveryRingOfVotes)
     record.energy_level = record.low_level = record.variance_level = 100000;
     for (unsigned votes = 0; votes < 128; votes += thin_effort() ? 5 : 1)
         for (int position = 0; position < 7; ++position)
-            for (int32_t speech : thin_effort() ? std::vector{-1, 0, 1} : std::vector{-1, 0, 1, 2, 23})
-                for (int32_t brief : {-1, 0, 1, 5}) {
+            for (int32_t speech : thin_effort() ? std::vector{-1, 0} : std::vector{-1, 0, 1, 23})
+                for (int32_t brief : {-1, 0, 1}) {
                     for (unsigned i = 0; i < 7; ++i) record.ring[i] = votes >> i & 1;
                     record.position = position;
                     record.speech_hangover = speech;
