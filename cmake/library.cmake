@@ -51,6 +51,7 @@ zelsr_subsystem(aurora USES core)
 zelsr_subsystem(noise USES core)
 zelsr_subsystem(signal USES core)
 zelsr_subsystem(vq USES core)
+zelsr_subsystem(aurora USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

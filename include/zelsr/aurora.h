@@ -3,5 +3,6 @@
 #define ZELSR_AURORA_H
 
 #include "zelsr/aurora/spectrum.h"
+#include "zelsr/aurora/voice_activity.h"
 
 #endif
