@@ -50,6 +50,7 @@ zelsr_subsystem(lpc USES core)
 zelsr_subsystem(noise USES core)
 zelsr_subsystem(signal USES core)
 zelsr_subsystem(vq USES core)
+zelsr_subsystem(aurora USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

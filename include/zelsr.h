@@ -2,6 +2,7 @@
 #ifndef ZELSR_H
 #define ZELSR_H
 
+#include "zelsr/aurora.h"
 #include "zelsr/core.h"
 #include "zelsr/estimation.h"
 #include "zelsr/frontend.h"

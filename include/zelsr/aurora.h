@@ -1,0 +1,7 @@
+/* The distributed front-end: noise reduction, voice activity, wave processing. */
+#ifndef ZELSR_AURORA_H
+#define ZELSR_AURORA_H
+
+#include "zelsr/aurora/bands.h"
+
+#endif
