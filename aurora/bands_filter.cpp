@@ -90,10 +90,11 @@ class SplitTaps {
         int32_t largest = 1;
         for (std::ptrdiff_t k = 0; k < count; ++k) {
             const int32_t magnitude = std::abs(int32_t{load_one(taps + k)});
-            lane[k % 8] += magnitude;
+            if (k < 8 * whole_) lane[k % 8] += magnitude;
             largest = std::max(largest, magnitude);
         }
-        const bool never = *std::max_element(lane, lane + 8) <= kLaneLimit;
+        // The last taps may meet any lane's.
+        const bool never = *std::max_element(lane, lane + 8) + largest <= kLaneLimit;
         registers_ = never ? whole_ + 1 : kLaneLimit / largest;
         const std::ptrdiff_t rest = count % 8;
         std::memcpy(last_ + (count < 8 ? 0 : 8 - rest), taps + count - rest, 2 * static_cast<std::size_t>(rest));
@@ -104,21 +105,22 @@ class SplitTaps {
     [[gnu::always_inline]] void sum(const int16_t* x, __m128d (&sums)[Count]) const
     {
         for_each_index<Count>([&](auto n) { sums[n] = _mm_setzero_pd(); });
-        Lanes<Count> lanes;
-        for (std::ptrdiff_t r = 0; r < whole_;) {
-            const std::ptrdiff_t end = std::min<std::ptrdiff_t>(r + registers_, whole_);
+        const std::ptrdiff_t all = whole_ + (count_ % 8 != 0 ? 1 : 0);
+        for (std::ptrdiff_t r = 0; r < all;) {
+            Lanes<Count> lanes;
             lanes.clear();
-            for (; r < end; ++r) {
+            const std::ptrdiff_t end = std::min(r + registers_, all);
+            for (; r < std::min(end, whole_); ++r) {
                 const __m128i t = Unaligned::bytes(taps_ + 8 * r);
                 lanes.add(_mm_and_si128(t, even()), _mm_andnot_si128(even(), t),
                           [&](int n) { return Unaligned::bytes(x + 8 * r + 2 * n); });
             }
+            if (end > whole_) {
+                add_last(x, lanes);
+                r = end;
+            }
             lanes.join_to(sums);
         }
-        if (count_ % 8 == 0) return;
-        lanes.clear();
-        add_last(x, lanes);
-        lanes.join_to(sums);
     }
 
   private:
