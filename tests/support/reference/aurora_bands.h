@@ -30,7 +30,8 @@ template <class T>
 std::array<Sum<T>, 4> lanes(const T* x, const std::vector<T>& taps)
 {
     std::array<Sum<T>, 4> sums{};
-    for (std::size_t k = 0; k < taps.size(); ++k) sums[k % 4] += Sum<T>{taps[k]} * Sum<T>{x[k]};
+    for (std::size_t k = 0; k < taps.size(); ++k)
+        sums[k % 4] += static_cast<Sum<T>>(taps[k]) * static_cast<Sum<T>>(x[k]);
     return sums;
 }
 
