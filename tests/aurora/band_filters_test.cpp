@@ -297,6 +297,34 @@ TEST(BandFilters_16s, SplitOfTheExtremesDoesNotWrap)
     EXPECT_EQ(low, std::vector<int16_t>(9, 16384)) << "2^31 / 2^17";
 }
 
+// Equal taps whose products with -32768 come to just below and to just above 2^31 after any number of them.
+TEST(BandFilters_16s, SumsAroundTheLimitsOf32Bits)
+{
+    const auto x = [](std::size_t count) { return std::vector<int16_t>(18 + count, INT16_MIN); };
+    for (int terms = 1; terms <= 17; ++terms)
+        for (int limit : {65535, 65536})
+            for (int sign : {1, -1}) {
+                const int magnitude = std::min((limit + terms - 1) / terms, sign > 0 ? 32767 : 32768);
+                const auto tap = static_cast<int16_t>(sign * magnitude);
+                for (std::size_t count : {5u, 7u, 8u, 9u, 15u, 16u, 17u, 23u, 31u, 40u, 63u, 72u, 135u, 139u})
+                    for (int32_t sf : {16, 20}) {
+                        ASSERT_TRUE(splits(x(count), 20, std::vector<int16_t>(count, tap), sf)) << count;
+                        std::vector<int16_t> turning(count, tap);
+                        for (std::size_t k = 1; k < count; k += 2) turning[k] = static_cast<int16_t>(-(tap + 1));
+                        ASSERT_TRUE(splits(x(count), 20, turning, sf)) << count;
+                    }
+                std::vector<int16_t> taps(17, 0);
+                for (int j = 0; j < terms; ++j) taps[static_cast<std::size_t>(j)] = tap;
+                ASSERT_TRUE(filters(std::vector<int16_t>(96, INT16_MIN), taps, 17)) << terms;
+            }
+    for (int last : {3855, 3856}) {
+        std::vector<int16_t> taps(17, -3855);
+        taps[16] = static_cast<int16_t>(-last);
+        for (int32_t sf : {14, 15, 16, 17})
+            ASSERT_TRUE(filters(std::vector<int16_t>(96, INT16_MIN), taps, sf)) << last;
+    }
+}
+
 // Two products of -32768 by itself make 2^31, which a pair's 32 bits turn into -2^31, as it is wanted.
 TEST(BandFilters_16s, ResidualPairsWrap)
 {
