@@ -59,8 +59,8 @@ SrStatus zelsResidualFilter_Aurora_16s_Sfs(const int16_t* src, int16_t* dst, con
  *   (to 199 for a c of 121 or more); then from the first peak downwards, while c lies above 25, the largest from
  *   max(c - 79, 0) to c - 25. The first of equals wins everywhere.
  * - Weights are low at first. For each peak A and the next one B, in ascending order, with reach = 0.8 (B - A)
- *   truncated, they are high from a = max(A - 4, 0) to b - 1, b = A + reach - 4; then 1 at a - 1 and a, unless a
- * is 0, and 1 at b - 1 and b. The last peak takes the reach of the one before it, b is at most 200, and at 200
+ *   truncated, they are high from a = max(A - 4, 0) to b - 1, b = A + reach - 4; then 1 at a - 1 and a (for an a
+ *   above 0), and at b - 1 and b. The last peak takes the reach of the one before it, b is at most 200, and at 200
  *   there is no transition.
  *
  * Checks: null ::SrErrNullPtr.
@@ -73,9 +73,9 @@ SrStatus zelsWaveProcessing_Aurora_16s(const int16_t* src, int16_t* dst);
 /** @} */
 
 /** @name Blind equalisation
- * Takes a slowly learning bias from a frame's cepstrum. For each i: t = cepstrum[i] - bias[i]; cepstrum[i] = t;
- * bias[i]
- * += (t - reference[i]) * step.
+ * Takes a slowly learning bias from a frame's cepstrum. For each i:
+ *
+ * t = cepstrum[i] - bias[i]; cepstrum[i] = t; bias[i] = (t - reference[i]) * step + bias[i]
  *
  * Checks, in this order: null ::SrErrNullPtr; len below 1 ::SrErrSize.
  * @{ */
