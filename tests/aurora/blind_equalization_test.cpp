@@ -197,7 +197,7 @@ TEST(BlindEqualizationValues, Integers)
     EXPECT_EQ(of(32767, -32768, 32767, 275), (Pair{-32768, 32767 - 864}));
 }
 
-// 65535 values of each: the bias at both of its ends.
+// The bias at both of its ends and near them.
 TEST(BlindEqualizationValues, BiasSaturates)
 {
     for (int energy : {212, 243, 275})

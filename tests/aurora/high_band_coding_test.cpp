@@ -1,7 +1,6 @@
 // Codes of the high band's energies.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -150,7 +149,7 @@ TEST(HighBandValues, SinglesByValue)
     s.p[35] = s.p[40] = s.p[50] = 1;
     s.q[70] = s.q[80] = s.q[100] = 2;
     EXPECT_TRUE(near_values(std::vector<float>{0, 1, -10}, coded(s), 1e-6));
-    // A third of the weights by itself each.
+    // One band's weight after another.
     s.q[70] = 2 * std::exp(10.0F);
     EXPECT_TRUE(near_values(std::vector<float>{1, 2, -9}, coded(s), 4e-6));
     s.q[80] = 2 * std::exp(20.0F);

@@ -1,7 +1,6 @@
 // Weights that raise the part of each pitch period with its energy.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -117,8 +116,7 @@ TYPED_TEST(Wave, FramesWithManyEqualSums)
     }
 }
 
-// Weights by value: x = 32 everywhere but for a pulse is not silent, so the weights are read off a frame of zeros
-// with one sample each.
+// Weights as a text: - low, + high, 1.
 std::string weights_of(const std::vector<Weight>& w)
 {
     std::string text;
@@ -126,7 +124,6 @@ std::string weights_of(const std::vector<Weight>& w)
     return text;
 }
 
-// run("-", 4) + ...
 std::string run(const char* sign, int count)
 {
     std::string text;
@@ -134,7 +131,7 @@ std::string run(const char* sign, int count)
     return text;
 }
 
-// All sums of a constant frame are 0 but for rounding: x^2 - x x. So the main peak is 0 and the others follow it
+// All energies of a constant frame are 0: x^2 - x x. So the main peak is 0 and the others follow it
 // at 25, 50, ..., 175, and the weights can be read off.
 TEST(WaveValues, ConstantFrameHasAFixedGridOfPeaks)
 {
