@@ -4,5 +4,6 @@
 
 #include "zelsr/aurora/spectrum.h"
 #include "zelsr/aurora/voice_activity.h"
+#include "zelsr/aurora/bands.h"
 
 #endif
