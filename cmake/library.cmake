@@ -51,7 +51,6 @@ zelsr_subsystem(aurora USES core)
 zelsr_subsystem(noise USES core)
 zelsr_subsystem(signal USES core)
 zelsr_subsystem(vq USES core)
-zelsr_subsystem(aurora USES core)
 
 # Linked as C: no C++ runtime.
 add_library(zelsr SHARED)

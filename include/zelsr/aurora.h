@@ -2,8 +2,8 @@
 #ifndef ZELSR_AURORA_H
 #define ZELSR_AURORA_H
 
+#include "zelsr/aurora/bands.h"
 #include "zelsr/aurora/spectrum.h"
 #include "zelsr/aurora/voice_activity.h"
-#include "zelsr/aurora/bands.h"
 
 #endif
