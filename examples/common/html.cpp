@@ -5,6 +5,9 @@
 namespace zelsr::examples {
 namespace {
 
+// What is wider than the page moves sideways within it, by the keyboard too.
+constexpr std::string_view kWide = "<div class=\"wide\" tabindex=\"0\">\n";
+
 // The class and the id, if there are any.
 std::string marks(std::string_view look, std::string_view id = {})
 {
@@ -42,17 +45,14 @@ void Html::link(std::string_view id, std::string_view text)
     body_ += "<a" + attribute("href", std::string("#").append(id)) + ">" + escaped(text) + "</a>\n";
 }
 
-// Wide tables and pictures move sideways within the page, by the keyboard too.
-void Html::picture(const Svg& svg)
-{
-    body_ += "<div class=\"wide\" tabindex=\"0\">\n" + svg.finish() + "</div>\n";
-}
+void Html::picture(const Svg& svg) { body_.append(kWide).append(svg.finish()).append("</div>\n"); }
 
 void Html::table(std::string_view caption, const std::vector<Column>& columns,
                  const std::vector<std::vector<Cell>>& rows, std::string_view look)
 {
-    body_ += "<div class=\"wide\" tabindex=\"0\" role=\"region\"" + attribute("aria-label", caption) +
-             ">\n<table" + marks(look) + ">\n<caption>" + escaped(caption) + "</caption>\n<thead><tr>";
+    const std::string id = "table" + std::to_string(++tables_);
+    body_ += "<p" + marks("caption", id) + ">" + escaped(caption) + "</p>\n" + std::string(kWide) + "<table" +
+             marks(look) + attribute("aria-labelledby", id) + ">\n<thead><tr>";
     for (const Column& column : columns)
         body_ += "<th scope=\"col\"" + marks(column.number ? "number" : "") + "><span>" + escaped(column.name) +
                  "</span></th>";

@@ -42,7 +42,7 @@ class Html {
         std::string text;
         std::string look = {};
     };
-    // A row's first cell names it. The caption is read out before the table and shown above it.
+    // A row's first cell names it. The caption stands above the table and does not move with it.
     void table(std::string_view caption, const std::vector<Column>& columns,
                const std::vector<std::vector<Cell>>& rows, std::string_view look = {});
 
@@ -50,6 +50,7 @@ class Html {
 
   private:
     std::string body_;
+    int tables_ = 0;
 };
 
 }  // namespace zelsr::examples

@@ -11,6 +11,8 @@
 namespace zelsr::examples {
 namespace {
 
+using namespace report;
+
 void require_fit(bool fits, const std::string& what)
 {
     if (!fits) throw Failure("the page's content does not fit together: " + what);

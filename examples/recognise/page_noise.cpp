@@ -9,7 +9,7 @@
 #include "common/text.h"
 #include "recognise/page_parts.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 namespace {
 
 constexpr double kWidth = 760, kHeight = 330;
@@ -180,4 +180,4 @@ void add_noise(Html& page, const NoiseSeries& series, const std::string& id)
                columns, rows);
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

@@ -4,7 +4,7 @@
 #include "common/text.h"
 #include "recognise/page_parts.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 namespace {
 
 constexpr std::string_view kNotMeasured = "n/a";
@@ -61,4 +61,4 @@ std::string listed(std::span<const std::string> texts)
     return all;
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

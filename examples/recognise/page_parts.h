@@ -9,7 +9,7 @@
 #include "common/html.h"
 #include "recognise/page.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 
 std::string_view page_styles();
 constexpr int kSeriesLooks = 6;  // s0 ... of the style sheet
@@ -37,4 +37,4 @@ void add_rejection(Html& page, const Rejection& rejection);
 void add_voices(Html& page, const std::vector<VoiceRow>& voices);
 void add_utterance(Html& page, const UtterancePicture& utterance, const std::string& id);
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

@@ -7,12 +7,12 @@
 #include "common/text.h"
 #include "recognise/page_parts.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 namespace {
 
 constexpr double kWidth = 760, kHeight = 360;
 constexpr Box kPlot{72, 24, 664, 270};
-constexpr int kWantedBins = 24;
+constexpr int kWantedBins = 32;
 constexpr double kOutside = 0.01;  // of either group at the low end may lie left of the first bin
 
 // Finite ones in rising order.
@@ -197,4 +197,4 @@ void add_rejection(Html& page, const Rejection& rejection)
     add_choices(page, rejection);
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

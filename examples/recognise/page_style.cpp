@@ -1,6 +1,6 @@
 #include "recognise/page_parts.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 
 // Colours that tell series apart differ in lightness too. On paper the page is always light.
 std::string_view page_styles()
@@ -38,7 +38,7 @@ nav { display: flex; flex-wrap: wrap; gap: 0.2rem 1.2rem; margin: 1rem 0; }
 .headline p { margin: 0.2rem 0 0; }
 .soft, figcaption { color: var(--soft); font-size: 0.92rem; }
 .remarks { border-left: 5px solid rgb(var(--wrong)); padding: 0.1rem 1.1rem; margin: 1rem 0; }
-.wide { overflow-x: auto; margin: 0.6rem 0 1rem; }
+.wide { overflow-x: auto; margin: 0.2rem 0 1rem; }
 figure { margin: 0.8rem 0 1.2rem; }
 figure .wide { margin: 0; }
 figcaption { max-width: 46rem; margin-top: 0.3rem; }
@@ -47,22 +47,21 @@ details { margin: 0.3rem 0 1rem; }
 summary { cursor: pointer; }
 
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
-caption { text-align: left; color: var(--soft); font-size: 0.92rem; padding-bottom: 0.35rem; }
+.caption { color: var(--soft); font-size: 0.92rem; margin: 0.8rem 0 0.2rem; }
 th, td { padding: 0.22rem 0.8rem; text-align: left; vertical-align: top; border-bottom: 1px solid var(--rule); }
 thead th { border-bottom: 2px solid var(--soft); vertical-align: bottom; font-size: 0.92rem; }
-tbody th { font-weight: 600; white-space: nowrap; }
+tbody th { font-weight: 600; white-space: nowrap; position: sticky; left: 0; background: var(--page); }
 td.number { white-space: nowrap; }
 .number { text-align: right; }
 .facts th { font-weight: 400; color: var(--soft); white-space: normal; }
 .facts thead { display: none; }
-.note { color: var(--soft); min-width: 12rem; }
+.note { color: var(--soft); min-width: 18rem; }
 
 .matrix { font-size: 0.85rem; }
 .matrix th, .matrix td { padding: 0.16rem 0.3rem; }
 .matrix td { min-width: 2.1rem; text-align: center; border: 1px solid var(--rule); }
 .matrix thead th { text-align: center; font-size: inherit; font-weight: 600; }
 .matrix thead th.number span { writing-mode: vertical-rl; transform: rotate(180deg); }
-.matrix tbody th { position: sticky; left: 0; background: var(--page); }
 .right1, .right2, .right3, .right4, .right5, .wrong1, .wrong2, .wrong3, .wrong4, .wrong5 {
   print-color-adjust: exact; -webkit-print-color-adjust: exact;
 }
@@ -112,4 +111,4 @@ svg text { fill: var(--ink); }
 )";
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

@@ -4,7 +4,7 @@
 #include "common/text.h"
 #include "recognise/page_parts.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 namespace {
 
 constexpr int kShades = 5;
@@ -156,4 +156,4 @@ void add_voices(Html& page, const std::vector<VoiceRow>& voices)
                rows);
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report

@@ -11,14 +11,14 @@
 #include "recognise/page_parts.h"
 #include "zelsr/core/vector.h"
 
-namespace zelsr::examples {
+namespace zelsr::examples::report {
 namespace {
 
 constexpr double kWidth = 1080, kLeft = 84, kInnerWidth = kWidth - kLeft - 16;
 constexpr double kGap = 30, kStripHeight = 24, kLetterWidth = 7.4;
 constexpr double kWaveHeight = 90, kSpectrumHeight = 170, kStateHeight = 130, kScoreHeight = 150, kLeadHeight = 80;
 constexpr std::size_t kWaveColumns = 1000;
-const std::string kSilence = "silence";
+const std::string kSilenceName = "silence";
 
 std::string text_of(const Hypothesis& hypothesis) { return hypothesis.text.empty() ? "nothing" : hypothesis.text; }
 
@@ -100,7 +100,7 @@ class UtteranceChart {
         for (const PathSpan& span : hypothesis.spans) {
             const double left = strip.x(frame_time(span.first)), right = strip.x(frame_time(span.end));
             svg_.box({left, box.y, right - left, box.height}, "span " + look_of(span));
-            const std::string& label = span.word.empty() ? kSilence : span.word;
+            const std::string& label = span.word.empty() ? kSilenceName : span.word;
             if (kLetterWidth * static_cast<double>(label.size()) < right - left)
                 svg_.text({(left + right) / 2, box.y + 17}, label, span.word.empty() ? "tick" : "label",
                           Anchor::Middle);
@@ -229,8 +229,8 @@ class UtteranceChart {
         finish(scores, !has_second_);
         draw_borders(scores);
         svg_.begin_group("scores", &scores.box);
-        draw_curve(scores, best, "first");
         draw_curve(scores, second, "second");
+        draw_curve(scores, best, "first");  // over the second: where they are one, that is the best
         svg_.end_group();
         double x = kLeft + 330;
         struct Key {
@@ -303,7 +303,7 @@ void add_spans(Html& page, const UtterancePicture& utterance)
          {std::pair{&utterance.best, "best"}, std::pair{&utterance.second, "second"}})
         for (const PathSpan& span : hypothesis->spans)
             rows.push_back({{name},
-                            {span.word.empty() ? kSilence : span.word},
+                            {span.word.empty() ? kSilenceName : span.word},
                             {fixed(seconds_at(utterance, span.first), 2)},
                             {fixed(seconds_at(utterance, span.end), 2)},
                             {std::to_string(span.end - span.first)},
@@ -325,7 +325,7 @@ void add_utterance(Html& page, const UtterancePicture& utterance, const std::str
     content += ". The path of the best: ";
     std::vector<std::string> spans;
     for (const PathSpan& span : utterance.best.spans)
-        spans.push_back((span.word.empty() ? kSilence : span.word) + " to " +
+        spans.push_back((span.word.empty() ? kSilenceName : span.word) + " to " +
                         fixed(seconds_at(utterance, span.end), 2) + " s");
     content += listed(spans) + ".";
 
@@ -339,4 +339,4 @@ void add_utterance(Html& page, const UtterancePicture& utterance, const std::str
     add_spans(page, utterance);
 }
 
-}  // namespace zelsr::examples
+}  // namespace zelsr::examples::report
