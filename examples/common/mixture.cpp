@@ -1,4 +1,4 @@
-#include "train_gmm/mixture.h"
+#include "common/mixture.h"
 
 #include <zelsr.h>
 
@@ -8,7 +8,7 @@
 
 #include "common/failure.h"
 #include "common/fields.h"
-#include "train_gmm/statistics.h"
+#include "common/statistics.h"
 
 namespace zelsr::examples {
 namespace {
