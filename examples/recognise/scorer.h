@@ -42,7 +42,7 @@ class Scorer {
   public:
     virtual ~Scorer() = default;
     // features: normalised as the model asks for. scores gets their size.
-    virtual void score(const FeatureMatrix<float>& features, ScoreMatrix& scores) = 0;
+    virtual void score(const FeatureMatrix<float>& features, ScoreMatrix& scores) const = 0;
 };
 
 // Keeps what it needs of the model.
