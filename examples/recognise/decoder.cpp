@@ -191,6 +191,8 @@ class Search {
                                                           : network_.words[static_cast<std::size_t>(segment.word)];
             align(network_, {&chain, 1}, false, scores, segment.first, segment.end, path.states);
         }
+        for (std::size_t t = 0; t < path.states.size(); ++t)
+            path.frame_scores.push_back(scores[static_cast<std::int32_t>(t)][path.states[t]]);
         return path;
     }
 

@@ -23,6 +23,7 @@ struct Path {
     double score = 0;  // log likelihoods of the frames, transitions and penalties
     std::vector<Segment> segments;
     std::vector<std::int32_t> states;  // of every frame, as the model counts them
+    std::vector<float> frame_scores;   // of every frame, under its state
 };
 
 struct DecodingOptions {
