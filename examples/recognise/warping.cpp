@@ -14,8 +14,8 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr float kSpeechLevel = 0.3F;  // of the way from quiet to loudest
-constexpr double kBesideMs = 30;      // what is kept on either side
+constexpr float kSpeechLevel = 0.4F;  // of the way from quiet to loudest
+constexpr double kBesideMs = 150;     // what is kept on either side
 constexpr float kDeltasCount = 1.5F;  // as the static values do once
 constexpr std::int32_t kNearest = 1;  // the rounding of conversions: ties to even
 

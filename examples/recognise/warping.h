@@ -35,7 +35,7 @@ Sequence<T> converted(const Sequence<std::int16_t>& sequence);
 // How paths are found: how many frames the ends may be apart, and by how much a path may be behind the best one
 // before it is given up, in units of a frame's distance.
 struct Warping {
-    int band = 5;
+    int band = 15;
     double beam = 10;
 };
 
