@@ -103,7 +103,7 @@ TemplateModel TemplateModel::parse(std::string_view text)
 
 const std::vector<std::string>& warp_arithmetic_names()
 {
-    static const std::vector<std::string> kNames{"float", "16", "8"};
+    static const std::vector<std::string> kNames{"float", "16bit", "8bit"};
     return kNames;
 }
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "recognise/training.h"
-#include "recognise/warping.h"
+#include "recognise/sequence.h"
 
 namespace zelsr::examples {
 
@@ -53,7 +53,7 @@ TemplateModel choose_templates(const FeatureKind& kind, std::span<const Example>
 
 // What distances are formed in.
 enum class WarpArithmetic { Float, Integers16, Integers8 };
-const std::vector<std::string>& warp_arithmetic_names();  // "float", "16", "8"
+const std::vector<std::string>& warp_arithmetic_names();  // "float", "16bit", "8bit"
 
 struct TemplateMatch {
     struct Candidate {

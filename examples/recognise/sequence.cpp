@@ -1,4 +1,4 @@
-#include "recognise/warping.h"
+#include "recognise/sequence.h"
 
 #include <zelsr/core/convert.h>
 #include <zelsr/core/vector.h>
