@@ -18,13 +18,6 @@ std::vector<std::string> words_of(const std::string& text)
     return words;
 }
 
-FeatureMatrix<float> copy_of(const FeatureMatrix<float>& features)
-{
-    FeatureMatrix<float> copy(features.width());
-    copy.append({features.row(0), features.rows(), features.step()});
-    return copy;
-}
-
 // Errors on the way from the first words of one list to the first words of another.
 struct Errors {
     std::int64_t right = 0, substituted = 0, deleted = 0, inserted = 0;
@@ -58,7 +51,7 @@ std::vector<Outcome> recognise_all(const Recogniser& recogniser, std::span<const
 {
     std::vector<Outcome> outcomes(examples.size());
     for_all(examples.size(), threads, [&](std::size_t i) {
-        const Recognition heard = recogniser.recognise(copy_of(examples[i].features), options);
+        const Recognition heard = recogniser.recognise(copy_of(examples[i]).features, options);
         outcomes[i] = {examples[i].word,
                        heard.paths.empty() ? std::string(kNothing) : recogniser.text_of(heard.paths[0]),
                        heard.confidence, heard.accepted};
