@@ -104,8 +104,8 @@ svg text { fill: var(--ink); }
   nav { display: none; }
   svg, .large svg { min-width: 0; width: 100%; }
   .wide { overflow: visible; }
-  figure, tr, .headline { break-inside: avoid; }
-  h2, h3 { break-after: avoid; }
+  figure, tr, .headline, .matrix { break-inside: avoid; }
+  h2, h3, .caption { break-after: avoid; }
   .matrix { font-size: 7pt; } .matrix td { min-width: 0; }
 }
 )";
