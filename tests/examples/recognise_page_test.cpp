@@ -121,6 +121,37 @@ TEST(RecognisePage, ShowsWhatWasMeasured)
     EXPECT_EQ(count_of(page, "<svg"), 3);
 }
 
+// Unless they differ in what they compare.
+TEST(RecognisePage, NoisesOfOneScorerShareAPicture)
+{
+    PageContent content;
+    for (const char* noise : {"white", "pink"})
+        content.noises.push_back({noise, {NoiseSeries::kClean, 10}, {{"float", {{10, 9}, {10, 4}}}}});
+    content.noises[1].lines[0].words[1] = {10, 7};
+    std::string page = page_of(content);
+    EXPECT_EQ(faults_of(page), "");
+    EXPECT_EQ(count_of(page, "<svg"), 1);
+    EXPECT_TRUE(holds(page, "Accuracy against noise, scored by float"));
+    EXPECT_TRUE(holds(page,
+                      "<th scope=\"row\">white</th><td class=\"number\">90.0\u00a0%</td>"
+                      "<td class=\"number\">40.0\u00a0%</td>"));
+    EXPECT_TRUE(holds(page,
+                      "<th scope=\"row\">pink</th><td class=\"number\">90.0\u00a0%</td>"
+                      "<td class=\"number\">70.0\u00a0%</td>"));
+    PageContent other = content;
+    other.noises[1].snr_db[1] = 5;
+    EXPECT_EQ(count_of(page_of(other), "<svg"), 2);
+    other = content;
+    other.noises[1].lines[0].name = "templates";
+    EXPECT_EQ(count_of(page_of(other), "<svg"), 2);
+    other = content;
+    other.noises[0].lines.push_back(other.noises[0].lines[0]);
+    page = page_of(other);
+    EXPECT_EQ(faults_of(page), "");
+    EXPECT_EQ(count_of(page, "<svg"), 2);
+    EXPECT_TRUE(holds(page, "Accuracy against pink noise"));
+}
+
 TEST(RecognisePage, ConfusionsCountRowByRow)
 {
     PageContent content;
