@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "common/text.h"
+
 namespace zelsr::examples {
 namespace {
 
@@ -119,7 +121,7 @@ void add_picture(PageContent& content, const Recogniser& recogniser, const Recor
     const Recognition heard = recogniser.recognise(features_of(recording, mfcc), {connected, 2});
     if (heard.paths.empty()) return;
     UtterancePicture picture;
-    picture.name = recording.path;
+    picture.name = file_name(recording.path);
     picture.spoken = recording.word;
     picture.rate = recording.rate;
     picture.samples = recording.samples;
