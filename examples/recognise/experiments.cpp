@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "common/text.h"
+
 namespace zelsr::examples {
 namespace {
 
 const char* const kNotes[] = {"means and variances in single precision", "16-bit data, sums in single precision",
                               "16-bit data, sums in 32-bit integers",
-                              "single precision, a fifth of the Gaussians a frame"};
+                              "single precision, three tenths of the Gaussians a frame"};
 
 std::vector<Example> examples_for(const Recogniser& recogniser, std::span<const Recording> recordings, int threads)
 {
@@ -114,7 +116,7 @@ void add_picture(PageContent& content, const Recogniser& recogniser, const Recor
     const Recognition heard = recogniser.recognise(features_of(recording, mfcc), {connected, 2});
     if (heard.paths.empty()) return;
     UtterancePicture picture;
-    picture.name = recording.path;
+    picture.name = file_name(recording.path);
     picture.spoken = recording.word;
     picture.rate = recording.rate;
     picture.samples = recording.samples;
