@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <limits>
+#include <map>
 #include <sstream>
 
 #include "common/parallel.h"
+#include "recognise/material.h"
 
 namespace zelsr::examples {
 namespace {
@@ -16,13 +18,6 @@ std::vector<std::string> words_of(const std::string& text)
     std::vector<std::string> words;
     for (std::string word; stream >> word;) words.push_back(word);
     return words;
-}
-
-FeatureMatrix<float> copy_of(const FeatureMatrix<float>& features)
-{
-    FeatureMatrix<float> copy(features.width());
-    copy.append({features.row(0), features.rows(), features.step()});
-    return copy;
 }
 
 // Errors on the way from the first words of one list to the first words of another.
@@ -58,7 +53,7 @@ std::vector<Outcome> recognise_all(const Recogniser& recogniser, std::span<const
 {
     std::vector<Outcome> outcomes(examples.size());
     for_all(examples.size(), threads, [&](std::size_t i) {
-        const Recognition heard = recogniser.recognise(copy_of(examples[i].features), options);
+        const Recognition heard = recogniser.recognise(copy_of(examples[i]).features, options);
         outcomes[i] = {examples[i].word,
                        heard.paths.empty() ? std::string(kNothing) : recogniser.text_of(heard.paths[0]),
                        heard.confidence, heard.accepted};
@@ -73,10 +68,23 @@ Tally tally_of(std::span<const Outcome> outcomes)
     return tally;
 }
 
-Confusions confusions_of(std::span<const Outcome> outcomes, const Model& model)
+std::vector<VoiceRow> voice_rows(std::span<const Outcome> outcomes, std::span<const Recording> recordings)
+{
+    std::map<std::string, Tally> voices;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        Tally& tally = voices[speaker_of(recordings[i].path)];
+        ++tally.tested;
+        tally.right += outcomes[i].right();
+    }
+    std::vector<VoiceRow> rows;
+    for (const auto& [name, tally] : voices) rows.push_back({name, tally});
+    return rows;
+}
+
+Confusions confusions_of(std::span<const Outcome> outcomes, std::vector<std::string> known)
 {
     Confusions confusions;
-    for (const Word& word : model.words) confusions.spoken.push_back(word.name);
+    confusions.spoken = std::move(known);
     for (const Outcome& outcome : outcomes)  // words that the model does not know
         if (std::find(confusions.spoken.begin(), confusions.spoken.end(), outcome.spoken) ==
             confusions.spoken.end())

@@ -1,5 +1,7 @@
 #include "recognise/material.h"
 
+#include <cmath>
+
 #include "common/failure.h"
 #include "common/parallel.h"
 #include "common/text.h"
@@ -53,11 +55,30 @@ std::vector<Example> examples_of(std::span<const Recording> recordings, const Mf
     return examples;
 }
 
-FeatureKind kind_of_sound(MfccOptions options, int rate)
+FeatureKind kind_of_sound(MfccOptions options, int rate, double warp)
 {
     options.rate = rate;
+    if (options.high_hz == 0) options.high_hz = std::floor(options.highest_hz() * (1 - warp));
     options.check();
     return {true, options, options.width()};
+}
+
+Material training_material(std::span<const Recording> recordings, const FeatureKind& kind, double warp,
+                           int threads)
+{
+    Material material;
+    for (const Recording& recording : recordings) material.speakers.push_back(speaker_of(recording.path));
+    for (const double speed : {1.0, 1 - warp, 1 + warp}) {
+        MfccOptions options = kind.mfcc;
+        options.rate = static_cast<int>(std::lround(speed * options.rate));
+        options.check();
+        for (Example& example : examples_of(recordings, options, threads)) {
+            material.recordings.push_back(material.examples.size() % recordings.size());
+            material.examples.push_back(std::move(example));
+        }
+        if (warp == 0) break;
+    }
+    return material;
 }
 
 void check_rate(const Recording& recording, const FeatureKind& kind)
