@@ -10,7 +10,7 @@ namespace {
 
 const char* const kNotes[] = {"means and variances in single precision", "16-bit data, sums in single precision",
                               "16-bit data, sums in 32-bit integers",
-                              "single precision, a fifth of the Gaussians a frame"};
+                              "single precision, three tenths of the Gaussians a frame"};
 
 std::vector<Example> examples_for(const Recogniser& recogniser, std::span<const Recording> recordings, int threads)
 {
