@@ -20,7 +20,7 @@
 #include "common/sound_writer.h"
 #include "common/text.h"
 #include "resample/measure.h"
-#include "resample/resampler.h"
+#include "common/resampler.h"
 
 namespace zelsr::examples {
 namespace {
