@@ -131,8 +131,9 @@ void FixedChain::find_gain()
         for (std::size_t k = 0; k < bins_; ++k) kept_[k] = times_gain(times_gain(snr_[k], gain_[k]), gain_[k]);
     };
 
+    const std::span<const std::int32_t> snr(snr_.get(), bins_);
     for (std::size_t k = 0; k < bins_; ++k) {
-        const std::int64_t now = std::max(snr_[k] - kOne, std::int64_t{0});
+        const std::int64_t now = std::max(mean_with_neighbours(snr, k) - kOne, std::int64_t{0});
         prior_[k] = to_nearest_step(std::max(now + (((kept_[k] - now) * prior_memory_) >> 15), kLeast));
     }
     wiener();

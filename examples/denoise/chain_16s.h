@@ -16,6 +16,14 @@ namespace zelsr::examples {
 
 using AlignedInts = AlignedArray<std::int32_t>;
 
+// A quarter, a half and a quarter.
+template <class T>
+std::int64_t mean_with_neighbours(std::span<const T> values, std::size_t k)
+{
+    const std::size_t last = values.size() - 1;
+    return (2 * std::int64_t{values[k]} + values[k > 0 ? k - 1 : 0] + values[k < last ? k + 1 : last] + 2) >> 2;
+}
+
 // The noise estimate in 32-bit integers. It carries state from frame to frame, so that its scale cannot follow
 // each of them; when the noise has grown or fallen out of the range that the integers serve well, the estimator
 // starts again from its own estimate under another scale.

@@ -114,7 +114,8 @@ void FloatChain::find_gain()
         require(zelsMul_32f(kept_.get(), snr_.get(), kept_.get(), bins), "zelsMul_32f");
     };
 
-    require(zelsAddC_32f(snr_.get(), -1, prior_.get(), bins), "zelsAddC_32f");
+    mean_with_neighbours(snr_.get(), smoothed_.get());
+    require(zelsAddC_32f(smoothed_.get(), -1, prior_.get(), bins), "zelsAddC_32f");
     require(zelsMaxEvery_32f_I(zeros_.get(), prior_.get(), bins), "zelsMaxEvery_32f_I");
     require(zelsMulC_32f_I(1 - prior_memory_, prior_.get(), bins), "zelsMulC_32f_I");
     require(zelsMulC_32f_I(prior_memory_, kept_.get(), bins), "zelsMulC_32f_I");
@@ -145,17 +146,23 @@ void FloatChain::apply_gain()
     require(zelsMul_32f(frame_.get(), synthesis_.get(), frame_.get(), length), "zelsMul_32f");
 }
 
+// A quarter, a half and a quarter.
+void FloatChain::mean_with_neighbours(const float* src, float* dst)
+{
+    const auto bins = static_cast<std::int32_t>(bins_);
+    require(zelsMulC_32f(src, 0.25F, scratch_.get(), bins), "zelsMulC_32f");
+    require(zelsMulC_32f(src, 0.5F, dst, bins), "zelsMulC_32f");
+    require(zelsAdd_32f_I(scratch_.get(), dst + 1, bins - 1), "zelsAdd_32f_I");
+    require(zelsAdd_32f_I(scratch_.get() + 1, dst, bins - 1), "zelsAdd_32f_I");
+    dst[0] += scratch_[0];
+    dst[bins - 1] += scratch_[bins_ - 1];
+}
+
 void FloatChain::track_noise()
 {
     const auto bins = static_cast<std::int32_t>(bins_);
-    // A quarter, a half and a quarter of neighbours: a steadier spectrum has a higher minimum, and noise is not
-    // taken for speech.
-    require(zelsMulC_32f(power_.get(), 0.25F, scratch_.get(), bins), "zelsMulC_32f");
-    require(zelsMulC_32f(power_.get(), 0.5F, smoothed_.get(), bins), "zelsMulC_32f");
-    require(zelsAdd_32f_I(scratch_.get(), smoothed_.get() + 1, bins - 1), "zelsAdd_32f_I");
-    require(zelsAdd_32f_I(scratch_.get() + 1, smoothed_.get(), bins - 1), "zelsAdd_32f_I");
-    smoothed_[0] += scratch_[0];
-    smoothed_[bins_ - 1] += scratch_[bins_ - 1];
+    // A steadier spectrum has a higher minimum, so that noise is not taken for speech.
+    mean_with_neighbours(power_.get(), smoothed_.get());
     require(zelsUpdateNoisePSDMCRA_32f_I(smoothed_.get(), estimator(), estimate_.get()),
             "zelsUpdateNoisePSDMCRA_32f_I");
 

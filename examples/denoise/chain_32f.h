@@ -39,6 +39,7 @@ class FloatChain {
     void find_gain();
     void apply_gain();
     void track_noise();
+    void mean_with_neighbours(const float* src, float* dst);
     ZelMcraState_32f* estimator() { return reinterpret_cast<ZelMcraState_32f*>(estimator_.get()); }
 
     FrameShape shape_;

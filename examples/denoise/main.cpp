@@ -57,7 +57,8 @@ constexpr std::string_view kHelp =
     "measure mixes white, pink, babble and tone noise into speech (default:\n"
     "examples/speech/*.flac) at 15, 10, 5 and 0 dB, and prints the segmental SNR before and\n"
     "after: the mean over the frames of 20 ms within 30 dB of the loudest one, each limited to\n"
-    "-10 ... 35 dB. --csv writes the same numbers to a file.\n"
+    "-10 ... 35 dB; and by how many dB the other frames are quieter. --csv writes the same\n"
+    "numbers to a file.\n"
     "\n"
     "Samples beyond full scale are limited and counted. Exit status: 0 done, 1 failed,\n"
     "2 wrong use.\n";
@@ -240,7 +241,7 @@ void measure_all(const Measuring& task)
     if (task.csv) csv.emplace(*task.csv);
     const std::vector<Measured> measured = measure(task.files, gain_of(kDefaultFloor));
     std::fputs(table_of(measured).c_str(), stdout);
-    if (!peer_there()) std::puts("note: built without SpeexDSP, whose column is left out");
+    if (!peer_there()) std::puts("note: built without SpeexDSP, whose columns are left out");
     if (!csv) return;
     csv->write(csv_of(measured));
     csv->commit();

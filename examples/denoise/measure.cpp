@@ -28,6 +28,20 @@ double energy(std::span<const float> samples)
     return sum;
 }
 
+// use(first sample, samples, energy, whether somebody speaks) for each frame of 20 ms.
+template <class Use>
+void for_frames(std::span<const float> clean, int rate, Use use)
+{
+    const auto length = static_cast<std::size_t>(rate / 50);
+    double most = 0;
+    for (std::size_t i = 0; i + length <= clean.size(); i += length)
+        most = std::max(most, energy(clean.subspan(i, length)));
+    for (std::size_t i = 0; i + length <= clean.size(); i += length) {
+        const double speech = energy(clean.subspan(i, length));
+        use(i, length, speech, speech >= kLoudestToQuiet * most);
+    }
+}
+
 template <class Chain>
 std::vector<float> cleaned(const Settings& settings, std::span<const float> sound)
 {
@@ -52,7 +66,9 @@ std::vector<std::vector<float>> all_cleaned(std::span<const float> sound, int ra
             const Settings settings{rate, rule, least_gain};
             all.push_back(fixed ? cleaned<FixedChain>(settings, sound) : cleaned<FloatChain>(settings, sound));
         }
-    if (peer_there()) all.push_back(cleaned_by_peer(sound, rate, least_gain));
+    if (peer_there())
+        for (const Start start : {Start::Cold, Start::Warm})
+            all.push_back(cleaned_by_peer(sound, rate, least_gain, start));
     return all;
 }
 
@@ -69,32 +85,37 @@ void scale_both(std::vector<float>& clean, std::vector<float>& mixture)
 
 double segmental_snr(std::span<const float> clean, std::span<const float> other, int rate)
 {
-    const auto length = static_cast<std::size_t>(rate / 50);
-    std::vector<double> speech, error;
-    for (std::size_t i = 0; i + length <= clean.size(); i += length) {
-        speech.push_back(energy(clean.subspan(i, length)));
-        error.push_back(0);
-        for (std::size_t k = i; k < i + length; ++k) {
-            const double difference = double{clean[k]} - other[k];
-            error.back() += difference * difference;
-        }
-    }
-    if (speech.empty()) return 0;
-    const double limit = kLoudestToQuiet * *std::max_element(speech.begin(), speech.end());
     double sum = 0, count = 0;
-    for (std::size_t f = 0; f < speech.size(); ++f) {
-        if (speech[f] < limit) continue;
-        sum += std::clamp(10 * std::log10(speech[f] / std::max(error[f], 1e-30)), kLeast, kMost);
+    for_frames(clean, rate, [&](std::size_t first, std::size_t length, double speech, bool spoken) {
+        if (!spoken) return;
+        double error = 0;
+        for (std::size_t k = first; k < first + length; ++k) {
+            const double difference = double{clean[k]} - other[k];
+            error += difference * difference;
+        }
+        sum += std::clamp(10 * std::log10(speech / std::max(error, 1e-30)), kLeast, kMost);
         ++count;
-    }
-    return sum / count;
+    });
+    return count > 0 ? sum / count : 0;
+}
+
+double quieter_by(std::span<const float> clean, std::span<const float> before, std::span<const float> after,
+                  int rate)
+{
+    double was = 0, is = 0;
+    for_frames(clean, rate, [&](std::size_t first, std::size_t length, double, bool spoken) {
+        if (spoken) return;
+        was += energy(before.subspan(first, length));
+        is += energy(after.subspan(first, length));
+    });
+    return was > 0 && is > 0 ? 10 * std::log10(was / is) : 0;
 }
 
 const std::vector<std::string>& measured_ways()
 {
     static const std::vector<std::string> kWays = [] {
         std::vector<std::string> ways{"ephraim-malah", "wiener", "ephraim-malah --fixed", "wiener --fixed"};
-        if (peer_there()) ways.push_back("speexdsp");
+        if (peer_there()) ways.insert(ways.end(), {"speexdsp", "speexdsp (warm)"});
         return ways;
     }();
     return kWays;
@@ -122,7 +143,8 @@ std::vector<Measured> measure(const FileNames& files, double least_gain)
     double done = 0;
     for (std::size_t n = 0; n < noises; ++n)
         for (const double distance : kDistances) {
-            Measured one{static_cast<NoiseKind>(n), distance, 0, std::vector<double>(measured_ways().size())};
+            const std::vector<double> none(measured_ways().size());
+            Measured one{static_cast<NoiseKind>(n), distance, 0, none, none};
             for (std::size_t v = 0; v < voices.size(); ++v) {
                 std::vector<float> clean = voices[v];
                 const auto seed = static_cast<std::uint32_t>(v + 1);
@@ -132,8 +154,10 @@ std::vector<Measured> measure(const FileNames& files, double least_gain)
                 const auto share = static_cast<double>(voices.size());
                 one.before += segmental_snr(clean, mixture, rate) / share;
                 const auto results = all_cleaned(mixture, rate, least_gain);
-                for (std::size_t w = 0; w < results.size(); ++w)
+                for (std::size_t w = 0; w < results.size(); ++w) {
                     one.after[w] += segmental_snr(clean, results[w], rate) / share;
+                    one.pauses[w] += quieter_by(clean, mixture, results[w], rate) / share;
+                }
                 progress.at(++done);
             }
             all.push_back(std::move(one));
@@ -143,15 +167,18 @@ std::vector<Measured> measure(const FileNames& files, double least_gain)
 
 std::string table_of(const std::vector<Measured>& measured)
 {
-    std::string text =
-        "segmental SNR in dB, and what is gained\n" + padded("noise", -8) + padded("SNR", 4) + padded("before", 8);
-    for (const std::string& way : measured_ways()) text += padded(way, 23);
+    std::string text = "Segmental SNR in dB, what is gained, and by how many dB pauses are quieter\n" +
+                       padded("noise", -8) + padded("SNR", 4) + padded("before", 8);
+    for (const std::string& way : measured_ways()) text += padded(way, 25);
     text += "\n";
     for (const Measured& one : measured) {
         text += padded(noise_name(one.noise), -8) + padded(fixed(one.snr, 0), 4) + padded(fixed(one.before, 2), 8);
-        for (const double after : one.after)
-            text += padded(fixed(after, 2), 14) +
-                    padded((after < one.before ? "(" : "(+") + fixed(after - one.before, 2) + ")", 9);
+        for (std::size_t w = 0; w < one.after.size(); ++w) {
+            const double gained = one.after[w] - one.before;
+            text += padded(fixed(one.after[w], 2), 10) +
+                    padded(std::string(gained < 0 ? "" : "+").append(fixed(gained, 2)), 8) +
+                    padded(std::string("[").append(fixed(one.pauses[w], 1)).append("]"), 7);
+        }
         text += "\n";
     }
     return text;
@@ -159,11 +186,11 @@ std::string table_of(const std::vector<Measured>& measured)
 
 std::string csv_of(const std::vector<Measured>& measured)
 {
-    std::string text = "noise,snr,way,before,after\n";
+    std::string text = "noise,snr,way,before,after,pauses\n";
     for (const Measured& one : measured)
         for (std::size_t w = 0; w < one.after.size(); ++w)
             text += noise_name(one.noise) + "," + fixed(one.snr, 0) + "," + measured_ways()[w] + "," +
-                    fixed(one.before, 4) + "," + fixed(one.after[w], 4) + "\n";
+                    fixed(one.before, 4) + "," + fixed(one.after[w], 4) + "," + fixed(one.pauses[w], 4) + "\n";
     return text;
 }
 

@@ -16,15 +16,20 @@ namespace zelsr::examples {
 // an ear.
 double segmental_snr(std::span<const float> clean, std::span<const float> other, int rate);
 
+// By how many dB all frames together in which nobody speaks are quieter than they were.
+double quieter_by(std::span<const float> clean, std::span<const float> before, std::span<const float> after,
+                  int rate);
+
 // The ways that are measured, by name: both gains in floating point and in 16 bits, and SpeexDSP's preprocessor
 // where there is one.
 const std::vector<std::string>& measured_ways();
 
 struct Measured {
     NoiseKind noise;
-    double snr;                 // at which the noise was mixed in, dB
-    double before;              // segmental SNR, means over the files
-    std::vector<double> after;  // by the ways
+    double snr;                  // at which the noise was mixed in, dB
+    double before;               // segmental SNR, means over the files
+    std::vector<double> after;   // the same, by the ways
+    std::vector<double> pauses;  // by how many dB they are quieter
 };
 
 // The files as one rate, that of the first one; the noise made of them where it is babble. least_gain: as in

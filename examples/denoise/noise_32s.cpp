@@ -62,10 +62,8 @@ void FixedNoise::start()
 
 void FixedNoise::update(std::span<const std::int64_t> squares, int exponent)
 {
-    // A quarter, a half and a quarter of neighbours, as in FloatChain::track_noise().
     const std::size_t last = squares.size() - 1;
-    for (std::size_t k = 0; k <= last; ++k)
-        powers_[k] = (2 * squares[k] + squares[k > 0 ? k - 1 : 0] + squares[std::min(k + 1, last)] + 2) >> 2;
+    for (std::size_t k = 0; k <= last; ++k) powers_[k] = mean_with_neighbours(squares, k);
     if (first_) {
         const std::int64_t most = *std::max_element(powers_.begin(), powers_.end());
         if (most > 0) scale_ = std::clamp(top_bit(most) + exponent - kWantedBit, least_scale_, most_scale_);

@@ -16,7 +16,7 @@ namespace zelsr::examples {
 
 bool peer_there() { return true; }
 
-std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, double least_gain)
+std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, double least_gain, Start start)
 {
     const int length = rate / 50;
     const std::unique_ptr<SpeexPreprocessState, void (*)(SpeexPreprocessState*)> state(
@@ -32,7 +32,12 @@ std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, doubl
     in_form(sound, samples);
     const auto frame = static_cast<std::size_t>(length);
     samples.resize((samples.size() / frame + 2) * frame);
-    for (std::size_t i = 0; i < samples.size(); i += frame) speex_preprocess_run(state.get(), &samples[i]);
+    const auto run = [&](std::vector<std::int16_t>& all) {
+        for (std::size_t i = 0; i < all.size(); i += frame) speex_preprocess_run(state.get(), &all[i]);
+    };
+    std::vector<std::int16_t> heard = samples;
+    if (start == Start::Warm) run(heard);
+    run(samples);
     std::vector<float> cleaned(sound.size());
     std::transform(samples.begin() + length, samples.begin() + length + static_cast<std::ptrdiff_t>(sound.size()),
                    cleaned.begin(), [](std::int16_t sample) { return static_cast<float>(sample) / 32768; });
@@ -46,7 +51,7 @@ std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, doubl
 namespace zelsr::examples {
 
 bool peer_there() { return false; }
-std::vector<float> cleaned_by_peer(std::span<const float>, int, double) { return {}; }
+std::vector<float> cleaned_by_peer(std::span<const float>, int, double, Start) { return {}; }
 
 }  // namespace zelsr::examples
 

@@ -8,7 +8,10 @@ namespace zelsr::examples {
 
 bool peer_there();
 
-// Its noise suppression alone, in frames of 20 ms, never below least_gain. Its delay of a frame is taken back.
-std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, double least_gain);
+enum class Start { Cold, Warm };
+
+// Its noise suppression alone, in frames of 20 ms, with least_gain as its limit. Its delay of a frame is taken
+// back. Warm: it has heard the same sound once before, since its noise estimate takes some seconds.
+std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, double least_gain, Start start);
 
 }  // namespace zelsr::examples

@@ -50,11 +50,12 @@ constexpr double kNoiseRises = 0.99, kNoiseFalls = 0.95;  // what is kept of the
 
 // snr = power / noise is the a-posteriori ratio of a bin, and the a-priori one is first
 //
-//     prior = memory * (gain^2 * snr of the frame before) + (1 - memory) * max(snr - 1, 0)
+//     prior = memory * (gain^2 * snr of the frame before) + (1 - memory) * max(mean of neighbours' snr - 1, 0)
 //
 // whose Wiener gain q tells what this frame holds itself, prior = q^2 * snr, from which the gain is formed: so
-// that a sound's beginning is not judged by the silence before it.
-constexpr double kPriorMemory = 0.98;  // of 8 ms
+// that a sound's beginning is not judged by the silence before it. Lone bins that rise by chance would be heard as
+// notes; the mean takes them back.
+constexpr double kPriorMemory = 0.97;  // of 8 ms
 
 // All ratios are those of powers.
 constexpr double kLeastPrior = 0.003, kLeastSnr = 0.05, kMostSnr = 1000;
