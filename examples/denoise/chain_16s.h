@@ -41,8 +41,7 @@ class FixedNoise {
 
   private:
     void start();
-    void set_scale(int scale);
-    void follow();
+    void follow(int exponent);
     ZelMcraState_32s* estimator() { return reinterpret_cast<ZelMcraState_32s*>(estimator_.get()); }
 
     FrameShape shape_;
@@ -50,6 +49,7 @@ class FixedNoise {
     int scale_ = 0;               // an integer stands for as many powers as 2^scale_
     std::int64_t rises_, falls_;  // what is kept of a distance, Q15
     bool first_ = true;
+    int patience_, outside_ = 0;  // frames
     AlignedArray<std::uint8_t> estimator_;
     AlignedInts input_, estimate_;
     std::vector<std::int64_t> powers_, noise_;  // noise_: with kFraction bits of fraction

@@ -17,6 +17,9 @@ constexpr std::int64_t kMostInteger = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kQuiet = std::int64_t{1} << 14, kLoud = std::int64_t{1} << 25;
 constexpr int kWantedBit = 20;
 
+// For so long the noise has to be out of that range: it may still be on its way.
+constexpr double kPatienceSeconds = 0.25;
+
 // value * 2^-bits, rounded down and limited to what 63 bits hold.
 std::int64_t scaled(std::int64_t value, int bits)
 {
@@ -43,6 +46,7 @@ FixedNoise::FixedNoise(const FrameShape& shape)
       scale_(least_scale_),
       rises_(std::lround(shape.per_shift(kNoiseRises) * 32768)),
       falls_(std::lround(shape.per_shift(kNoiseFalls) * 32768)),
+      patience_(static_cast<int>(kPatienceSeconds * shape.rate / shape.shift())),
       powers_(static_cast<std::size_t>(shape.bins())),
       noise_(powers_.size())
 {
@@ -77,21 +81,29 @@ void FixedNoise::update(std::span<const std::int64_t> squares, int exponent)
         noise_[k] = first_ ? now : now + (((noise_[k] - now) * (now > noise_[k] ? rises_ : falls_)) >> 15);
     }
     first_ = false;
-    follow();
+    follow(exponent);
 }
 
-void FixedNoise::follow()
+void FixedNoise::follow(int exponent)
 {
     const std::int64_t most = *std::max_element(estimate_.get(), estimate_.get() + noise_.size());
-    if (most >= kQuiet && most <= kLoud) return;
-    const int scale = std::clamp(scale_ + top_bit(most) - kWantedBit, least_scale_, most_scale_);
-    if (scale == scale_) return;
-    const int bits = scale - scale_;
-    scale_ = scale;
+    outside_ = most < kQuiet || most > kLoud ? outside_ + 1 : 0;
+    if (outside_ < patience_) return;
+    outside_ = 0;
+    // Where the estimate is at the integers' limit, this frame says more.
+    std::int64_t largest = 0;
     for (std::size_t k = 0; k < noise_.size(); ++k) {
-        noise_[k] = scaled(noise_[k], bits);
-        input_[k] = static_cast<std::int32_t>(std::min(scaled(estimate_[k], bits), kMostInteger));
+        const std::int64_t held = estimate_[k];
+        powers_[k] = held > kMostInteger / 2 ? std::max(held, scaled(powers_[k], scale_ - exponent)) : held;
+        largest = std::max(largest, powers_[k]);
     }
+    const int scale = std::clamp(scale_ + top_bit(largest) - kWantedBit, least_scale_, most_scale_);
+    if (scale == scale_) return;
+    for (std::size_t k = 0; k < noise_.size(); ++k) {
+        noise_[k] = scaled(noise_[k], scale - scale_);
+        input_[k] = static_cast<std::int32_t>(std::min(scaled(powers_[k], scale - scale_), kMostInteger));
+    }
+    scale_ = scale;
     start();
     require(zelsUpdateNoisePSDMCRA_32s_I(input_.get(), estimator(), estimate_.get()),
             "zelsUpdateNoisePSDMCRA_32s_I");
