@@ -266,7 +266,8 @@ class DenoiseTest(ProgramTestCase):
             lines = self.tracks_of(self.path("p.svg"))
             self.assertEqual(sorted(lines), ["cleaned", "noise", "sound"])
             for seconds, decibels in lines["noise"]:
-                self.assertLess(abs(decibels + 40), 3, (way, seconds))
+                # A little of the tone's skirts counts as noise.
+                self.assertLess(abs(decibels + 40), 4 if 2 < seconds < 3.5 else 1.5, (way, seconds))
             at = lambda name, time: min(lines[name], key=lambda point: abs(point[0] - time))[1]
             self.assertLess(abs(at("sound", 2.5) - 20 * math.log10(6000 / 32768) + 3), 0.5)
             self.assertLess(abs(at("cleaned", 2.5) - at("sound", 2.5)), 0.5)
