@@ -89,6 +89,27 @@ const std::vector<std::string>& sample_format_names()
 }
 int sample_format_of_name(std::size_t position) { return kSampleFormats[position].code; }
 
+int changed_format(int format, std::optional<int> container, std::optional<int> samples, int rate, int channels)
+{
+    if (container && (format & SF_FORMAT_TYPEMASK) != *container &&
+        !(*container == SF_FORMAT_WAV && (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAVEX)) {
+        const int kept = format & SF_FORMAT_SUBMASK;
+        format = *container | kept;
+        for (const int coding :
+             {kept, int{SF_FORMAT_PCM_16}, int{SF_FORMAT_VORBIS}, int{SF_FORMAT_MPEG_LAYER_III}}) {
+            SF_INFO info{};
+            info.samplerate = rate;
+            info.channels = channels;
+            info.format = *container | coding;
+            if (!sf_format_check(&info)) continue;
+            format = info.format;
+            break;
+        }
+    }
+    if (samples) format = (format & ~SF_FORMAT_SUBMASK) | *samples;
+    return format;
+}
+
 std::string format_text(int format)
 {
     return name_of_part(format & SF_FORMAT_TYPEMASK) + ", " + name_of_part(format & SF_FORMAT_SUBMASK);

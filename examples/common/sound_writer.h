@@ -20,6 +20,9 @@ const std::vector<std::string>& container_names();
 int container_of_name(std::size_t position);
 const std::vector<std::string>& sample_format_names();
 int sample_format_of_name(std::size_t position);
+// A sound's format in another container, with other samples, or both. A byte order belongs to its container.
+// Sample formats that another container does not know become 16 bits there, or what its coder makes.
+int changed_format(int format, std::optional<int> container, std::optional<int> samples, int rate, int channels);
 // The names of a format's two parts, in libsndfile's words.
 std::string format_text(int format);
 

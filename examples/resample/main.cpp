@@ -8,19 +8,19 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 #include "common/arguments.h"
 #include "common/failure.h"
 #include "common/output_file.h"
+#include "common/per_channel.h"
 #include "common/program.h"
 #include "common/progress.h"
+#include "common/resampler.h"
 #include "common/sound.h"
 #include "common/sound_writer.h"
 #include "common/text.h"
 #include "resample/measure.h"
-#include "resample/resampler.h"
 
 namespace zelsr::examples {
 namespace {
@@ -107,90 +107,6 @@ Task task_of(const Arguments& arguments)
     return task;
 }
 
-// The sound's own, with what the user wants otherwise. A byte order belongs to its container. Sample formats that
-// another container does not know become 16 bits there, or what its coder makes.
-int format_of(const Task& task, const SoundFile& sound)
-{
-    int format = sound.format();
-    if (task.container && (format & SF_FORMAT_TYPEMASK) != *task.container &&
-        !(*task.container == SF_FORMAT_WAV && (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAVEX)) {
-        const int kept = format & SF_FORMAT_SUBMASK;
-        format = *task.container | kept;
-        for (const int coding :
-             {kept, int{SF_FORMAT_PCM_16}, int{SF_FORMAT_VORBIS}, int{SF_FORMAT_MPEG_LAYER_III}}) {
-            SF_INFO info{};
-            info.samplerate = task.rate;
-            info.channels = sound.channels();
-            info.format = *task.container | coding;
-            if (!sf_format_check(&info)) continue;
-            format = info.format;
-            break;
-        }
-    }
-    if (task.samples) format = (format & ~SF_FORMAT_SUBMASK) | *task.samples;
-    return format;
-}
-
-// Sound in the form that is computed in: itself, or rounded to 16 bits.
-std::span<const float> in_form(std::span<const float> sound, std::vector<float>&) { return sound; }
-std::span<const std::int16_t> in_form(std::span<const float> sound, std::vector<std::int16_t>& rounded)
-{
-    rounded.resize(sound.size());
-    if (!sound.empty())
-        require(
-            zelsConvert_32f16s_Sfs(sound.data(), rounded.data(), static_cast<std::int32_t>(sound.size()), 1, -15),
-            "zelsConvert_32f16s_Sfs");
-    return rounded;
-}
-
-// All channels in step, each with a state of its own.
-template <class T>
-class Conversion {
-  public:
-    Conversion(const Task& task, const SoundFile& sound)
-        : filter_(sound.rate(), task.rate, task.quality),
-          channels_(static_cast<std::size_t>(sound.channels()), Resampler<T>(filter_)),
-          results_(channels_.size())
-    {}
-
-    // The results, channel after channel, until the next call.
-    std::span<const T> add(std::span<const float> sound)
-    {
-        const std::span<const T> interleaved = in_form(sound, formed_);
-        const std::size_t channels = channels_.size();
-        samples_.resize(interleaved.size() / channels);
-        for (std::size_t c = 0; c < channels; ++c) {
-            for (std::size_t i = 0; i < samples_.size(); ++i) samples_[i] = interleaved[i * channels + c];
-            results_[c].clear();
-            channels_[c].add(samples_, results_[c]);
-        }
-        return woven();
-    }
-    std::span<const T> finish()
-    {
-        for (std::size_t c = 0; c < channels_.size(); ++c) {
-            results_[c].clear();
-            channels_[c].finish(results_[c]);
-        }
-        return woven();
-    }
-
-  private:
-    std::span<const T> woven()
-    {
-        const std::size_t channels = channels_.size();
-        interleaved_.resize(results_[0].size() * channels);
-        for (std::size_t c = 0; c < channels; ++c)
-            for (std::size_t i = 0; i < results_[c].size(); ++i) interleaved_[i * channels + c] = results_[c][i];
-        return interleaved_;
-    }
-
-    RateFilter<T> filter_;
-    std::vector<Resampler<T>> channels_;
-    std::vector<std::vector<T>> results_;
-    std::vector<T> formed_, samples_, interleaved_;
-};
-
 // The same rate: nothing is filtered.
 template <class T>
 class Copy {
@@ -258,7 +174,7 @@ void convert(const Task& task)
     if (sound.rate() < kLowestRate || sound.rate() > kHighestRate)
         throw Failure("has a sample rate of " + std::to_string(sound.rate()) + " Hz, outside " +
                       std::to_string(kLowestRate) + " to " + std::to_string(kHighestRate));
-    const int format = format_of(task, sound);
+    const int format = changed_format(sound.format(), task.container, task.samples, task.rate, sound.channels());
     // A header may promise anything.
     const double samples = std::min(static_cast<double>(sound.expected()) * task.rate / sound.rate(), 1e12);
     SoundWriter writer(task.out, task.rate, sound.channels(), format, static_cast<std::int64_t>(samples));
@@ -267,7 +183,8 @@ void convert(const Task& task)
         Copy<T> copy;
         written = stream(task, sound, copy, writer);
     } else {
-        Conversion<T> conversion(task, sound);
+        const RateFilter<T> filter(sound.rate(), task.rate, task.quality);
+        PerChannel<T, Resampler<T>> conversion(sound.channels(), [&] { return Resampler<T>(filter); });
         written = stream(task, sound, conversion, writer);
     }
     writer.commit();

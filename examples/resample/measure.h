@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "resample/resampler.h"
+#include "common/resampler.h"
 
 namespace zelsr::examples {
 

@@ -1,20 +1,17 @@
 """resample on real and made-up sound: usage: resample_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
-import array
 import math
 import os
 import re
 import resource
 import signal
-import struct
-import subprocess
 import sys
 import unittest
-import wave
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True
 from feature_reference import made_up, write_pcm16
 from program_test_case import ProgramTestCase, run_program
+from wave_files import peak_memory, read_floats, read_wave, rounded, tone, write_floats, write_silence
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SENTENCE = os.path.join(SPEECH, "english_us.flac")
@@ -23,47 +20,6 @@ SVG = "{http://www.w3.org/2000/svg}"
 
 def run(*arguments, **options):
     return run_program([PROGRAM, *arguments], **options)
-
-
-def chunks_of(path):
-    with open(path, "rb") as file:
-        content = file.read()
-    found, at = {}, 12
-    while at + 8 <= len(content):
-        size, = struct.unpack("<I", content[at + 4:at + 8])
-        found[content[at:at + 4]] = content[at + 8:at + 8 + size]
-        at += 8 + size + size % 2
-    return found
-
-
-def read_floats(path, channels=1):
-    values = array.array("f", chunks_of(path)[b"data"])
-    return [values[c::channels].tolist() for c in range(channels)]
-
-
-def read_wave(path):
-    """Rate, bytes a sample, channels of integers (16 bits)."""
-    with wave.open(path, "rb") as file:
-        data = file.readframes(file.getnframes())
-        values = array.array("h", data) if file.getsampwidth() == 2 else data
-        return file.getframerate(), file.getsampwidth(), [values[c::file.getnchannels()].tolist()
-                                                          for c in range(file.getnchannels())]
-
-
-def write_floats(path, values, rate):
-    data = array.array("f", values).tobytes()
-    fields = struct.pack("<HHIIHH", 3, 1, rate, 4 * rate, 4, 32)
-    with open(path, "wb") as file:
-        file.write(struct.pack("<4sI4s4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16) + fields +
-                   struct.pack("<4sI", b"data", len(data)) + data)
-
-
-def tone(frequency, rate, count, peak=20000):
-    return [peak * math.sin(2 * math.pi * frequency * n / rate) for n in range(count)]
-
-
-def rounded(values):
-    return [round(x) for x in values]
 
 
 class ResampleTest(ProgramTestCase):
@@ -199,28 +155,11 @@ class ResampleTest(ProgramTestCase):
                 for block in ("1", "7", "300", "2999"):
                     self.assertEqual(self.bytes_of(self.path("a.wav"), rate, "--block", block, *path), whole)
 
-    def write_silence(self, seconds):  # at 8000 Hz, in 16 bits
-        path = self.path("long.wav")
-        write_pcm16(path, [[0]], 8000)
-        size = 2 * 8000 * seconds
-        with open(path, "r+b") as file:  # takes no room on the disk
-            file.write(struct.pack("<4sI", b"RIFF", 36 + size))
-            file.seek(40)
-            file.write(struct.pack("<I", size))
-            file.truncate(44 + size)
-        return path
-
     def test_memory_does_not_grow_with_the_sound(self):
         def peak(seconds, *options):
-            """Of the process's memory, in KiB, as long as it is seen."""
-            found = 0
-            arguments = [PROGRAM, self.write_silence(seconds), self.path("out.wav"), "--rate=16000", *options]
-            with subprocess.Popen(arguments, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as process:
-                while process.poll() is None:
-                    with open(f"/proc/{process.pid}/status") as status:
-                        seen = re.search(r"\nName:\tresample\n(?s:.*)VmHWM:\s+(\d+) kB", "\n" + status.read())
-                    found = int(seen.group(1)) if seen else found
-            self.assertEqual(process.returncode, 0)
+            found, status = peak_memory([PROGRAM, write_silence(self.path("long.wav"), seconds), self.path("out.wav"),
+                                         "--rate=16000", *options], "resample")
+            self.assertEqual(status, 0)
             self.assertEqual(os.path.getsize(self.path("out.wav")), 44 + 2 * 16000 * seconds)
             self.assertGreater(found, 1000)
             return found
@@ -230,7 +169,7 @@ class ResampleTest(ProgramTestCase):
             self.assertLess(peak(1800, *options) - peak(200, *options), 3000, options)
 
     def test_long_sound_shows_progress(self):
-        result = run(self.write_silence(70), self.path("out.wav"), "--rate=4000", "--quality=low")
+        result = run(write_silence(self.path("long.wav"), 70), self.path("out.wav"), "--rate=4000", "--quality=low")
         self.assertEqual((result.returncode, result.stderr.count("\n")), (0, 1))
         self.assertIn("long.wav: 70 of 70 s (100 %)", result.stderr)
 
@@ -335,7 +274,7 @@ class ResampleTest(ProgramTestCase):
             self.check_refused(SENTENCE, out, "--rate=16000", *options, reason="cannot write .*")
 
     def test_files_too_long_for_their_container_are_refused_at_once(self):
-        path = self.write_silence(60000)
+        path = write_silence(self.path("long.wav"), 60000)
         self.check_refused(path, self.path("old.wav"), "--rate=48000", reason="cannot write .*: .* 4 GB at most")
         self.check_refused(path, self.path("old.wav"), "--rate=48000", "--container=aiff", reason="4 GB at most")
 

@@ -1,4 +1,4 @@
-#include "resample/resampler.h"
+#include "common/resampler.h"
 
 #include <algorithm>
 #include <cmath>
