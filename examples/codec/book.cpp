@@ -13,8 +13,8 @@ namespace {
 
 constexpr int kCandidates = 16;
 constexpr int kVersion = 1;
-constexpr std::size_t kMostGrowing = 8192;  // spectra: a tree takes long for more
-constexpr int kPasses = 10;                 // of refinement
+constexpr std::size_t kMostGrowing = 12288;  // spectra: a tree takes long for more
+constexpr int kPasses = 10;                  // of refinement
 
 // A line that is near to another one stands for a peak, and is heard: the inverse distances to both neighbours.
 LineSpectrum weights_of(const LineSpectrum& lines)
@@ -30,7 +30,8 @@ LineSpectrum weights_of(const LineSpectrum& lines)
 
 using CodebookPointer = std::unique_ptr<ZelCdbkState_32f, SrStatus (*)(ZelCdbkState_32f*)>;
 
-// A tree's centroids, from some of the spectra. Throws Failure, in these words, if there are too few.
+// A tree's centroids, from some of the spectra. It grows where its clusters are widest: speech unlike the files
+// that it is trained on still finds a codeword. Throws Failure, in these words, if there are too few.
 std::vector<float> grown(const std::vector<LineSpectrum>& spectra, int first, int width, const std::string& few)
 {
     const std::size_t each = (spectra.size() + kMostGrowing - 1) / kMostGrowing;
@@ -38,7 +39,7 @@ std::vector<float> grown(const std::vector<LineSpectrum>& spectra, int first, in
     for (std::size_t i = 0; i < spectra.size(); i += each) some.push_back(spectra[i]);
     ZelCdbkState_32f* made = nullptr;
     require(zelsCdbkInitAlloc_L2_32f(&made, some[0].data() + first, width, kOrder,
-                                     static_cast<std::int32_t>(some.size()), kCodewords, SrCdbkTreePopulation),
+                                     static_cast<std::int32_t>(some.size()), kCodewords, SrCdbkTreeRadius),
             "zelsCdbkInitAlloc_L2_32f");
     const CodebookPointer tree(made, zelsCdbkFree_32f);
     std::int32_t size = 0;
@@ -49,7 +50,7 @@ std::vector<float> grown(const std::vector<LineSpectrum>& spectra, int first, in
     return codewords;
 }
 
-// Each codeword becomes the weighted mean of the spectra that it is nearest to, several times.
+// Each codeword becomes the mean of the spectra that it is nearest to, several times.
 std::vector<float> refined(std::vector<float> codewords, const std::vector<LineSpectrum>& spectra, int first,
                            int width)
 {
@@ -63,18 +64,18 @@ std::vector<float> refined(std::vector<float> codewords, const std::vector<LineS
         require(zelsVQ_32f(spectra[0].data() + first, kOrder, nearest.data(),
                            static_cast<std::int32_t>(spectra.size()), book.get()),
                 "zelsVQ_32f");
-        std::vector<double> sums(codewords.size()), weights(codewords.size());
+        std::vector<double> sums(codewords.size());
+        std::vector<std::int64_t> counts(kCodewords);
         for (std::size_t r = 0; r < spectra.size(); ++r) {
-            const LineSpectrum weight = weights_of(spectra[r]);
-            for (int k = 0; k < width; ++k) {
-                const auto to = static_cast<std::size_t>(nearest[r] * width + k);
-                const auto from = static_cast<std::size_t>(first + k);
-                sums[to] += double{weight[from]} * spectra[r][from];
-                weights[to] += weight[from];
-            }
+            const auto to = static_cast<std::size_t>(nearest[r]);
+            ++counts[to];
+            for (int k = 0; k < width; ++k)
+                sums[to * static_cast<std::size_t>(width) + static_cast<std::size_t>(k)] +=
+                    spectra[r][static_cast<std::size_t>(first + k)];
         }
         for (std::size_t i = 0; i < codewords.size(); ++i)
-            if (weights[i] > 0) codewords[i] = static_cast<float>(sums[i] / weights[i]);
+            if (const std::int64_t count = counts[i / static_cast<std::size_t>(width)]; count > 0)
+                codewords[i] = static_cast<float>(sums[i] / static_cast<double>(count));
     }
     for (float& value : codewords) value = std::round(10 * value) / 10;  // as the text has them
     return codewords;
