@@ -7,6 +7,7 @@
 
 #include "codec/encoder.h"
 #include "common/columns.h"
+#include "common/svg.h"
 
 namespace zelsr::examples {
 
@@ -29,16 +30,16 @@ class Picture {
     };
     struct Spectrum {
         double time;
-        float level;
-        float pitch;  // Hz; 0 without voice
+        float level, pitch;  // dB, Hz (0 without voice)
         std::vector<float> samples;
         Predictor exact, coded;
     };
-    void keep(const Frame& frame, const Measured& measured, const EnvelopeBook& book);
+    void draw_tracks(Svg& svg) const;
+    static void draw_spectrum(Svg& svg, const Box& box, const Spectrum& spectrum);
 
     std::string title_;
     HalvingColumns<Column> columns_;
-    std::vector<Spectrum> spectra_;
+    std::vector<Spectrum> spectra_;  // the loudest frames, apart from each other: two with voice, two without
     double seconds_ = 0;
 };
 
