@@ -132,7 +132,7 @@ void Picture::draw_spectrum(Svg& svg, const Box& box, const Spectrum& spectrum)
     const Envelope magnitudes = magnitudes_of(spectrum.samples);
     const float top = *std::max_element(magnitudes.begin(), magnitudes.end());
     const Panel panel(box, 0, kRate / 2000.0, -kShownDecibels, 5);
-    svg.begin_group("spectrum");
+    svg.begin_group("panel");
     svg.text({box.x, box.y - 8},
              fixed(spectrum.time, 2) + " s, " +
                  (spectrum.pitch > 0 ? fixed(spectrum.pitch, 0) + " Hz" : std::string("no voice")) + ", " +

@@ -14,8 +14,8 @@ namespace {
 
 constexpr float kLeastCorrelation = 0.3F;
 constexpr std::size_t kMostCandidates = 12;
-// Twice and three times the period correlate as well: the longest lag counts so much less.
-constexpr float kLongLagLoss = 0.15F;
+// Twice and three times the period correlate as well: each octave counts so much less.
+constexpr float kOctaveLoss = 0.05F;
 constexpr float kLeapCost = 1;        // of a pitch that changes by a factor of e
 constexpr float kOctaveCost = 0.35F;  // of one that doubles or halves
 constexpr float kVoiceChangeCost = 0.15F;
@@ -23,8 +23,8 @@ constexpr float kVoiceChangeCost = 0.15F;
 float own_cost(const PitchCandidate& candidate)
 {
     if (candidate.lag == 0) return candidate.correlation;
-    const float length = static_cast<float>(candidate.lag - Correlator::kLeast) / Correlator::kMost;
-    return 1 - candidate.correlation * (1 - kLongLagLoss * length);
+    const float octaves = std::log2(static_cast<float>(candidate.lag) / Correlator::kLeast);
+    return 1 - candidate.correlation * (1 - kOctaveLoss * octaves);
 }
 
 float change_cost(int from, int to)
