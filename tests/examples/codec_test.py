@@ -48,7 +48,9 @@ def vowel(pitch, seconds, rate=8000, peak=12000):
     count = round(seconds * rate)
     signal = [0.0] * count
     for k in range(int(seconds * pitch)):
-        signal[min(round(k * rate / pitch), count - 1)] = 1.0
+        place, part = divmod(k * rate / pitch, 1)
+        signal[int(place)] += 1 - part
+        signal[min(int(place) + 1, count - 1)] += part
     for frequency, width in ((500, 60), (1500, 90), (2500, 120)):
         r = math.exp(-math.pi * width / rate)
         b, c = 2 * r * math.cos(2 * math.pi * frequency / rate), -r * r
@@ -74,11 +76,11 @@ def transform(values):
 
 
 def band_levels(samples, start, length=2048):
-    """Of the octaves from 250, 500, 1000 and 2000 Hz, in dB."""
+    """Of the octaves from 350, 700 and 1400 Hz, in dB."""
     window = [0.5 - 0.5 * math.cos(2 * math.pi * i / length) for i in range(length)]
     spectrum = transform([x * w for x, w in zip(samples[start:start + length], window)])
     return [10 * math.log10(sum(abs(x) ** 2 for x in spectrum[low * length // 8000:2 * low * length // 8000]))
-            for low in (250, 500, 1000, 2000)]
+            for low in (350, 700, 1400)]
 
 
 def bits_of(frame):
