@@ -14,7 +14,7 @@ namespace {
 constexpr double kPi = std::numbers::pi;
 constexpr float kOffsetFilter = 0.97F;
 // A period of a voice is no single peak: high frequencies come later, by up to so many samples.
-constexpr double kDispersion = 6;
+constexpr double kDispersion = 12;
 constexpr float kNewVoiceLeap = 0.5F;  // a pitch that changes by more, as a logarithm, does not glide
 constexpr std::int64_t kKept = 2 * Pulses::kReach + Bands::kTaps;
 

@@ -14,9 +14,9 @@ namespace {
 constexpr double kPi = std::numbers::pi;
 constexpr float kLeastGap = 40;  // Hz, between lines
 constexpr float kLowestLine = 30, kHighestLine = kRate / 2 - 30;
-constexpr double kLagWindowHz = 60;
-constexpr float kWhiteNoise = 1.0001F;  // 40 dB below the frame
-constexpr float kLeastEnergy = 1;       // of the windowed frame, in 16-bit units
+constexpr double kLagWindowHz = 40;
+constexpr float kWhiteNoise = 1.00003F;  // 40 dB below the frame
+constexpr float kLeastEnergy = 1;        // of the windowed frame, in 16-bit units
 constexpr int kCells = 200, kHalvings = 6;
 
 }  // namespace

@@ -150,7 +150,8 @@ void Picture::draw_spectrum(Svg& svg, const Box& box, const Spectrum& spectrum)
         svg.path(points, look);
     };
     curve(magnitudes, 1, "spectrum");
-    for (const auto& [predictor, look] : {std::pair(&spectrum.exact, "exact"), std::pair(&spectrum.coded, "coded")}) {
+    for (const auto& [predictor, look] :
+         {std::pair(&spectrum.exact, "exact"), std::pair(&spectrum.coded, "coded")}) {
         const Envelope envelope = envelope_of(*predictor);
         curve(envelope, std::sqrt(power_of(magnitudes) / power_of(envelope)), look);
     }
@@ -161,7 +162,8 @@ void Picture::draw_spectrum(Svg& svg, const Box& box, const Spectrum& spectrum)
 std::string Picture::svg() const
 {
     std::vector<Spectrum> spectra = spectra_;
-    std::sort(spectra.begin(), spectra.end(), [](const Spectrum& a, const Spectrum& b) { return a.time < b.time; });
+    std::sort(spectra.begin(), spectra.end(),
+              [](const Spectrum& a, const Spectrum& b) { return a.time < b.time; });
     const auto rows = static_cast<double>((spectra.size() + 1) / 2);
     const double height = kSpectraTop + rows * (kSpectrumHeight + kGap) - (rows > 0 ? 20 : 30);
     Svg svg(kWidth, height, std::string(axis_styles()) + std::string(kStyles));
@@ -169,19 +171,19 @@ std::string Picture::svg() const
     svg.box({0, 0, kWidth, height}, "page");
     svg.text({kLeft, 34}, title_, "title");
     double x = kLeft;
-    for (const auto& [look, name] : {std::pair("spectrum", "spectrum"), std::pair("exact", "measured"),
-                                     std::pair("coded", "coded")}) {
+    for (const auto& [look, name] :
+         {std::pair("spectrum", "spectrum"), std::pair("exact", "measured"), std::pair("coded", "coded")}) {
         svg.line({x, 58}, {x + 26, 58}, look);
         svg.text({x + 32, 62}, name, "tick");
         x += 120;
     }
     draw_tracks(svg);
     for (std::size_t i = 0; i < spectra.size(); ++i)
-        draw_spectrum(svg,
-                      {kLeft + static_cast<double>(i % 2) * (kSpectrumWidth + kGap),
-                       kSpectraTop + static_cast<double>(i / 2) * (kSpectrumHeight + kGap), kSpectrumWidth,
-                       kSpectrumHeight},
-                      spectra[i]);
+        draw_spectrum(
+            svg,
+            {kLeft + static_cast<double>(i % 2) * (kSpectrumWidth + kGap),
+             kSpectraTop + static_cast<double>(i / 2) * (kSpectrumHeight + kGap), kSpectrumWidth, kSpectrumHeight},
+            spectra[i]);
     return svg.finish();
 }
 

@@ -260,7 +260,7 @@ class CodecTest(ProgramTestCase):
         voiced = [sum(frame["bands"] >> b & 1 for frame in frames) / len(frames) for b in range(4)]
         self.assertGreater(voiced[0], 0.9)
         self.assertLess(max(voiced[2:]), 0.1)
-        pulses = self.encoded(self.sound(vowel(120, 1)))
+        pulses = self.encoded(self.sound(vowel(125, 1)))
         frames = [bits_of(pulses[at:at + 6])["bands"] for at in range(HEAD + 30, len(pulses) - END - 30, 6)]
         self.assertGreater(frames.count(15) / len(frames), 0.9)
 
@@ -290,11 +290,11 @@ class CodecTest(ProgramTestCase):
             self.assertLess(abs(level(found[inner]) - level(samples[inner])), 1.6, at)
 
     def test_spectrum_of_a_vowel(self):
-        for pitch in (100, 200):
+        for pitch in (80, 100, 125, 250):
             samples = vowel(pitch, 1)
             found = self.decoded(self.encoded(self.sound(samples)))
             for wanted, band in zip(band_levels(samples, 2000), band_levels(found, 2000)):
-                self.assertLess(abs(band - wanted), 3, pitch)
+                self.assertLess(abs(band - wanted), 4.5, pitch)
 
     def test_time_stays(self):
         # A click of noise in silence comes out where it was.
