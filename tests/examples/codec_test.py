@@ -271,7 +271,7 @@ class CodecTest(ProgramTestCase):
         for name, row in rows.items():
             self.assertLess(row["distortion"], 1.5, name)
             self.assertGreater(row["distortion"], 0.8, name)
-            self.assertLess(row["above2"], 12, name)
+            self.assertLess(row["above2"], 16, name)
             self.assertLess(row["above4"], 0.5, name)
             self.assertLess(row["level"], 0.8, name)
             self.assertLess(abs(row["rate"] - 2450), 15)
