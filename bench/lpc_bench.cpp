@@ -1,6 +1,12 @@
 // Linear prediction: analysis of a frame, order x samples, and conversions of one filter, by order.
 #include <zelsr/lpc.h>
 
+#include <algorithm>
+
+#ifdef ZELSR_BENCH_LIQUID
+#include <liquid/liquid.h>
+#endif
+
 #include "plain/prediction.h"
 #include "support/row.h"
 
@@ -11,6 +17,7 @@ constexpr char recursion[] = "a recursion in a stated order: bound by latency, a
 constexpr double tolerance = 1e-4;
 
 constexpr int cells = 100, halvings = 4;
+[[maybe_unused]] constexpr int most_order = 16;  // of the rows
 
 // A stable filter of the row's order.
 const float* reflections(Row& row) { return row.input(row.size.width, -0.6F, 0.6F); }
@@ -29,6 +36,14 @@ void by_autocorrelation(Row& row)
     auto answer = row.answer<float>(order, tolerance);
     answer.library([=](float* a) { zelsLinearPrediction_Auto_32f(src, len, a, order); });
     answer.plain([=](float* a) { plain::predict(src, len, a, order); });
+#ifdef ZELSR_BENCH_LIQUID
+    answer.peer("liquid-dsp", [=](float* a) {
+        float with_leading_one[most_order + 1], error;
+        liquid_lpc(const_cast<float*>(src), static_cast<unsigned>(len), static_cast<unsigned>(order),
+                   with_leading_one, &error);
+        std::copy_n(with_leading_one + 1, order, a);
+    });
+#endif
 }
 
 void by_covariance(Row& row)
@@ -53,6 +68,13 @@ void durbin(Row& row)
         zelsDurbin_32f(acorr, a, order, &error);
     });
     answer.plain([=](float* a) { plain::durbin(acorr, a, order); });
+#ifdef ZELSR_BENCH_LIQUID
+    answer.peer("liquid-dsp", [=](float* a) {
+        float with_leading_one[most_order + 1], error;
+        liquid_levinson(acorr, static_cast<unsigned>(order), with_leading_one, &error);
+        std::copy_n(with_leading_one + 1, order, a);
+    });
+#endif
 }
 
 template <auto Library, auto Plain>
