@@ -1,0 +1,84 @@
+// Many mixtures as the library scores a frame under them: all first components, all second ones, and so on.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "common/aligned.h"
+#include "common/failure.h"
+#include "common/mfcc.h"
+#include "common/mixture.h"
+#include "recognise/scorer.h"
+
+namespace zelsr::examples {
+
+// Component c of state s is row c * states + s of means and precisions. Where a mixture has fewer components than
+// the richest one, the constant of what is missing is so low that it adds nothing.
+template <class T>
+struct ComponentBlocks {
+    static constexpr float kAddsNothing = -1e30f;
+
+    std::int32_t states, components, width, step;
+    AlignedArray<T> means, precisions;
+    std::vector<float> constants;
+
+    ComponentBlocks(std::int32_t state_count, std::int32_t component_count, std::int32_t row_width)
+        : states(state_count),
+          components(component_count),
+          width(row_width),
+          step(row_step<T>(row_width)),
+          means(aligned_array<T>(size())),
+          precisions(aligned_array<T>(size())),
+          constants(static_cast<std::size_t>(states) * static_cast<std::size_t>(components), kAddsNothing)
+    {
+        std::fill_n(means.get(), size(), T{});
+        std::fill_n(precisions.get(), size(), T{});
+    }
+
+    std::int64_t size() const { return static_cast<std::int64_t>(states) * components * step; }
+    std::ptrdiff_t row(std::int32_t state, std::int32_t component) const
+    {
+        return static_cast<std::ptrdiff_t>(component) * states + state;
+    }
+    T* mean(std::int32_t state, std::int32_t component) { return means.get() + row(state, component) * step; }
+    T* precision(std::int32_t state, std::int32_t component)
+    {
+        return precisions.get() + row(state, component) * step;
+    }
+    float& constant(std::int32_t state, std::int32_t component)
+    {
+        return constants[static_cast<std::size_t>(row(state, component))];
+    }
+
+    // first(means, precisions, step, feature, width, constants, scores, states) writes the scores of a component
+    // of all states, more() adds those of another one. frame: `width` features, on a boundary of 16 bytes.
+    template <class First, class More>
+    void score(const T* frame, float* scores, First first, More more, const char* name) const
+    {
+        for (std::int32_t c = 0; c < components; ++c) {
+            const std::ptrdiff_t block = row(0, c);
+            const T *mean_rows = means.get() + block * step, *precision_rows = precisions.get() + block * step;
+            const float* values = constants.data() + block;
+            require(c == 0 ? first(mean_rows, precision_rows, step, frame, width, values, scores, states)
+                           : more(mean_rows, precision_rows, step, frame, width, values, scores, states),
+                    name);
+        }
+    }
+};
+
+// In single precision.
+class FloatScorer : public Scorer {
+  public:
+    explicit FloatScorer(std::span<const Mixture* const> states);
+    void score(const FeatureMatrix<float>& features, ScoreMatrix& scores) const override;
+
+  private:
+    ComponentBlocks<float> blocks_;
+};
+
+// The components of the richest mixture.
+std::int32_t most_components(std::span<const Mixture* const> states);
+std::vector<const Mixture*> pointers_to(std::span<const Mixture> states);
+
+}  // namespace zelsr::examples
