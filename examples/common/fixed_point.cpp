@@ -80,7 +80,8 @@ float constant_of(double weight, std::span<const float> precisions)
     float log_precision = 0;  // -sum of ln variances
     require(zelsSumLn_32f(precisions.data(), length(precisions), &log_precision), "zelsSumLn_32f");
     return static_cast<float>(std::log(weight)) +
-           0.5f * (log_precision - static_cast<float>(length(precisions)) * std::log(2 * std::numbers::pi_v<float>));
+           0.5f *
+               (log_precision - static_cast<float>(length(precisions)) * std::log(2 * std::numbers::pi_v<float>));
 }
 
 }  // namespace zelsr::examples

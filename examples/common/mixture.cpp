@@ -170,10 +170,7 @@ std::string Mixture::parameters() const
     return text;
 }
 
-std::string Mixture::text() const
-{
-    return std::string(kTitle) + '\n' + text_of(kind_) + parameters() + "end\n";
-}
+std::string Mixture::text() const { return std::string(kTitle) + '\n' + text_of(kind_) + parameters() + "end\n"; }
 
 Mixture Mixture::read_parameters(FieldReader& reader, const FeatureKind& kind)
 {

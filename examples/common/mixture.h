@@ -40,8 +40,8 @@ class Mixture {
     // One component with mean 0 and variance 1, and next to no floor: what the first statistics are gathered
     // under.
     explicit Mixture(const FeatureKind& kind);
-    // A component around each of the given means, all of one weight and with the same variances, none of which falls
-    // below its floor, from now on.
+    // A component around each of the given means, all of one weight and with the same variances, none of which
+    // falls below its floor, from now on.
     Mixture(const FeatureKind& kind, const DoubleRows& means, std::span<const double> variances,
             std::span<const double> floors);
     // Reads what text() wrote. Throws Failure.

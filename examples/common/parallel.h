@@ -34,7 +34,8 @@ void for_all(std::size_t count, int threads, Work work)
         }
     };
     std::vector<std::jthread> others;
-    for (int i = 1; i < thread_count(threads) && static_cast<std::size_t>(i) < count; ++i) others.emplace_back(run);
+    for (int i = 1; i < thread_count(threads) && static_cast<std::size_t>(i) < count; ++i)
+        others.emplace_back(run);
     run();
     others.clear();  // joins
     for (const std::exception_ptr& failure : failures)

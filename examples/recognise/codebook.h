@@ -16,8 +16,8 @@ struct CodebookRelease {
 };
 using Codebook = std::unique_ptr<ZelCdbkState_32f, CodebookRelease>;
 
-// The centres of clusters of the rows, `most` or, where they cannot be told apart, fewer. Distances count in standard
-// deviations of the columns.
+// The centres of clusters of the rows, `most` or, where they cannot be told apart, fewer. Distances count in
+// standard deviations of the columns.
 DoubleRows cluster_centres(const FeatureMatrix<float>& rows, std::span<const double> variances, std::int32_t most);
 
 }  // namespace zelsr::examples

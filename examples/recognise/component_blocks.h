@@ -51,17 +51,18 @@ struct ComponentBlocks {
         return constants[static_cast<std::size_t>(row(state, component))];
     }
 
-    // first(means, precisions, step, feature, width, constants, scores, states) writes the scores of a component
-    // of all states, more() adds those of another one. frame: `width` features, on a boundary of 16 bytes.
+    // first(means, precisions, step, frame, width, scores, states) turns the constants in scores into the scores of
+    // a component of all states, more(means, precisions, step, frame, width, constants, scores, states) adds those of
+    // another one. frame: `width` features, on a boundary of 16 bytes.
     template <class First, class More>
     void score(const T* frame, float* scores, First first, More more, const char* name) const
     {
-        for (std::int32_t c = 0; c < components; ++c) {
+        require(zelsCopy_32f(constants.data(), scores, states), "zelsCopy_32f");
+        require(first(means.get(), precisions.get(), step, frame, width, scores, states), name);
+        for (std::int32_t c = 1; c < components; ++c) {
             const std::ptrdiff_t block = row(0, c);
-            const T *mean_rows = means.get() + block * step, *precision_rows = precisions.get() + block * step;
-            const float* values = constants.data() + block;
-            require(c == 0 ? first(mean_rows, precision_rows, step, frame, width, values, scores, states)
-                           : more(mean_rows, precision_rows, step, frame, width, values, scores, states),
+            require(more(means.get() + block * step, precisions.get() + block * step, step, frame, width,
+                         constants.data() + block, scores, states),
                     name);
         }
     }

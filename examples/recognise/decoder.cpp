@@ -100,7 +100,8 @@ class Search {
   private:
     void add_place(std::int32_t word, const Chain& chain, std::size_t most)
     {
-        places_.push_back({word, chain, std::vector<Tokens>(static_cast<std::size_t>(chain.states), Tokens(most))});
+        places_.push_back(
+            {word, chain, std::vector<Tokens>(static_cast<std::size_t>(chain.states), Tokens(most))});
     }
 
     // What enters words and silence with frame t, and what would end before it.
@@ -127,7 +128,8 @@ class Search {
                 ends.push_back({{token.score + leave(places_[i]), token.history, token.link}, &places_[i]});
         std::stable_sort(ends.begin(), ends.end(),
                          [](const End& a, const End& b) { return a.token.score > b.token.score; });
-        if (ends.size() > most) ends.resize(most);  // all of different histories: another word, or another one before
+        if (ends.size() > most)
+            ends.resize(most);  // all of different histories: another word, or another one before
         for (const End& end : ends)
             silence_entries_.add({end.token.score, history(end.token.history, end.place->word),
                                   link(end.token.link, end.place->word, t)});
@@ -185,10 +187,12 @@ class Search {
         std::reverse(path.segments.begin(), path.segments.end());
         for (const Segment& segment : path.segments) {
             if (segment.word != kSilence) path.words.push_back(segment.word);
-            const Chain& chain =
-                segment.word == kSilence ? network_.silence : network_.words[static_cast<std::size_t>(segment.word)];
+            const Chain& chain = segment.word == kSilence ? network_.silence
+                                                          : network_.words[static_cast<std::size_t>(segment.word)];
             align(network_, {&chain, 1}, false, scores, segment.first, segment.end, path.states);
         }
+        for (std::size_t t = 0; t < path.states.size(); ++t)
+            path.frame_scores.push_back(scores[static_cast<std::int32_t>(t)][path.states[t]]);
         return path;
     }
 

@@ -23,6 +23,7 @@ struct Path {
     double score = 0;  // log likelihoods of the frames, transitions and penalties
     std::vector<Segment> segments;
     std::vector<std::int32_t> states;  // of every frame, as the model counts them
+    std::vector<float> frame_scores;   // of every frame, under its state
 };
 
 struct DecodingOptions {
@@ -45,9 +46,9 @@ struct Network {
 // are fewer than the shortest word has states.
 std::vector<Path> decode(const Network& network, const ScoreMatrix& scores, const DecodingOptions& options);
 
-// The best way through chains in the given order, for the frames from first up to end: appends every frame's state.
-// All chains are passed; with optional_ends the first and the last may be left out. Returns the score; minus infinity,
-// with nothing appended, if there are too few frames.
+// The best way through chains in the given order, for the frames from first up to end: appends every frame's
+// state. All chains are passed; with optional_ends the first and the last may be left out. Returns the score;
+// minus infinity, with nothing appended, if there are too few frames.
 double align(const Network& network, std::span<const Chain> chains, bool optional_ends, const ScoreMatrix& scores,
              std::int32_t first, std::int32_t end, std::vector<std::int32_t>& states);
 

@@ -10,13 +10,15 @@
 namespace zelsr::examples {
 namespace {
 
-// How far features lie beyond the means, in standard deviations of a column: what is further out counts as this far.
+// How far features lie beyond the means, in standard deviations of a column: what is further out counts as this
+// far.
 constexpr float kBeyondMeans = 4;
 
 // Calls use(mixture, component, mean, precision) for every Gaussian of the model, with the last two in single
 // precision on the columns' common scale.
 template <class Use>
-void for_gaussians(const Model& model, const std::vector<float>& centres, const std::vector<float>& factors, Use use)
+void for_gaussians(const Model& model, const std::vector<float>& centres, const std::vector<float>& factors,
+                   Use use)
 {
     const auto width = static_cast<std::int32_t>(centres.size());
     std::vector<float> mean(centres.size()), precision(centres.size());
@@ -26,8 +28,7 @@ void for_gaussians(const Model& model, const std::vector<float>& centres, const 
             require(zelsNormalizeColumn_32f_D2(mean.data(), width, 1, centres.data(), factors.data(), width),
                     "zelsNormalizeColumn_32f_D2");
             for (std::size_t k = 0; k < precision.size(); ++k)
-                precision[k] =
-                    static_cast<float>(mixture.inverse_variance(c)[k]) / (factors[k] * factors[k]);
+                precision[k] = static_cast<float>(mixture.inverse_variance(c)[k]) / (factors[k] * factors[k]);
             use(mixture, c, mean, precision);
         }
 }
@@ -58,11 +59,12 @@ FixedScorer::FixedScorer(Arithmetic arithmetic, const Model& model)
     }
 
     Range values{0, 0}, precisions{0, 0};
-    for_gaussians(model, centres_, factors_, [&](const Mixture&, std::int32_t, const auto& mean, const auto& precision) {
-        values.widen(range_of(mean));
-        if (precisions.highest == 0) precisions = range_of(precision);
-        precisions.widen(range_of(precision));
-    });
+    for_gaussians(model, centres_, factors_,
+                  [&](const Mixture&, std::int32_t, const auto& mean, const auto& precision) {
+                      values.widen(range_of(mean));
+                      if (precisions.highest == 0) precisions = range_of(precision);
+                      precisions.widen(range_of(precision));
+                  });
     values.widen({values.lowest - kBeyondMeans, values.highest + kBeyondMeans});
     format_ = format_for(arithmetic, values, precisions, model.kind.width);
 
@@ -83,25 +85,25 @@ void FixedScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& score
     scores.resize(features.rows(), blocks_.states);
     FeatureMatrix<float> scaled(blocks_.width);
     scaled.append({features.row(0), features.rows(), features.step()});
-    require(zelsNormalizeColumn_32f_D2(scaled.row(0), scaled.step(), scaled.rows(), centres_.data(), factors_.data(),
-                                       blocks_.width),
+    require(zelsNormalizeColumn_32f_D2(scaled.row(0), scaled.step(), scaled.rows(), centres_.data(),
+                                       factors_.data(), blocks_.width),
             "zelsNormalizeColumn_32f_D2");
     const AlignedShorts frame = aligned_shorts(blocks_.step);
     const int scale_factor = format_.scale_factor();
-    const auto with_scale = [scale_factor](auto function) {
-        return [=](auto... arguments) { return function(arguments..., scale_factor); };
+    const auto score_rows = [&](auto first, auto more, const char* name) {
+        for (std::int32_t t = 0; t < features.rows(); ++t) {
+            to_fixed({scaled.row(t), static_cast<std::size_t>(blocks_.width)}, format_, frame.get());
+            blocks_.score(
+                frame.get(), scores[t], [&](auto... arguments) { return first(arguments..., scale_factor); },
+                [&](auto... arguments) { return more(arguments..., scale_factor); }, name);
+        }
     };
-    for (std::int32_t t = 0; t < features.rows(); ++t) {
-        to_fixed({scaled.row(t), static_cast<std::size_t>(blocks_.width)}, format_, frame.get());
-        if (arithmetic_ == Arithmetic::kPlain)
-            blocks_.score(frame.get(), scores[t], with_scale(zelsLogGaussMultiMix_Scaled_16s32f_D2),
-                          with_scale(zelsLogGaussAddMultiMix_Scaled_16s32f_D2),
-                          "zelsLogGaussAddMultiMix_Scaled_16s32f_D2");
-        else
-            blocks_.score(frame.get(), scores[t], with_scale(zelsLogGaussMultiMix_LowScaled_16s32f_D2),
-                          with_scale(zelsLogGaussAddMultiMix_LowScaled_16s32f_D2),
-                          "zelsLogGaussAddMultiMix_LowScaled_16s32f_D2");
-    }
+    if (arithmetic_ == Arithmetic::kPlain)
+        score_rows(zelsLogGaussMultiMix_Scaled_16s32f_D2, zelsLogGaussAddMultiMix_Scaled_16s32f_D2,
+                   "zelsLogGaussAddMultiMix_Scaled_16s32f_D2");
+    else
+        score_rows(zelsLogGaussMultiMix_LowScaled_16s32f_D2, zelsLogGaussAddMultiMix_LowScaled_16s32f_D2,
+                   "zelsLogGaussAddMultiMix_LowScaled_16s32f_D2");
 }
 
 }  // namespace zelsr::examples

@@ -11,7 +11,8 @@ namespace zelsr::examples {
 
 // A model's columns have ranges of their own, some fifty times wider than others, and the library one format for
 // all columns of a row. Therefore features and means are put on one scale first: less the mean of all means, over
-// the standard deviation of what the model expects, column by column. Scores stay those of the features as they were.
+// the standard deviation of what the model expects, column by column. Scores stay those of the features as they
+// were.
 class FixedScorer : public Scorer {
   public:
     FixedScorer(Arithmetic arithmetic, const Model& model);

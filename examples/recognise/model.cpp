@@ -11,10 +11,7 @@ namespace {
 
 constexpr std::string_view kTitle = "zelsr-words";
 
-std::string chain_text(std::string_view word, const Chain& chain)
-{
-    return field(word, chain.states);
-}
+std::string chain_text(std::string_view word, const Chain& chain) { return field(word, chain.states); }
 
 // A chain of the next states.
 Chain read_chain(FieldReader& reader, std::string_view word, std::int32_t first)

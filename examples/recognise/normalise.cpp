@@ -33,7 +33,7 @@ void normalise(FeatureMatrix<float>& features, Normalisation normalisation)
         for (float& factor : factors) factor = factor > kLeastVariance ? 1 / std::sqrt(factor) : 1.0f;
     }
     require(zelsNormalizeColumn_32f_D2(features.row(0), features.step(), features.rows(), means.data(),
-                                         factors.data(), features.width()),
+                                       factors.data(), features.width()),
             "zelsNormalizeColumn_32f_D2");
 }
 

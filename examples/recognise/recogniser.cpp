@@ -30,7 +30,7 @@ Recogniser::Recogniser(Model model, ScorerKind scorer)
     : model_(std::move(model)), network_(model_), scorer_(make_scorer(scorer, model_))
 {}
 
-Recognition Recogniser::recognise(FeatureMatrix<float> features, const DecodingOptions& options)
+Recognition Recogniser::recognise(FeatureMatrix<float> features, const DecodingOptions& options) const
 {
     if (features.width() != model_.kind.width)
         throw Failure("has " + std::to_string(features.width()) + " values a row, and the model " +
@@ -38,10 +38,11 @@ Recognition Recogniser::recognise(FeatureMatrix<float> features, const DecodingO
     Recognition recognition;
     if (features.rows() == 0) return recognition;
     normalise(features, model_.normalisation);
-    scorer_->score(features, scores_);
-    recognition.paths = decode(network_, scores_, options);
+    ScoreMatrix scores;
+    scorer_->score(features, scores);
+    recognition.paths = decode(network_, scores, options);
     if (recognition.paths.empty()) return recognition;
-    recognition.confidence = confidence_of(recognition.paths[0], scores_);
+    recognition.confidence = confidence_of(recognition.paths[0], scores);
     recognition.accepted = !model_.threshold || recognition.confidence >= *model_.threshold;
     return recognition;
 }

@@ -23,7 +23,7 @@ struct Recognition {
     bool accepted = false;  // there is a path, and its confidence is not below the model's threshold
 };
 
-// One thread at a time.
+// Threads may share it.
 class Recogniser {
   public:
     explicit Recogniser(Model model, ScorerKind scorer = ScorerKind::Float);
@@ -31,17 +31,13 @@ class Recogniser {
     const Model& model() const { return model_; }
     // Features of the model's kind, as they come: they are normalised here. Throws Failure if their width is
     // another.
-    Recognition recognise(FeatureMatrix<float> features, const DecodingOptions& options = {});
-    // Scores of the last call's frames.
-    const ScoreMatrix& scores() const { return scores_; }
-
+    Recognition recognise(FeatureMatrix<float> features, const DecodingOptions& options = {}) const;
     std::string text_of(const Path& path) const;  // its words with spaces between them
 
   private:
     Model model_;
     Network network_;
     std::unique_ptr<Scorer> scorer_;
-    ScoreMatrix scores_;
 };
 
 }  // namespace zelsr::examples

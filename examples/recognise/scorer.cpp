@@ -65,10 +65,14 @@ void FloatScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& score
 std::unique_ptr<Scorer> make_scorer(ScorerKind kind, const Model& model)
 {
     switch (kind) {
-    case ScorerKind::Float: return std::make_unique<FloatScorer>(pointers_to(model.states));
-    case ScorerKind::Fixed: return std::make_unique<FixedScorer>(Arithmetic::kPlain, model);
-    case ScorerKind::FixedLow: return std::make_unique<FixedScorer>(Arithmetic::kLow, model);
-    case ScorerKind::Selecting: return std::make_unique<SelectingScorer>(model);
+        case ScorerKind::Float:
+            return std::make_unique<FloatScorer>(pointers_to(model.states));
+        case ScorerKind::Fixed:
+            return std::make_unique<FixedScorer>(Arithmetic::kPlain, model);
+        case ScorerKind::FixedLow:
+            return std::make_unique<FixedScorer>(Arithmetic::kLow, model);
+        case ScorerKind::Selecting:
+            return std::make_unique<SelectingScorer>(model);
     }
     return nullptr;
 }

@@ -68,9 +68,10 @@ void SelectingScorer::make_lists(const std::vector<float>& weights, const Select
         std::clamp(static_cast<std::int32_t>(std::lround(options.share * count)), std::int32_t{1}, count);
     std::vector<std::int32_t> nearest(static_cast<std::size_t>(codewords) * static_cast<std::size_t>(listed));
     for (std::int32_t w = 0; w < codewords; ++w)
-        require(zelsVQSingle_Sort_32f(centres.get() + static_cast<std::ptrdiff_t>(w) * step_,
-                                      nearest.data() + static_cast<std::ptrdiff_t>(w) * listed, ranks.get(), listed),
-                "zelsVQSingle_Sort_32f");
+        require(
+            zelsVQSingle_Sort_32f(centres.get() + static_cast<std::ptrdiff_t>(w) * step_,
+                                  nearest.data() + static_cast<std::ptrdiff_t>(w) * listed, ranks.get(), listed),
+            "zelsVQSingle_Sort_32f");
     require(zelsFillShortlist_Row_1u(nearest.data(), count, listed, rows_.data(), codewords, row_bytes_, 0),
             "zelsFillShortlist_Row_1u");
 }
@@ -91,12 +92,12 @@ void SelectingScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& s
         require(zelsBuildSignTable_8u1u(codewords.data(), 1, rows_.data(), static_cast<std::int32_t>(rows_.size()),
                                         row_bytes_, state.first, table.data(), frames, state.components),
                 "zelsBuildSignTable_8u1u");
-        require(zelsLogGaussMixture_Select_32f_D2(features.row(0), means_.get() + offset, precisions_.get() + offset,
-                                                  step_, width_, constants_.data() + state.first, table.data(),
-                                                  state.components, column.data(), frames, state.fallback),
-                "zelsLogGaussMixture_Select_32f_D2");
-        for (std::int32_t t = 0; t < frames; ++t)
-            scores[t][s] = column[static_cast<std::size_t>(t)];
+        require(
+            zelsLogGaussMixture_Select_32f_D2(features.row(0), means_.get() + offset, precisions_.get() + offset,
+                                              step_, width_, constants_.data() + state.first, table.data(),
+                                              state.components, column.data(), frames, state.fallback),
+            "zelsLogGaussMixture_Select_32f_D2");
+        for (std::int32_t t = 0; t < frames; ++t) scores[t][s] = column[static_cast<std::size_t>(t)];
     }
 }
 

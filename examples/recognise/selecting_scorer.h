@@ -14,8 +14,9 @@ struct SelectionOptions {
     double share = 0.2;           // of the Gaussians, that a codeword lists: those that are nearest to it
 };
 
-// A frame is scored under the Gaussians that its codeword lists, and a state that has none among them gets a score of
-// its own that is as low as a frame far from it would have. Distances are weighted by the columns' mean precisions.
+// A frame is scored under the Gaussians that its codeword lists, and a state that has none among them gets a score
+// of its own that is as low as a frame far from it would have. Distances are weighted by the columns' mean
+// precisions.
 class SelectingScorer : public Scorer {
   public:
     explicit SelectingScorer(const Model& model, const SelectionOptions& options = {});

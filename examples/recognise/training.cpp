@@ -12,9 +12,9 @@
 #include "common/failure.h"
 #include "common/parallel.h"
 #include "common/statistics.h"
+#include "recognise/codebook.h"
 #include "recognise/component_blocks.h"
 #include "recognise/decoder.h"
-#include "recognise/codebook.h"
 
 namespace zelsr::examples {
 namespace {
@@ -22,8 +22,8 @@ namespace {
 constexpr double kSilenceSeconds = 0.1;  // at both ends of a word whose levels are not known
 // Of the way from an utterance's quiet frames to its loudest one: what is above is taken for speech at first.
 constexpr float kSpeechLevel = 0.4f;
-constexpr int kFirstPasses = 4;         // of expectation and maximisation around the codebook's means
-constexpr int kFramesAComponent = 20;   // at least, or the state has fewer components
+constexpr int kFirstPasses = 4;        // of expectation and maximisation around the codebook's means
+constexpr int kFramesAComponent = 20;  // at least, or the state has fewer components
 constexpr double kLeastProbability = 0.01;
 
 RowBlock<float> rows_of(const FeatureMatrix<float>& features, std::int32_t first, std::int32_t end)
@@ -214,7 +214,8 @@ void Trainer::first_mixtures(int components)
         if (known)
             for (std::size_t k = 0; k < variances.size(); ++k)
                 variances[k] = 1 / model_.states[s].inverse_variance(0)[k];
-        mixtures[s] = std::make_unique<Mixture>(model_.kind, cluster_centres(rows, variances_, most), variances, floors_);
+        mixtures[s] =
+            std::make_unique<Mixture>(model_.kind, cluster_centres(rows, variances_, most), variances, floors_);
         for (int pass = 0; pass < kFirstPasses; ++pass) {
             Accumulator accumulator(*mixtures[s]);
             accumulator.add(rows_of(rows, 0, rows.rows()));
