@@ -7,7 +7,6 @@ namespace zelsr::examples {
 namespace {
 
 constexpr float kEmphasis = 0.9f;
-constexpr float kMelMul = 2595, kMelDiv = 700, kLowHz = 64, kHighHz = kLowRate / 2;
 
 // With it the cosine transform of c1 to c12 is orthogonal; c0 is the plain sum.
 float dct_scale(int bands) { return static_cast<float>(std::sqrt(2.0 / bands)); }

@@ -15,6 +15,7 @@ constexpr int kCepstra = 12;
 constexpr int kStatics = kCepstra + 2;  // c1 ... c12, c0, log energy: what the derivatives' function takes
 constexpr int kRow = 3 * (kCepstra + 1);
 constexpr int kMelBands = 23;  // from 64 to 4000 Hz
+constexpr float kMelMul = 2595, kMelDiv = 700, kLowHz = 64, kHighHz = kLowRate / 2;
 constexpr int kHighBands = 3;  // more, up to 8000 Hz, where the sound has them
 
 // Values of a 16-bit row are those of the other one times 2^kRowBits; c0 and the log energy, which are larger,

@@ -1,16 +1,13 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 #include "aurora/analysis.h"
+#include "aurora/scaling.h"
 
 namespace zelsr::examples {
 namespace {
 
-constexpr float kMelMul = 2595, kMelDiv = 700, kLowHz = 64, kHighHz = kLowRate / 2;
 constexpr std::int32_t kEmphasis = 29491;  // 0.9 in Q15
-
-int width_of(std::int64_t value) { return static_cast<int>(std::bit_width(static_cast<std::uint64_t>(value))); }
 
 }  // namespace
 
@@ -40,9 +37,7 @@ FixedAnalysis::FixedAnalysis(int bands) : bands_(bands), transform_(kOrder)
     dct_.reset(dct);
     require(made, "zelsDCTLifterInitAlloc_C0_16s");
 
-    for (int n = 0; n < kFrame; ++n)
-        window_[static_cast<std::size_t>(n)] =
-            static_cast<std::int16_t>(std::min(32767L, std::lround(32768 * hamming(n, kFrame))));
+    for (int n = 0; n < kFrame; ++n) window_[static_cast<std::size_t>(n)] = to_q15(hamming(n, kFrame));
     const auto reference = reference_cepstrum();
     constexpr std::int32_t kNearest = 1;
     require(zelsConvert_32f16s_Sfs(reference.data(), reference_.data(), kCepstra, kNearest, -kRowBits),

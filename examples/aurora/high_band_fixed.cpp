@@ -1,24 +1,14 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 #include "aurora/high_band.h"
+#include "aurora/scaling.h"
 
 namespace zelsr::examples {
 namespace {
 
 constexpr int kSpectrumDown = 7;  // of 200 samples that fill 15 bits: their power fits 31
 constexpr int kPowerBits = 12;    // of bands, in 64 bits
-
-int width_of(std::int64_t value) { return static_cast<int>(std::bit_width(static_cast<std::uint64_t>(value))); }
-
-// So many bits are free above the largest of the frame's samples.
-int free_bits(const std::int16_t* frame)
-{
-    std::int32_t peak = 0;
-    for (int n = 0; n < kFrame; ++n) peak = std::max(peak, std::abs(std::int32_t{frame[n]}));
-    return 15 - std::min(15, width_of(peak));
-}
 
 std::int32_t logarithm_of_power_of_two(int exponent)
 {
@@ -33,9 +23,7 @@ FixedHighBand::FixedHighBand() : transform_(kOrder)
     const SrStatus status = zelsMelFBankInitAllocHigh_Aurora_16s(&bank);
     bank_.reset(bank);
     require(status, "zelsMelFBankInitAllocHigh_Aurora_16s");
-    for (int n = 0; n < kFrame; ++n)
-        window_[static_cast<std::size_t>(n)] =
-            static_cast<std::int16_t>(std::min(32767L, std::lround(32768 * hann(n, kFrame))));
+    for (int n = 0; n < kFrame; ++n) window_[static_cast<std::size_t>(n)] = to_q15(hann(n, kFrame));
 }
 
 void FixedHighBand::restart()

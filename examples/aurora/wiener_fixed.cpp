@@ -1,27 +1,14 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
+#include "aurora/scaling.h"
 #include "aurora/wiener.h"
 
 namespace zelsr::examples {
 namespace {
 
 constexpr int kSlowAfter = 100, kTracksAfter = 10;
-constexpr int kWindowBits = 15, kGainBits = 14, kCosineBits = 18, kTapBits = 14;
-
-std::int16_t to_q15(double value)
-{
-    return static_cast<std::int16_t>(std::lround(std::min(32767.0, 32768 * value)));
-}
-
-int width_of(std::int64_t value) { return static_cast<int>(std::bit_width(static_cast<std::uint64_t>(value))); }
-
-// Times 2^-down, rounded; a negative one shifts up.
-std::int64_t shifted(std::int64_t value, int down)
-{
-    return down > 0 ? (value + (std::int64_t{1} << (down - 1))) >> down : value << -down;
-}
+constexpr int kGainBits = 14, kCosineBits = 18, kTapBits = 14;
 
 // To nearest. Squares of amplitudes have 56 bits at most, of which the double loses three.
 std::int32_t root(std::int64_t power)
@@ -56,9 +43,7 @@ void FixedWiener::filter(const std::int16_t* frame, bool speech, std::int16_t* o
 void FixedWiener::take_spectrum(const std::int16_t* frame)
 {
     // The windowed frame fills 15 bits, whatever its level; the transform takes that back.
-    std::int32_t peak = 0;
-    for (int n = 0; n < kFrame; ++n) peak = std::max(peak, std::abs(std::int32_t{frame[n]}));
-    const int up = 15 - std::min(15, width_of(peak));
+    const int up = free_bits(frame);
     require(zelsMul_16s_Sfs(frame, window_.data(), windowed_.data(), kFrame, kWindowBits - up), "zelsMul_16s_Sfs");
     transform_.to_complex(windowed_.data(), spectrum_.data(), up - kAmplitudeBits);
 
