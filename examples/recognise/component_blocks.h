@@ -51,9 +51,9 @@ struct ComponentBlocks {
         return constants[static_cast<std::size_t>(row(state, component))];
     }
 
-    // first(means, precisions, step, frame, width, scores, states) turns the constants in scores into the scores of
-    // a component of all states, more(means, precisions, step, frame, width, constants, scores, states) adds those of
-    // another one. frame: `width` features, on a boundary of 16 bytes.
+    // first(means, precisions, step, frame, width, scores, states) turns the constants in scores into the scores
+    // of a component of all states, more(means, precisions, step, frame, width, constants, scores, states) adds
+    // those of another one. frame: `width` features, on a boundary of 16 bytes.
     template <class First, class More>
     void score(const T* frame, float* scores, First first, More more, const char* name) const
     {

@@ -89,9 +89,7 @@ Trainer::Trainer(const FeatureKind& kind, std::span<const Example> examples, con
             throw Failure("an example of '" + example.word + "' has " + std::to_string(example.features.width()) +
                           " features a frame, the model " + std::to_string(kind.width));
         if (example.features.rows() == 0) throw Failure("an example of '" + example.word + "' has no frames");
-        FeatureMatrix<float> features(kind.width);
-        features.append(rows_of(example.features, 0, example.features.rows()));
-        utterances_.push_back({places[example.word], std::move(features), {}, 0});
+        utterances_.push_back({places[example.word], copy_of(example).features, {}, 0});
     }
 }
 
@@ -335,6 +333,13 @@ Model Trainer::run()
 }
 
 }  // namespace
+
+Example copy_of(const Example& example)
+{
+    Example copy{example.word, FeatureMatrix<float>(example.features.width())};
+    if (example.features.rows() > 0) copy.features.append(rows_of(example.features, 0, example.features.rows()));
+    return copy;
+}
 
 Model train(const FeatureKind& kind, std::span<const Example> examples, const TrainingOptions& options)
 {

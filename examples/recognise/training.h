@@ -16,12 +16,14 @@ struct Example {
     FeatureMatrix<float> features;
 };
 
+Example copy_of(const Example& example);
+
 struct TrainingOptions {
     int components = 4;         // of a state's mixture, as far as its frames go
     int most_rounds = 8;        // of alignment and re-estimation, at each number of components
     double gain = 0.05;         // a round that adds less to the log likelihood a frame is the last one
-    double frames_a_state = 7;  // a word gets as many states as its mean length holds such parts,
-    int fewest_states = 4, most_states = 12;  // within these bounds
+    double frames_a_state = 5;  // a word gets as many states as its mean length holds such parts,
+    int fewest_states = 4, most_states = 16;  // within these bounds
     int silence_states = 3;
     double floor_share = 0.05;  // least variances, as a part of those of all frames
     Normalisation normalisation = Normalisation::Mean;
