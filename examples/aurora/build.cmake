@@ -1,0 +1,2 @@
+zelsr_example(aurora)
+target_link_libraries(aurora PRIVATE word_recogniser)  # that compares features
