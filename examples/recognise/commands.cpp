@@ -21,7 +21,8 @@ constexpr double kAll = 100;  // of progress, in per cent
 
 struct TrainingPlan {
     MfccOptions mfcc;
-    double warp, refused;
+    Variety variety;
+    double refused;
     int folds;
     TrainingOptions options;
 };
@@ -32,7 +33,7 @@ const std::vector<std::string> kTrainingOptions = {"--components", "--normalise"
 TrainingPlan plan_of(const Arguments& arguments)
 {
     TrainingPlan plan{mfcc_options(arguments),
-                      arguments.number("--warp", 0.08, 0, 0.5),
+                      {arguments.number("--warp", 0.08, 0, 0.5), arguments.flag("--noisy")},
                       arguments.number("--refuse", 0.05, 0, 1),
                       arguments.whole("--folds", 4, 0, 100),
                       {}};
@@ -59,8 +60,8 @@ struct Trained {
 
 Trained train_on(const std::vector<Recording>& recordings, TrainingPlan plan)
 {
-    const FeatureKind kind = kind_of_sound(plan.mfcc, recordings.at(0).rate, plan.warp);
-    const Material material = training_material(recordings, kind, plan.warp, plan.options.threads);
+    const FeatureKind kind = kind_of_sound(plan.mfcc, recordings.at(0).rate, plan.variety.warp);
+    const Material material = training_material(recordings, kind, plan.variety, plan.options.threads);
     const bool threshold = plan.folds > 0;
     // Each turn on a part of the speakers costs about what the training on all of them does.
     const double turns = threshold ? plan.folds : 0;
@@ -100,7 +101,7 @@ void run_train(const std::vector<std::string>& words)
     names.insert(names.end(), kTrainingOptions.begin(), kTrainingOptions.end());
     names.insert(names.end(), kTemplateOptions.begin(), kTemplateOptions.end());
     names.push_back("-o");
-    const Arguments arguments(words, names, {});
+    const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder of words is");
     const std::optional<std::string> out = arguments.text("-o");
     if (!out) throw WrongUse("-o says where the model goes");
@@ -198,7 +199,7 @@ void run_demo(const std::vector<std::string>& words)
     std::vector<std::string> names = mfcc_option_names();
     names.insert(names.end(), kTrainingOptions.begin(), kTrainingOptions.end());
     names.insert(names.end(), {"-o", "--page"});
-    const Arguments arguments(words, names, {});
+    const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder that make_words has made is");
     const std::string& folder = arguments.words()[0];
     const TrainingPlan plan = plan_of(arguments);

@@ -50,7 +50,8 @@ std::string noises_text(const PageContent& content)
 {
     std::string text;
     for (const NoiseSeries& series : content.noises) {
-        text.append("\n").append(padded("With " + series.noise, kNames));
+        text += "\n";
+        text += padded("With " + series.noise, kNames);
         for (const double snr : series.snr_db)
             text += padded(snr == NoiseSeries::kClean ? "clean" : fixed(snr, 0) + " dB", kColumn);
         text += "\n";

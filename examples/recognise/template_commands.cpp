@@ -125,12 +125,12 @@ void train_templates(const Arguments& arguments)
     refuse_options(arguments, {"--components", "--normalise", "--folds", "--refuse"}, "is not for templates");
     const std::string out = *arguments.text("-o");
     TemplateOptions options = options_of(arguments);
-    const double warp = arguments.number("--warp", 0, 0, 0.5);
+    const Variety variety{arguments.number("--warp", 0, 0, 0.5), arguments.flag("--noisy")};
     const MfccOptions mfcc = mfcc_options(arguments);
     OutputFile file(out);  // tried out before the work begins
     const std::vector<Recording> recordings = recordings_of(read_word_folder, arguments.words()[0]);
-    const FeatureKind kind = kind_of_sound(mfcc, recordings[0].rate, warp);
-    const Material material = training_material(recordings, kind, warp, options.threads);
+    const FeatureKind kind = kind_of_sound(mfcc, recordings[0].rate, variety.warp);
+    const Material material = training_material(recordings, kind, variety, options.threads);
     const TemplateModel model = [&] {
         std::set<std::string> words;
         for (const Recording& recording : recordings) words.insert(recording.word);
