@@ -21,7 +21,8 @@ constexpr double kAll = 100;  // of progress, in per cent
 
 struct TrainingPlan {
     MfccOptions mfcc;
-    double warp, refused;
+    Variety variety;
+    double refused;
     int folds;
     TrainingOptions options;
 };
@@ -34,11 +35,13 @@ int threads_of(const Arguments& arguments) { return arguments.whole("--threads",
 TrainingPlan plan_of(const Arguments& arguments)
 {
     TrainingPlan plan{mfcc_options(arguments),
-                      arguments.number("--warp", 0.08, 0, 0.5),
+                      {arguments.number("--warp", 0.08, 0, 0.5), arguments.flag("--noisy")},
                       arguments.number("--refuse", 0.05, 0, 1),
                       arguments.whole("--folds", 4, 0, 100),
                       {}};
-    plan.options.components = arguments.whole("--components", plan.options.components, 1, 256);
+    // Clean and noisy speech of one state lie apart.
+    const int components = plan.options.components * (plan.variety.noise ? 2 : 1);
+    plan.options.components = arguments.whole("--components", components, 1, 256);
     plan.options.normalisation = static_cast<Normalisation>(
         arguments.choice("--normalise", static_cast<int>(plan.options.normalisation), normalisation_names()));
     plan.options.threads = threads_of(arguments);
@@ -82,8 +85,8 @@ struct Trained {
 
 Trained train_on(const std::vector<Recording>& recordings, TrainingPlan plan)
 {
-    const FeatureKind kind = kind_of_sound(plan.mfcc, recordings.at(0).rate, plan.warp);
-    const Material material = training_material(recordings, kind, plan.warp, plan.options.threads);
+    const FeatureKind kind = kind_of_sound(plan.mfcc, recordings.at(0).rate, plan.variety.warp);
+    const Material material = training_material(recordings, kind, plan.variety, plan.options.threads);
     const bool threshold = plan.folds > 0;
     // Each turn on a part of the speakers costs about what the training on all of them does.
     const double turns = threshold ? plan.folds : 0;
@@ -143,7 +146,7 @@ void run_train(const std::vector<std::string>& words)
     std::vector<std::string> names = mfcc_option_names();
     names.insert(names.end(), kTrainingOptions.begin(), kTrainingOptions.end());
     names.push_back("-o");
-    const Arguments arguments(words, names, {});
+    const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder of words is");
     const std::optional<std::string> out = arguments.text("-o");
     if (!out) throw WrongUse("-o says where the model goes");
@@ -249,7 +252,7 @@ void run_demo(const std::vector<std::string>& words)
     std::vector<std::string> names = mfcc_option_names();
     names.insert(names.end(), kTrainingOptions.begin(), kTrainingOptions.end());
     names.insert(names.end(), {"-o", "--page"});
-    const Arguments arguments(words, names, {});
+    const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder that make_words has made is");
     const std::string& folder = arguments.words()[0];
     const TrainingPlan plan = plan_of(arguments);
@@ -275,10 +278,18 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
+    std::vector<NamedRecogniser> in_noise = {{scorer_names()[0], &recognisers[0]}};
+    std::optional<Recogniser> noisy;
+    if (!plan.variety.noise) {
+        TrainingPlan with_noise = plan;
+        with_noise.variety.noise = true;
+        with_noise.folds = 0;
+        with_noise.options.components *= 2;
+        in_noise.push_back({"trained with noise", &noisy.emplace(train_on(training, with_noise).model)});
+    }
     {
         Progress progress("noise", kAll, "%");
-        add_noises(content, {recognisers.data(), 1}, test,
-                   std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},
+        add_noises(content, in_noise, test, std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},
                    std::vector{NoiseSeries::kClean, 20.0, 10.0, 5.0}, threads,
                    [&](double part) { progress.at(kAll * part); });
     }

@@ -51,17 +51,25 @@ struct ComponentBlocks {
         return constants[static_cast<std::size_t>(row(state, component))];
     }
 
-    // first(means, precisions, step, frame, width, scores, states) turns the constants in scores into the scores
-    // of a component of all states, more(means, precisions, step, frame, width, constants, scores, states) adds
-    // those of another one. frame: `width` features, on a boundary of 16 bytes.
+    // Rows end on a boundary of 16 bytes, with zeros that add nothing: the library's kernels then have no rest.
+    AlignedArray<T> empty_frame() const
+    {
+        AlignedArray<T> frame = aligned_array<T>(step);
+        std::fill_n(frame.get(), step, T{});
+        return frame;
+    }
+
+    // first(means, precisions, step, frame, step, scores, states) turns the constants in scores into the scores of
+    // a component of all states, more(means, precisions, step, frame, step, constants, scores, states) adds those
+    // of another one. frame: `step` values, as empty_frame() has them.
     template <class First, class More>
     void score(const T* frame, float* scores, First first, More more, const char* name) const
     {
         require(zelsCopy_32f(constants.data(), scores, states), "zelsCopy_32f");
-        require(first(means.get(), precisions.get(), step, frame, width, scores, states), name);
+        require(first(means.get(), precisions.get(), step, frame, step, scores, states), name);
         for (std::int32_t c = 1; c < components; ++c) {
             const std::ptrdiff_t block = row(0, c);
-            require(more(means.get() + block * step, precisions.get() + block * step, step, frame, width,
+            require(more(means.get() + block * step, precisions.get() + block * step, step, frame, step,
                          constants.data() + block, scores, states),
                     name);
         }

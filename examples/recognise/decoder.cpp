@@ -27,7 +27,7 @@ struct Link {
 // The best tokens of different histories, best first.
 class Tokens {
   public:
-    explicit Tokens(std::size_t most = 1) : most_(most) { tokens_.reserve(most); }
+    explicit Tokens(std::size_t most) : most_(most) { tokens_.reserve(most); }
 
     void clear() { tokens_.clear(); }
     const std::vector<Token>& list() const { return tokens_; }
@@ -74,14 +74,20 @@ struct Place {
 
 class Search {
   public:
-    Search(const Network& network, const DecodingOptions& options) : network_(network), options_(options)
+    Search(const Network& network, const DecodingOptions& options)
+        : network_(network),
+          options_(options),
+          most_(static_cast<std::size_t>(std::max(1, options.hypotheses))),
+          entries_(most_),
+          before_words_(most_),
+          silence_entries_(most_),
+          ends_(most_),
+          fresh_(most_)
     {
-        const auto most = static_cast<std::size_t>(std::max(1, options.hypotheses));
-        entries_ = silence_entries_ = Tokens(most);
-        add_place(kSilence, network.silence, most);
+        add_place(kSilence, network.silence);
         for (std::size_t w = 0; w < network.words.size(); ++w)
-            add_place(static_cast<std::int32_t>(w), network.words[w], most);
-        add_place(kSilence, network.silence, most);
+            add_place(static_cast<std::int32_t>(w), network.words[w]);
+        add_place(kSilence, network.silence);
         histories_.push_back({kNone, kNone});
     }
 
@@ -98,20 +104,19 @@ class Search {
     }
 
   private:
-    void add_place(std::int32_t word, const Chain& chain, std::size_t most)
+    void add_place(std::int32_t word, const Chain& chain)
     {
         places_.push_back(
-            {word, chain, std::vector<Tokens>(static_cast<std::size_t>(chain.states), Tokens(most))});
+            {word, chain, std::vector<Tokens>(static_cast<std::size_t>(chain.states), Tokens(most_))});
     }
 
     // What enters words and silence with frame t, and what would end before it.
     void collect_entries(std::int32_t t)
     {
-        const auto most = static_cast<std::size_t>(std::max(1, options_.hypotheses));
         entries_.clear();
         silence_entries_.clear();
         before_words_.clear();
-        ends_ = Tokens(most);
+        ends_.clear();
         if (t == 0) {
             before_words_.add({0, 0, kNone});
             entries_.add_all(before_words_, penalty());
@@ -128,8 +133,8 @@ class Search {
                 ends.push_back({{token.score + leave(places_[i]), token.history, token.link}, &places_[i]});
         std::stable_sort(ends.begin(), ends.end(),
                          [](const End& a, const End& b) { return a.token.score > b.token.score; });
-        if (ends.size() > most)
-            ends.resize(most);  // all of different histories: another word, or another one before
+        if (ends.size() > most_)
+            ends.resize(most_);  // all of different histories: another word, or another one before
         for (const End& end : ends)
             silence_entries_.add({end.token.score, history(end.token.history, end.place->word),
                                   link(end.token.link, end.place->word, t)});
@@ -202,6 +207,7 @@ class Search {
 
     const Network& network_;
     DecodingOptions options_;
+    std::size_t most_;
     std::vector<Place> places_;
     // Entries of words, of the silence before words, of the silence behind them; ends of paths.
     Tokens entries_, before_words_, silence_entries_, ends_, fresh_;

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <map>
 
+#include "common/text.h"
+
 namespace zelsr::examples {
 namespace {
 
 const char* const kNotes[] = {"means and variances in single precision", "16-bit data, sums in single precision",
                               "16-bit data, sums in 32-bit integers",
-                              "single precision, a fifth of the Gaussians a frame"};
+                              "single precision, three tenths of the Gaussians a frame"};
 
 std::vector<Example> examples_for(const Recogniser& recogniser, std::span<const Recording> recordings, int threads)
 {
@@ -68,20 +70,21 @@ void add_words(PageContent& content, std::span<const Recogniser> recognisers,
     }
 }
 
-void add_noises(PageContent& content, std::span<const Recogniser> recognisers,
+void add_noises(PageContent& content, std::span<const NamedRecogniser> recognisers,
                 std::span<const Recording> recordings, std::span<const NoiseKind> kinds,
                 std::span<const double> snr_db, int threads, const std::function<void(double)>& progress)
 {
     double done = 0;
     for (const NoiseKind kind : kinds) {
         NoiseSeries series{noise_name(kind), {snr_db.begin(), snr_db.end()}, {}};
-        for (std::size_t i = 0; i < recognisers.size(); ++i) series.lines.push_back({scorer_names()[i], {}});
+        for (const NamedRecogniser& one : recognisers) series.lines.push_back({one.name, {}});
         for (const double snr : snr_db) {
             std::vector<Recording> noisy(recordings.begin(), recordings.end());
             if (snr != NoiseSeries::kClean) add_noise(noisy, {kind, snr}, threads);
-            const std::vector<Example> examples = examples_for(recognisers[0], noisy, threads);
+            const std::vector<Example> examples = examples_for(*recognisers[0].recogniser, noisy, threads);
             for (std::size_t i = 0; i < recognisers.size(); ++i)
-                series.lines[i].words.push_back(tally_of(recognise_all(recognisers[i], examples, {}, threads)));
+                series.lines[i].words.push_back(
+                    tally_of(recognise_all(*recognisers[i].recogniser, examples, {}, threads)));
             progress(++done / static_cast<double>(kinds.size() * snr_db.size()));
         }
         content.noises.push_back(series);
@@ -119,7 +122,7 @@ void add_picture(PageContent& content, const Recogniser& recogniser, const Recor
     const Recognition heard = recogniser.recognise(features_of(recording, mfcc), {connected, 2});
     if (heard.paths.empty()) return;
     UtterancePicture picture;
-    picture.name = recording.path;
+    picture.name = file_name(recording.path);
     picture.spoken = recording.word;
     picture.rate = recording.rate;
     picture.samples = recording.samples;

@@ -88,7 +88,7 @@ void FixedScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& score
     require(zelsNormalizeColumn_32f_D2(scaled.row(0), scaled.step(), scaled.rows(), centres_.data(),
                                        factors_.data(), blocks_.width),
             "zelsNormalizeColumn_32f_D2");
-    const AlignedShorts frame = aligned_shorts(blocks_.step);
+    const AlignedShorts frame = blocks_.empty_frame();
     const int scale_factor = format_.scale_factor();
     const auto score_rows = [&](auto first, auto more, const char* name) {
         for (std::int32_t t = 0; t < features.rows(); ++t) {

@@ -1,14 +1,10 @@
 // Recognises spoken words, alone or connected, after training on recordings of them.
-#include <algorithm>
-#include <cstdio>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "common/arguments.h"
-#include "common/failure.h"
 #include "common/mfcc_arguments.h"
+#include "common/program.h"
 #include "recognise/commands.h"
 
 namespace zelsr::examples {
@@ -36,12 +32,13 @@ constexpr std::string_view kHelp =
     "               make_words has made\n"
     "\n"
     "  -o MODEL           where the model goes\n"
-    "  --components N     Gaussians a state, at most (default 4)\n"
-    "  --normalise KIND   of each file's features: none, mean, or mean and variance (none, mean,\n"
-    "                     variance; default variance)\n"
+    "  --components N     Gaussians a state, at most (default 4; 8 with --noisy)\n"
+    "  --normalise KIND   of each file's features, column by column: none; mean, which becomes 0;\n"
+    "                     variance, which becomes 1, and the mean 0 (default mean)\n"
     "  --warp X           train on every recording three times, as it is and with its frequencies\n"
     "                     X times higher and lower, for other voices than these (default 0.08;\n"
     "                     0: off)\n"
+    "  --noisy            train on every recording with some noise, too\n"
     "  --folds N          find the threshold of confidence on speakers held back, in N turns of\n"
     "                     training (default 4; 0: no threshold, all is taken). A file's name up\n"
     "                     to its last '_' says who speaks\n"
@@ -62,40 +59,19 @@ constexpr std::string_view kHelp =
 
 constexpr std::string_view kHelpEnd = "\nExit status: 0 done, 1 failed, 2 wrong use.\n";
 
-void run_command(const std::vector<std::string>& words)
+bool run(const std::vector<std::string>& words)
 {
     if (words.empty()) throw WrongUse("no command given");
-    if (words[0] == "train") return run_train({words.begin() + 1, words.end()});
-    if (words[0] == "test") return run_test({words.begin() + 1, words.end()});
-    if (words[0] == "demo") return run_demo({words.begin() + 1, words.end()});
-    run_recognise(words);
-}
-
-int run(const std::vector<std::string>& words)
-{
-    if (std::find(words.begin(), words.end(), "--help") != words.end()) {
-        for (const std::string_view text : {kUsage, kHelp, kMfccHelp, kHelpEnd})
-            std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    try {
-        run_command(words);
-    } catch (const WrongUse& wrong) {
-        std::fprintf(stderr, "recognise: %s\n", wrong.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    } catch (const Failure& failure) {
-        std::fprintf(stderr, "recognise: %s\n", failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        std::fprintf(stderr, "recognise: not enough memory\n");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        std::fprintf(stderr, "recognise: cannot write the results: %s\n", system_error_text().c_str());
-        return 1;
-    }
-    return 0;
+    const std::vector<std::string> rest(words.begin() + 1, words.end());
+    if (words[0] == "train")
+        run_train(rest);
+    else if (words[0] == "test")
+        run_test(rest);
+    else if (words[0] == "demo")
+        run_demo(rest);
+    else
+        run_recognise(words);
+    return true;
 }
 
 }  // namespace
@@ -103,5 +79,7 @@ int run(const std::vector<std::string>& words)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    const Program program{"recognise", kUsage, std::string(kHelp).append(kMfccHelp).append(kHelpEnd)};
+    return run_program(program, count, arguments, run);
 }

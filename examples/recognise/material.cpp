@@ -19,15 +19,18 @@ Voices voices_of(std::span<const Recording> recordings)
     return voices;
 }
 
+void add_noise(Recording& recording, const NoiseAt& noise, const Voices& voices, std::uint32_t seed)
+{
+    const std::vector<float> added = make_noise(noise.kind, recording.samples.size(), recording.rate, seed,
+                                                noise.kind == NoiseKind::Babble ? voices : Voices());
+    recording.samples = mix(recording.samples, recording.rate, added, noise.snr_db);
+}
+
 void add_noise(std::vector<Recording>& recordings, const NoiseAt& noise, int threads)
 {
-    const Voices voices = noise.kind == NoiseKind::Babble ? voices_of(recordings) : Voices();
-    for_all(recordings.size(), threads, [&](std::size_t i) {
-        Recording& recording = recordings[i];
-        const std::vector<float> added = make_noise(noise.kind, recording.samples.size(), recording.rate,
-                                                    static_cast<std::uint32_t>(i + 1), voices);
-        recording.samples = mix(recording.samples, recording.rate, added, noise.snr_db);
-    });
+    const Voices voices = voices_of(recordings);
+    for_all(recordings.size(), threads,
+            [&](std::size_t i) { add_noise(recordings[i], noise, voices, static_cast<std::uint32_t>(i + 1)); });
 }
 
 FeatureMatrix<float> features_of(const Recording& recording, const MfccOptions& options)
@@ -63,20 +66,37 @@ FeatureKind kind_of_sound(MfccOptions options, int rate, double warp)
     return {true, options, options.width()};
 }
 
-Material training_material(std::span<const Recording> recordings, const FeatureKind& kind, double warp,
+Material training_material(std::span<const Recording> recordings, const FeatureKind& kind, const Variety& variety,
                            int threads)
 {
     Material material;
     for (const Recording& recording : recordings) material.speakers.push_back(speaker_of(recording.path));
-    for (const double speed : {1.0, 1 - warp, 1 + warp}) {
+    const auto add = [&](std::span<const Recording> all, double speed) {
         MfccOptions options = kind.mfcc;
         options.rate = static_cast<int>(std::lround(speed * options.rate));
         options.check();
-        for (Example& example : examples_of(recordings, options, threads)) {
+        for (Example& example : examples_of(all, options, threads)) {
             material.recordings.push_back(material.examples.size() % recordings.size());
             material.examples.push_back(std::move(example));
         }
-        if (warp == 0) break;
+    };
+    std::vector<double> speeds = {1};
+    if (variety.warp > 0) speeds.insert(speeds.end(), {1 - variety.warp, 1 + variety.warp});
+    for (const double speed : speeds) add(recordings, speed);
+    if (!variety.noise) return material;
+
+    constexpr NoiseKind kKinds[] = {NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble};
+    constexpr double kSnrs[] = {5, 10, 15, 20};
+    const Voices voices = voices_of(recordings);
+    for (std::size_t turn = 0; turn < speeds.size(); ++turn) {
+        std::vector<Recording> noisy(recordings.begin(), recordings.end());
+        for_all(noisy.size(), threads, [&](std::size_t i) {
+            // Numbers that no test's noise begins with.
+            const auto seed = static_cast<std::uint32_t>(0x80000000 + turn * noisy.size() + i);
+            add_noise(noisy[i], {kKinds[(i + turn) % std::size(kKinds)], kSnrs[i % std::size(kSnrs)]}, voices,
+                      seed);
+        });
+        add(noisy, speeds[turn]);
     }
     return material;
 }

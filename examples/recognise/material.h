@@ -22,6 +22,7 @@ struct NoiseAt {
 // Babble is made of the recordings themselves, all of one rate: they are dealt out to sixteen speakers.
 Voices voices_of(std::span<const Recording> recordings);
 
+void add_noise(Recording& recording, const NoiseAt& noise, const Voices& voices, std::uint32_t seed);
 // Each recording gets noise of its own, the same in every run.
 void add_noise(std::vector<Recording>& recordings, const NoiseAt& noise, int threads);
 
@@ -42,9 +43,15 @@ struct Material {
     std::vector<std::string> speakers;    // of each recording
 };
 
-// Each recording as it is and, with warp above 0, as if it had been played faster and more slowly by that part:
-// its frequencies, and with them the speaker's size, are others.
-Material training_material(std::span<const Recording> recordings, const FeatureKind& kind, double warp,
+// How recordings are multiplied for training, for other voices and places than theirs.
+struct Variety {
+    // Above 0: each recording also as if it had been played faster and more slowly by that part, which changes its
+    // frequencies and with them the speaker's size.
+    double warp = 0;
+    bool noise = false;  // each of these also with noise: white, pink or babble at 5, 10, 15 or 20 dB in turn
+};
+
+Material training_material(std::span<const Recording> recordings, const FeatureKind& kind, const Variety& variety,
                            int threads);
 
 // Who speaks in a file: its name up to the last '_'.

@@ -1,6 +1,7 @@
 #include "recognise/page.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "common/failure.h"
@@ -77,11 +78,31 @@ void check(const PageContent& content)
 
 bool holds_something(const NoiseSeries& series) { return !series.snr_db.empty() && !series.lines.empty(); }
 
+// Several noises with one line each make one picture, if the lines are of one scorer at the same levels.
+bool share_a_picture(const std::vector<NoiseSeries>& noises)
+{
+    const auto unlike_first = [&](const NoiseSeries& series) {
+        return series.lines.size() != 1 || series.lines[0].name != noises[0].lines[0].name ||
+               series.snr_db != noises[0].snr_db;
+    };
+    return noises.size() > 1 && noises.size() <= kSeriesLooks &&
+           std::none_of(noises.begin(), noises.end(), unlike_first);
+}
+
 void add_noises(Html& page, const PageContent& content)
 {
+    std::vector<NoiseSeries> noises;
+    std::copy_if(content.noises.begin(), content.noises.end(), std::back_inserter(noises), holds_something);
+    if (share_a_picture(noises)) {
+        NoiseSeries all{"", noises[0].snr_db, {}};
+        for (const NoiseSeries& series : noises) all.lines.push_back({series.noise, series.lines[0].words});
+        return add_noise(page, all, "Accuracy against noise, scored by " + noises[0].lines[0].name, "noise",
+                         "noise1");
+    }
     int number = 0;
-    for (const NoiseSeries& series : content.noises)
-        if (holds_something(series)) add_noise(page, series, "noise" + std::to_string(++number));
+    for (const NoiseSeries& series : noises)
+        add_noise(page, series, "Accuracy against " + (series.noise.empty() ? "noise" : series.noise + " noise"),
+                  "scores by", "noise" + std::to_string(++number));
 }
 
 void add_utterances(Html& page, const PageContent& content)

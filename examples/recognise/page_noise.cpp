@@ -101,14 +101,15 @@ class NoiseChart {
     }
 
   private:
-    // The axis begins at a multiple of 10 % below the lowest value.
+    // The axis begins below the lowest value, at a multiple of 10 %, or of 20 % if it is long.
     static double lowest(const NoiseSeries& series)
     {
-        double low = 90;
+        double low = 100;
         for (const NoiseSeries::Line& line : series.lines)
             for (const Tally& words : line.words)
-                if (words.tested > 0) low = std::min(low, 10 * std::floor(share(words) / 10 - 1e-9));
-        return std::max(low, 0.0);
+                if (words.tested > 0) low = std::min(low, share(words));
+        const double step = low < 50 ? 20 : 10;
+        return std::max(0.0, step * std::floor(low / step - 1e-9));
     }
 
     // Gaps where nothing was tested. Returns where the line's label belongs.
@@ -144,9 +145,9 @@ class NoiseChart {
 
 }  // namespace
 
-void add_noise(Html& page, const NoiseSeries& series, const std::string& id)
+void add_noise(Html& page, const NoiseSeries& series, const std::string& name, const std::string& lines,
+               const std::string& id)
 {
-    const std::string name = "Accuracy against " + (series.noise.empty() ? "noise" : series.noise + " noise");
     std::string content;
     for (const NoiseSeries::Line& line : series.lines) {
         content += line.name + ": ";
@@ -159,9 +160,11 @@ void add_noise(Html& page, const NoiseSeries& series, const std::string& id)
     {
         const Html::Element figure = page.inside("figure");
         page.picture(NoiseChart(series, {id, name, content}).draw());
-        page.element("figcaption", "Markers of one noise stand side by side, so that equal values do not hide.");
+        if (series.lines.size() > 1)
+            page.element("figcaption",
+                         "Markers of one noise stand side by side, so that equal values do not hide.");
     }
-    std::vector<Html::Column> columns = {{"scores by", false}};
+    std::vector<Html::Column> columns = {{lines, false}};
     for (double snr : series.snr_db) columns.push_back({condition(snr)});
     std::vector<std::vector<Html::Cell>> rows;
     for (const NoiseSeries::Line& line : series.lines) {

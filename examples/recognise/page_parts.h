@@ -30,7 +30,9 @@ std::string listed(std::span<const std::string> texts);
 
 // Each adds what stands below the heading of its section. They take parts that hold something.
 void add_scorers(Html& page, const std::vector<ScorerRow>& scorers);
-void add_noise(Html& page, const NoiseSeries& series, const std::string& id);
+// name: what the picture is called; lines: what tells one from the other.
+void add_noise(Html& page, const NoiseSeries& series, const std::string& name, const std::string& lines,
+               const std::string& id);
 void add_confusions(Html& page, const Confusions& confusions);
 void add_connected(Html& page, const std::vector<ConnectedRow>& rows);
 void add_rejection(Html& page, const Rejection& rejection);

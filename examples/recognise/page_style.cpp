@@ -35,7 +35,7 @@ section { margin-top: 2rem; }
 nav { display: flex; flex-wrap: wrap; gap: 0.2rem 1.2rem; margin: 1rem 0; }
 .headline { background: var(--card); border-left: 5px solid rgb(var(--right)); padding: 0.8rem 1.1rem; margin: 1rem 0; }
 .headline strong { display: block; font-size: 2.8rem; line-height: 1.1; font-variant-numeric: tabular-nums; }
-.headline p { margin: 0.2rem 0 0; }
+.headline p { margin: 0.2rem 0 0; max-width: none; }
 .soft, figcaption { color: var(--soft); font-size: 0.92rem; }
 .remarks { border-left: 5px solid rgb(var(--wrong)); padding: 0.1rem 1.1rem; margin: 1rem 0; }
 .wide { overflow-x: auto; margin: 0.2rem 0 1rem; }
@@ -47,7 +47,7 @@ details { margin: 0.3rem 0 1rem; }
 summary { cursor: pointer; }
 
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
-.caption { color: var(--soft); font-size: 0.92rem; margin: 0.8rem 0 0.2rem; }
+.caption { color: var(--soft); font-size: 0.92rem; margin: 0.8rem 0 0.2rem; max-width: none; }
 th, td { padding: 0.22rem 0.8rem; text-align: left; vertical-align: top; border-bottom: 1px solid var(--rule); }
 thead th { border-bottom: 2px solid var(--soft); vertical-align: bottom; font-size: 0.92rem; }
 tbody th { font-weight: 600; white-space: nowrap; position: sticky; left: 0; background: var(--page); }
@@ -104,8 +104,8 @@ svg text { fill: var(--ink); }
   nav { display: none; }
   svg, .large svg { min-width: 0; width: 100%; }
   .wide { overflow: visible; }
-  figure, tr, .headline { break-inside: avoid; }
-  h2, h3 { break-after: avoid; }
+  figure, tr, .headline, .matrix { break-inside: avoid; }
+  h2, h3, .caption { break-after: avoid; }
   .matrix { font-size: 7pt; } .matrix td { min-width: 0; }
 }
 )";

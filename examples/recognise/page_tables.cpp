@@ -99,7 +99,7 @@ void add_confusions(Html& page, const Confusions& confusions)
 
     std::vector<Html::Column> heads = {{"spoken", false}};
     for (const std::string& word : confusions.recognised) heads.push_back({word});
-    heads.push_back({"right"});
+    heads.push_back({"correct"});  // "right" may be a word
     std::vector<Row> rows;
     for (std::size_t row = 0; row < confusions.spoken.size(); ++row) {
         rows.push_back({{confusions.spoken[row]}});

@@ -138,7 +138,7 @@ class UtteranceChart {
         }
         const double top = peak > 0 ? 1.08 * peak : 1;
         const Panel wave = panel(next(kWaveHeight, "Waveform"), -top, top);
-        draw_y_axis(svg_, wave, "amplitude", 3);
+        draw_y_axis(svg_, wave, "amplitude", 5);
         finish(wave, false);
         std::vector<Point> outline;
         for (Point point : highest) outline.push_back(wave.at(point.x, point.y));

@@ -50,8 +50,10 @@ Recognition Recogniser::recognise(FeatureMatrix<float> features, const DecodingO
 std::string Recogniser::text_of(const Path& path) const
 {
     std::string text;
-    for (const std::int32_t word : path.words)
-        text += (text.empty() ? "" : " ") + model_.words[static_cast<std::size_t>(word)].name;
+    for (const std::int32_t word : path.words) {
+        if (!text.empty()) text += ' ';
+        text += model_.words[static_cast<std::size_t>(word)].name;
+    }
     return text;
 }
 

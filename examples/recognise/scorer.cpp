@@ -57,9 +57,12 @@ FloatScorer::FloatScorer(std::span<const Mixture* const> states)
 void FloatScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& scores) const
 {
     scores.resize(features.rows(), blocks_.states);
-    for (std::int32_t t = 0; t < features.rows(); ++t)
-        blocks_.score(features.row(t), scores[t], zelsLogGaussMultiMix_32f_D2, zelsLogGaussAddMultiMix_32f_D2,
+    const AlignedFloats frame = blocks_.empty_frame();
+    for (std::int32_t t = 0; t < features.rows(); ++t) {
+        std::copy_n(features.row(t), blocks_.width, frame.get());
+        blocks_.score(frame.get(), scores[t], zelsLogGaussMultiMix_32f_D2, zelsLogGaussAddMultiMix_32f_D2,
                       "zelsLogGaussAddMultiMix_32f_D2");
+    }
 }
 
 std::unique_ptr<Scorer> make_scorer(ScorerKind kind, const Model& model)

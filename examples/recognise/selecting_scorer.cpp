@@ -45,13 +45,11 @@ SelectingScorer::SelectingScorer(const Model& model, const SelectionOptions& opt
 void SelectingScorer::make_lists(const std::vector<float>& weights, const SelectionOptions& options)
 {
     const auto count = static_cast<std::int32_t>(constants_.size());
-    const auto make_book = [&](std::int32_t size, SrCdbkKind kind) {
-        ZelCdbkState_32f* book = nullptr;
-        require(zelsCdbkInitAlloc_WgtL2_32f(&book, means_.get(), weights.data(), width_, step_, count, size, kind),
-                "zelsCdbkInitAlloc_WgtL2_32f");
-        return Codebook(book);
-    };
-    book_ = make_book(std::min(options.codewords, count), SrCdbkTreePopulation);
+    ZelCdbkState_32f* book = nullptr;
+    require(zelsCdbkInitAlloc_WgtL2_32f(&book, means_.get(), weights.data(), width_, step_, count,
+                                        std::min(options.codewords, count), SrCdbkTreePopulation),
+            "zelsCdbkInitAlloc_WgtL2_32f");
+    book_.reset(book);
     std::int32_t codewords = 0;
     require(zelsGetCdbkSize_32f(book_.get(), &codewords), "zelsGetCdbkSize_32f");
     const AlignedFloats centres = aligned_floats(static_cast<std::int64_t>(codewords) * step_);
@@ -62,18 +60,27 @@ void SelectingScorer::make_lists(const std::vector<float>& weights, const Select
     for (std::int32_t w = 0; w < codewords; ++w)
         rows_.push_back(bits_.data() + static_cast<std::ptrdiff_t>(w) * row_bytes_);
 
-    // The Gaussians by their distance from each codeword.
-    const Codebook ranks = make_book(count, SrCdbkFull);
+    // Those under which the codeword is likeliest: a wide Gaussian further away may matter more than a narrow one.
     const auto listed =
         std::clamp(static_cast<std::int32_t>(std::lround(options.share * count)), std::int32_t{1}, count);
-    std::vector<std::int32_t> nearest(static_cast<std::size_t>(codewords) * static_cast<std::size_t>(listed));
-    for (std::int32_t w = 0; w < codewords; ++w)
-        require(
-            zelsVQSingle_Sort_32f(centres.get() + static_cast<std::ptrdiff_t>(w) * step_,
-                                  nearest.data() + static_cast<std::ptrdiff_t>(w) * listed, ranks.get(), listed),
-            "zelsVQSingle_Sort_32f");
-    require(zelsFillShortlist_Row_1u(nearest.data(), count, listed, rows_.data(), codewords, row_bytes_, 0),
-            "zelsFillShortlist_Row_1u");
+    std::vector<float> scores;
+    std::vector<std::int32_t> indices, counts;
+    for (std::int32_t w = 0; w < codewords; ++w) {
+        scores = constants_;
+        require(zelsLogGaussMultiMix_32f_D2(means_.get(), precisions_.get(), step_,
+                                            centres.get() + static_cast<std::ptrdiff_t>(w) * step_, width_,
+                                            scores.data(), count),
+                "zelsLogGaussMultiMix_32f_D2");
+        float least = 0;
+        require(zelsNthMaxElement_32f(scores.data(), count, listed - 1, &least), "zelsNthMaxElement_32f");
+        const std::size_t before = indices.size();
+        for (std::int32_t j = 0; j < count; ++j)
+            if (scores[static_cast<std::size_t>(j)] >= least) indices.push_back(j);
+        counts.push_back(static_cast<std::int32_t>(indices.size() - before));
+    }
+    require(
+        zelsFillShortlist_RowVar_1u(indices.data(), counts.data(), count, rows_.data(), codewords, row_bytes_, 0),
+        "zelsFillShortlist_RowVar_1u");
 }
 
 void SelectingScorer::score(const FeatureMatrix<float>& features, ScoreMatrix& scores) const

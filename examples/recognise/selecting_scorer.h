@@ -11,7 +11,7 @@ namespace zelsr::examples {
 
 struct SelectionOptions {
     std::int32_t codewords = 64;  // of the codebook of all means
-    double share = 0.2;           // of the Gaussians, that a codeword lists: those that are nearest to it
+    double share = 0.3;           // of the Gaussians, that a codeword lists: those under which it is likeliest
 };
 
 // A frame is scored under the Gaussians that its codeword lists, and a state that has none among them gets a score

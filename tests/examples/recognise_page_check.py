@@ -1,4 +1,5 @@
-"""Reads a page as XML and as HTML and says what is wrong with it, a line a fault. Usage: recognise_page_check.py FILE"""
+"""Reads pages as XML and as HTML and says what is wrong with them: a line "PLACE FAULT" for each fault of the file at
+that place. Usage: recognise_page_check.py FILE..."""
 import html.parser
 import re
 import sys
@@ -41,7 +42,7 @@ def check_numbers(element):
         for word in re.split(r"[\s,()]+", re.sub(r"(?<=\d)[MZ]|[MZ](?=[-\d]|$)", " ", value)):
             if word and word not in ("translate", "rotate") and not NUMBER.fullmatch(word):
                 faults.append(f"{local(element.tag)} {name}: {word!r} is no number")
-    if local(element.tag) in ("text", "td", "th", "p", "desc") and element.text:
+    if local(element.tag) != "style" and element.text:
         if re.search(r"(?<![\w])-?(nan|inf)(?![\w])", element.text, re.I):
             faults.append(f"no number in: {element.text}")
 
@@ -83,8 +84,9 @@ def check_tree(root):
             faults.append("a heading of neither row nor column")
 
 
-def main():
-    with open(sys.argv[1], "rb") as file:
+def check(path):
+    faults.clear()
+    with open(path, "rb") as file:
         text = file.read().decode("utf-8")
     try:
         check_tree(xml.fromstring(text))
@@ -100,9 +102,10 @@ def main():
         faults.append("the style sheet is missing, or no page of its own")
     if not text.startswith("<!DOCTYPE html>"):
         faults.append("an old way of HTML")
-    for fault in faults:
-        print(fault)
-    return 1 if faults else 0
+    return list(faults)
 
 
-sys.exit(main())
+for place, path in enumerate(sys.argv[1:]):
+    for fault in check(path):
+        print(place, fault.replace("\n", " "))
+print("done")

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <sstream>
 
 #include "common/failure.h"
 #include "common/fields.h"
@@ -23,19 +24,34 @@ std::string python, page_check;
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
 
-// What recognise_page_check.py finds wrong.
-std::string faults_of(const std::string& page)
+// What recognise_page_check.py finds wrong with each page.
+std::vector<std::string> faults_of(const std::vector<std::string>& pages)
 {
     const std::string base = std::filesystem::temp_directory_path() / ("page_test_" + std::to_string(getpid()));
-    const std::string file = base + ".html", said = base + ".txt";
-    write_file(file, page);
-    const std::string command = "'" + python + "' '" + page_check + "' '" + file + "' > '" + said + "' 2>&1";
-    const int status = std::system(command.c_str());
-    const std::string faults = read_file(said);
-    std::filesystem::remove(file);
-    std::filesystem::remove(said);
-    return status != 0 && faults.empty() ? "the check failed" : faults;
+    std::string command = "'" + python + "' '" + page_check + "'";
+    std::vector<std::string> files;
+    for (const std::string& page : pages) {
+        files.push_back(base + "_" + std::to_string(files.size()) + ".html");
+        write_file(files.back(), page);
+        command += " '" + files.back() + "'";
+    }
+    files.push_back(base + ".txt");
+    const int status = std::system((command + " > '" + files.back() + "' 2>&1").c_str());
+    std::istringstream said(read_file(files.back()));
+    for (const std::string& file : files) std::filesystem::remove(file);
+
+    std::vector<std::string> faults(pages.size(), status == 0 ? "" : "the check failed");
+    std::string line;
+    while (std::getline(said, line) && line != "done") {
+        char* fault = nullptr;
+        const auto place = std::strtoul(line.c_str(), &fault, 10);
+        if (place < faults.size()) faults[place] += fault;
+    }
+    if (line != "done") faults.assign(faults.size(), "the check ended with: " + line);
+    return faults;
 }
+
+std::string faults_of(const std::string& page) { return faults_of(std::vector<std::string>{page}).front(); }
 
 bool holds(const std::string& page, const std::string& text) { return page.find(text) != std::string::npos; }
 
@@ -49,19 +65,28 @@ int count_of(const std::string& page, const std::string& text)
 TEST(RecognisePage, TheCheckFindsFaults)
 {
     const std::string page = page_of(made_up_content());
-    const std::function<std::string(std::string, std::string)> with = [&](const std::string& what,
-                                                                          const std::string& instead) {
-        std::string changed = page;
-        changed.replace(changed.find(what), what.size(), instead);
-        return faults_of(changed);
-    };
-    EXPECT_NE(with("</table>", ""), "");
-    EXPECT_NE(with("<desc", "<description"), "");
-    EXPECT_NE(with("id=\"scorers\"", "id=\"noise\""), "");
-    EXPECT_NE(with("href=\"#scorers\"", "href=\"http://somewhere/\""), "");
-    EXPECT_NE(with("y1=\"", "y1=\"nan"), "");
-    EXPECT_NE(with(" scope=\"row\"", ""), "");
-    EXPECT_NE(with("<p>", "<script></script><p>"), "");
+    const std::vector<std::pair<std::string, std::string>> changes = {
+        {"</table>", ""},
+        {"<desc", "<description"},
+        {"id=\"scorers\"", "id=\"noise\""},
+        {"href=\"#scorers\"", "href=\"http://a/\""},
+        {"href=\"#scorers\"", "href=\"#scorer\""},
+        {"y1=\"", "y1=\"nan"},
+        {" d=\"M", " d=\"Minf,2 "},
+        {">98.4", ">nan"},
+        {" scope=\"row\"", ""},
+        {"<td class=\"number\">5</td>", ""},
+        {"<p>", "<script></script><p>"},
+        {"aria-labelledby=\"", "aria-labelledby=\"x"},
+        {"<style>", "<style>@import 'a';"}};
+    std::vector<std::string> pages;
+    for (const auto& [what, instead] : changes) {
+        pages.push_back(page);
+        ASSERT_TRUE(holds(page, what)) << what;
+        pages.back().replace(page.find(what), what.size(), instead);
+    }
+    const std::vector<std::string> faults = faults_of(pages);
+    for (std::size_t i = 0; i < faults.size(); ++i) EXPECT_NE(faults[i], "") << changes[i].second;
 }
 
 TEST(RecognisePage, IsWellFormedAndNeedsNothingElse)
@@ -90,7 +115,41 @@ TEST(RecognisePage, ShowsWhatWasMeasured)
           "en-gb-scotland+f5", "threshold -3.6", "data:image/png;base64,", "./make_words words\n",
           "\u201cthree no seven\u201d"})
         EXPECT_TRUE(holds(page, text)) << text;
+    EXPECT_TRUE(holds(page,
+                      "<th scope=\"row\">templates</th><td class=\"number\">94.1\u00a0%</td>"
+                      "<td class=\"number\">91.2\u00a0%</td><td class=\"number\">75.3\u00a0%</td>"));
     EXPECT_EQ(count_of(page, "<svg"), 3);
+}
+
+// Unless they differ in what they compare.
+TEST(RecognisePage, NoisesOfOneScorerShareAPicture)
+{
+    PageContent content;
+    for (const char* noise : {"white", "pink"})
+        content.noises.push_back({noise, {NoiseSeries::kClean, 10}, {{"float", {{10, 9}, {10, 4}}}}});
+    content.noises[1].lines[0].words[1] = {10, 7};
+    std::string page = page_of(content);
+    EXPECT_EQ(faults_of(page), "");
+    EXPECT_EQ(count_of(page, "<svg"), 1);
+    EXPECT_TRUE(holds(page, "Accuracy against noise, scored by float"));
+    EXPECT_TRUE(holds(page,
+                      "<th scope=\"row\">white</th><td class=\"number\">90.0\u00a0%</td>"
+                      "<td class=\"number\">40.0\u00a0%</td>"));
+    EXPECT_TRUE(holds(page,
+                      "<th scope=\"row\">pink</th><td class=\"number\">90.0\u00a0%</td>"
+                      "<td class=\"number\">70.0\u00a0%</td>"));
+    PageContent other = content;
+    other.noises[1].snr_db[1] = 5;
+    EXPECT_EQ(count_of(page_of(other), "<svg"), 2);
+    other = content;
+    other.noises[1].lines[0].name = "templates";
+    EXPECT_EQ(count_of(page_of(other), "<svg"), 2);
+    other = content;
+    other.noises[0].lines.push_back(other.noises[0].lines[0]);
+    page = page_of(other);
+    EXPECT_EQ(faults_of(page), "");
+    EXPECT_EQ(count_of(page, "<svg"), 2);
+    EXPECT_TRUE(holds(page, "Accuracy against pink noise"));
 }
 
 TEST(RecognisePage, ConfusionsCountRowByRow)
@@ -104,7 +163,7 @@ TEST(RecognisePage, ConfusionsCountRowByRow)
                       "<td class=\"number\">83.3\u00a0%</td>"));
     EXPECT_TRUE(holds(page,
                       "<th scope=\"row\">no</th><td class=\"number\"></td><td class=\"number right5\">7</td>"
-                      "<td class=\"number wrong1\">1</td>"));
+                      "<td class=\"number wrong1\">1</td><td class=\"number\">87.5\u00a0%</td>"));
     EXPECT_LT(page.find("\u201cgo\u201d came out as \u201cno\u201d: 2 of 12 (16.7\u00a0%)"),
               page.find("\u201cno\u201d came out as not recognised: 1 of 8 (12.5\u00a0%)"));
     content.confusions.counts = {10, 0, 0, 0, 7, 0};
@@ -133,8 +192,7 @@ TEST(RecognisePage, EveryWordStandsInOneBarOfTheHistogram)
         for (double& value : content.rejection.unknown) value *= spread;
         content.rejection.threshold *= spread;
         const std::string page = page_of(content);
-        const std::size_t start = page.find(">Words by their confidence"),
-                          end = page.find("</table>", start);
+        const std::size_t start = page.find(">Words by their confidence"), end = page.find("</table>", start);
         long known = 0, unknown = 0;
         int rows = 0;
         for (std::size_t at = page.find("<td", start); at < end; at = page.find("<td", at + 1), ++rows) {
@@ -145,6 +203,35 @@ TEST(RecognisePage, EveryWordStandsInOneBarOfTheHistogram)
         EXPECT_EQ(unknown, 96) << spread;
         EXPECT_LT(rows / 2, 60) << spread;
     }
+}
+
+TEST(RecognisePage, ABarHoldsItsLeftEdge)
+{
+    PageContent content;
+    content.rejection = {{0, 1, 1.5, 16, 20}, {0.999, 19.9}, 3, "confidence"};
+    const std::string page = page_of(content);
+    for (const char* row : {"0 to 1</th><td class=\"number\">1</td><td class=\"number\">1<",
+                            "1 to 2</th><td class=\"number\">2</td><td class=\"number\">0<",
+                            "16 to 17</th><td class=\"number\">1</td><td class=\"number\">0<",
+                            "19 to 20</th><td class=\"number\">1</td><td class=\"number\">1<"})
+        EXPECT_TRUE(holds(page, row)) << row;
+    content.rejection = {{-std::numeric_limits<double>::max(), 1, 2}, {std::numeric_limits<double>::max()}, 1, ""};
+    EXPECT_EQ(faults_of(page_of(content)), "");
+}
+
+// A frame that one of the paths cannot pass counts for neither, and the curve goes on behind it.
+TEST(RecognisePage, TheLeadGoesOnBehindAnImpossibleFrame)
+{
+    PageContent content;
+    content.utterances = made_up_content().utterances;
+    content.utterances[0].best.scores[3] = content.utterances[0].second.scores[3] =
+        -std::numeric_limits<float>::infinity();
+    const std::string page = page_of(content);
+    const std::string path = "<path class=\"first\" d=\"";
+    EXPECT_EQ(count_of(page, path), 3);  // the scores in two pieces, the lead
+    const std::size_t start = page.rfind(path) + path.size();
+    EXPECT_EQ(count_of(page.substr(start, page.find('"', start) - start), ","),
+              static_cast<int>(content.utterances[0].best.states.size()));
 }
 
 TEST(RecognisePage, TextsMayHoldAnything)
@@ -186,19 +273,20 @@ TEST(RecognisePage, EmptyPartsAreLeftOut)
         {"commands", [](auto& to, auto& from) { to.commands = from.commands; }},
     };
     const PageContent all = made_up_content(), none;
+    std::vector<std::string> pages;
     for (const Part& part : parts) {
         PageContent alone, others = all;
         part.copy(alone, all);
         part.copy(others, none);
         const std::string alone_page = page_of(alone), others_page = page_of(others);
-        EXPECT_EQ(faults_of(alone_page), "") << part.id;
-        EXPECT_EQ(faults_of(others_page), "") << part.id;
+        pages.insert(pages.end(), {alone_page, others_page});
         EXPECT_EQ(count_of(alone_page, "<section"), 1) << part.id;
         EXPECT_EQ(count_of(others_page, "<section"), static_cast<int>(parts.size()) - 1) << part.id;
         const std::string id = std::string("<section id=\"") + part.id + "\"";
         EXPECT_TRUE(holds(alone_page, id)) << part.id;
         EXPECT_FALSE(holds(others_page, id)) << part.id;
     }
+    EXPECT_EQ(faults_of(pages), std::vector<std::string>(pages.size()));
     const std::string empty = page_of(none);
     for (const char* text : {"<section", "<nav", "<svg", "<table", "headline\"", "remarks\""})
         EXPECT_FALSE(holds(empty, text)) << text;
