@@ -12,6 +12,7 @@
 #include "common/progress.h"
 #include "common/text.h"
 #include "recognise/folder.h"
+#include "recognise/material.h"
 #include "recognise/recogniser.h"
 #include "recognise/training.h"
 
@@ -106,11 +107,7 @@ Trial::Trial(const Comparison& comparison)
         throw Failure(comparison.folder + ": training at " + std::to_string(rate_) + " Hz, test at " +
                       std::to_string(test_[0].rate) + " Hz");
     FrontEnd<float>{rate_};  // refuses other rates
-    // Those who babble have trained the models; every word's recordings are one voice.
-    for (std::size_t i = 0; i < training_.size(); ++i) {
-        if (i == 0 || training_[i].word != training_[i - 1].word) voices_.emplace_back();
-        voices_.back().insert(voices_.back().end(), training_[i].samples.begin(), training_[i].samples.end());
-    }
+    voices_ = voices_of(training_);  // those who babble have trained the models
 }
 
 void Trial::train_all()

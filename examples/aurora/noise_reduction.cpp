@@ -22,17 +22,22 @@ double squares(const std::int16_t* samples)
     return static_cast<double>(sum);
 }
 
-void take_offset_off(float* samples, float& last_input, float last_output)
+void take_offset_off(float* samples, float& last_input, float& last_output)
 {
     require(zelsCompensateOffset_32f_I(samples, kHop, &last_input, last_output, kPole),
             "zelsCompensateOffset_32f_I");
+    last_output = samples[kHop - 1];
 }
 
-void take_offset_off(std::int16_t* samples, std::int16_t& last_input, std::int16_t last_output)
+// The 16-bit form's own memory is rounded, and keeps an offset of up to 512 units: single precision stands between
+// conversions.
+void take_offset_off(std::int16_t* samples, float& last_input, float& last_output)
 {
-    // The form that rounds to nearest.
-    require(zelsCompensateOffset_16s_I(samples, kHop, &last_input, last_output, kPole),
-            "zelsCompensateOffset_16s_I");
+    constexpr std::int32_t kNearest = 1;
+    std::array<float, kHop> exact;
+    require(zelsConvert_16s32f(samples, exact.data(), kHop), "zelsConvert_16s32f");
+    take_offset_off(exact.data(), last_input, last_output);
+    require(zelsConvert_32f16s_Sfs(exact.data(), samples, kHop, kNearest, 0), "zelsConvert_32f16s_Sfs");
 }
 
 }  // namespace
@@ -88,7 +93,6 @@ void NoiseReduction<T>::run(std::vector<T>& cleaned)
         T* out = &cleaned[cleaned.size() - kHop];
         second_->wiener.filter(&second_->waiting[second_->start], false, out);
         take_offset_off(out, last_input_, last_output_);
-        last_output_ = out[kHop - 1];
         out_ += kHop;
     }
     drop_used(*first_);

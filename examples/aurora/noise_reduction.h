@@ -51,7 +51,7 @@ class NoiseReduction {
     Observer observer_;
     std::optional<Stage> first_, second_;
     EnergyDetector energy_;
-    T last_input_ = 0, last_output_ = 0;
+    float last_input_ = 0, last_output_ = 0;
     std::int64_t in_ = 0, out_ = 0;
 };
 
