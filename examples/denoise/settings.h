@@ -43,7 +43,7 @@ struct EstimatorRate {
 };
 EstimatorRate estimator_rate(const FrameShape& shape);
 
-// What follows was tuned by `denoise measure` on the sentences of examples/speech.
+// What follows was tuned by `denoise measure`: examples/denoise/README.md has the results.
 
 // The estimate swings with the frames that it follows, and takes faint speech and every sound's first frame for
 // noise. Gains are formed with a track of it up to the frame before, which rises more slowly than it falls.
@@ -56,7 +56,7 @@ constexpr double kNoiseRises = 0.995, kNoiseFalls = 0.95;  // what is kept of th
 // whose Wiener gain q tells what this frame holds itself, prior = q^2 * snr, from which the gain is formed: so
 // that a sound's beginning is not judged by the silence before it. Lone bins that rise by chance would be heard as
 // notes; the mean takes them back.
-constexpr double kPriorMemory = 0.97;
+constexpr double kPriorMemory = 0.97;  // a frame
 
 // All ratios are those of powers.
 constexpr double kLeastPrior = 0.003, kLeastSnr = 0.05, kMostSnr = 1000;
