@@ -38,7 +38,7 @@ FixedChain::FixedChain(const Settings& settings)
     : shape_(settings.rate),
       rule_(settings.rule),
       bins_(static_cast<std::size_t>(shape_.bins())),
-      prior_memory_(std::lround(shape_.per_shift(kPriorMemory) * 32768)),
+      prior_memory_(std::lround(kPriorMemory * 32768)),
       floor_(static_cast<std::int32_t>(std::min(std::round(settings.floor * 2147483648.0), 2147483647.0))),
       noise_(shape_)
 {

@@ -22,7 +22,7 @@ AlignedFloats filled(std::size_t count, float value)
 FloatChain::FloatChain(const Settings& settings)
     : shape_(settings.rate),
       rule_(settings.rule),
-      prior_memory_(static_cast<float>(shape_.per_shift(kPriorMemory))),
+      prior_memory_(static_cast<float>(kPriorMemory)),
       rise_(static_cast<float>(1 - shape_.per_shift(kNoiseRises))),
       fall_(static_cast<float>(1 - shape_.per_shift(kNoiseFalls))),
       bins_(static_cast<std::size_t>(shape_.bins()))

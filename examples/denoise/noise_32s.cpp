@@ -100,7 +100,8 @@ void FixedNoise::follow(int exponent)
     const int scale = std::clamp(scale_ + top_bit(largest) - kWantedBit, least_scale_, most_scale_);
     if (scale == scale_) return;
     for (std::size_t k = 0; k < noise_.size(); ++k) {
-        noise_[k] = scaled(noise_[k], scale - scale_);
+        // The track of noise that has just fallen may be far above the new scale.
+        noise_[k] = std::min(scaled(noise_[k], scale - scale_), kMostInteger << kFraction);
         input_[k] = static_cast<std::int32_t>(std::min(scaled(powers_[k], scale - scale_), kMostInteger));
     }
     scale_ = scale;

@@ -7,8 +7,8 @@ namespace zelsr::examples {
 
 FrameShape::FrameShape(int sample_rate) : rate(sample_rate), order(0)
 {
-    constexpr std::int64_t kMostMilliseconds = 32;
-    while (1000 * (std::int64_t{2} << order) <= kMostMilliseconds * rate) ++order;
+    constexpr std::int64_t kLeastMilliseconds = 32;
+    while (1000 * (std::int64_t{1} << order) < kLeastMilliseconds * rate) ++order;
 }
 
 double FrameShape::per_shift(double factor_of_8_ms) const

@@ -16,7 +16,8 @@ struct Settings {
     double floor = 0.1;  // the least gain of a bin, as a ratio of amplitudes; 1 changes nothing
 };
 
-// Frames of 16 to 32 ms, each a quarter of its length behind the one before it.
+// Frames of 32 to 64 ms, which tell a voice's harmonics apart, each a quarter of its length behind the one before
+// it.
 struct FrameShape {
     explicit FrameShape(int sample_rate);
 
@@ -42,11 +43,11 @@ struct EstimatorRate {
 };
 EstimatorRate estimator_rate(const FrameShape& shape);
 
-// What follows was tuned by `denoise measure` on the sentences of examples/speech.
+// What follows was tuned by `denoise measure`: examples/denoise/README.md has the results.
 
 // The estimate swings with the frames that it follows, and takes faint speech and every sound's first frame for
 // noise. Gains are formed with a track of it up to the frame before, which rises more slowly than it falls.
-constexpr double kNoiseRises = 0.99, kNoiseFalls = 0.95;  // what is kept of the distance in 8 ms
+constexpr double kNoiseRises = 0.995, kNoiseFalls = 0.95;  // what is kept of the distance in 8 ms
 
 // snr = power / noise is the a-posteriori ratio of a bin, and the a-priori one is first
 //
@@ -55,7 +56,7 @@ constexpr double kNoiseRises = 0.99, kNoiseFalls = 0.95;  // what is kept of the
 // whose Wiener gain q tells what this frame holds itself, prior = q^2 * snr, from which the gain is formed: so
 // that a sound's beginning is not judged by the silence before it. Lone bins that rise by chance would be heard as
 // notes; the mean takes them back.
-constexpr double kPriorMemory = 0.97;  // of 8 ms
+constexpr double kPriorMemory = 0.97;  // a frame
 
 // All ratios are those of powers.
 constexpr double kLeastPrior = 0.003, kLeastSnr = 0.05, kMostSnr = 1000;
