@@ -227,7 +227,6 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
-    add_template_row(content, trained.model.kind, training, test, threads);
     std::vector<NamedRecogniser> in_noise = {{scorer_names()[0], &recognisers[0]}};
     std::optional<Recogniser> noisy;
     if (!plan.variety.noise) {
@@ -237,6 +236,7 @@ void run_demo(const std::vector<std::string>& words)
         with_noise.options.components *= 2;
         in_noise.push_back({"trained with noise", &noisy.emplace(train_on(training, with_noise).model)});
     }
+    add_template_row(content, trained.model.kind, training, test, threads);
     {
         Progress progress("noise", kAll, "%");
         add_noises(content, in_noise, test, std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},

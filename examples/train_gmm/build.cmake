@@ -9,4 +9,7 @@ else()
   message(STATUS "train_gmm: no MPI found, built to run alone")
 endif()
 
-zelsr_program_test(train_gmm $<TARGET_FILE:train_gmm> ${speech} ${MPIEXEC_EXECUTABLE})
+zelsr_program_test(train_gmm $<TARGET_FILE:train_gmm> ${speech})
+if(MPI_C_FOUND)
+  zelsr_program_test(train_gmm_mpi $<TARGET_FILE:train_gmm> ${MPIEXEC_EXECUTABLE})
+endif()
