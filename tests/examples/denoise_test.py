@@ -119,7 +119,7 @@ class DenoiseTest(ProgramTestCase):
                 for snr in (15, 10, 5, 0):
                     self.assertGreater(gained(kind, snr, way), -0.5 if kind == "babble" else 0, (kind, snr, way))
                     other = way.replace(" --fixed", "")
-                    self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.2, (kind, snr, way))
+                    self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.1, (kind, snr, way))
         # Mixed as stated: segmental values lie below the mean, and fall with it.
         for kind in ("white", "pink"):
             before = [float(table[kind, snr, ours[0]]["before"]) for snr in (15, 10, 5, 0)]
@@ -157,11 +157,11 @@ class DenoiseTest(ProgramTestCase):
 
     def test_fixed_point_is_close_to_single_precision(self):
         speech = self.sentence()
-        samples = rounded(x + y for x, y in zip(speech, noise(len(speech), 300)))
-        for way in ([], ["--gain=wiener"]):
+        samples = rounded(x + y for x, y in zip(speech, noise(len(speech), 1500)))
+        for way, closest in ([], 38), (["--gain=wiener"], 42):
             single, fixed = (self.cleaned(samples, *way, *more, rate=16000) for more in ([], ["--fixed"]))
             difference = level([x - y for x, y in zip(single, fixed)])
-            self.assertGreater(level(single) - difference, 25, way)
+            self.assertGreater(level(single) - difference, closest, way)
 
     def sentence(self):
         self.done(SENTENCE, self.path("s.wav"), *UNCHANGED)
@@ -204,10 +204,11 @@ class DenoiseTest(ProgramTestCase):
                 self.assertEqual(self.bytes_of(self.path("a.wav"), "--block", block, *way), whole)
 
     def test_pipes_carry_the_same_samples(self):
-        left, right = made_up(11025, 1.3), rounded(noise(14332, 500))
-        write_pcm16(self.path("a.wav"), [left, right], 11025)
-        raw = array.array("h", (x for both in zip(left, right) for x in both)).tobytes()
-        options = ["--rate=11025", "--channels=2"]
+        # Three channels of 16 bits: what a pipe hands over at once ends within a sample of them.
+        channels = [made_up(11025, 1.3, seed) for seed in (1, 2)] + [rounded(noise(14332, 500))]
+        write_pcm16(self.path("a.wav"), channels, 11025)
+        raw = array.array("h", (x for samples in zip(*channels) for x in samples)).tobytes()
+        options = ["--rate=11025", "--channels=3"]
         for way in ([], ["--fixed"]):
             wanted = self.bytes_of(self.path("a.wav"), *way)
             for block in ("--block=1000", "--block=100000"):
@@ -216,7 +217,7 @@ class DenoiseTest(ProgramTestCase):
                 self.assertEqual(result[1], wanted[44:])
             status, output, _ = run_binary("-", self.path("c.wav"), *options, *way, input=raw)
             self.assertEqual((status, self.content("c.wav")), (0, wanted))
-            self.assertIn(b"c.wav: 14332 samples of 11025 Hz, 2 channels; WAV", output)
+            self.assertIn(b"c.wav: 14332 samples of 11025 Hz, 3 channels; WAV", output)
             self.assertEqual(run_binary(self.path("a.wav"), "-", *way)[1], wanted[44:])
 
     def test_memory_does_not_grow_with_the_sound(self):
