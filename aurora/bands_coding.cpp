@@ -64,10 +64,8 @@ static_assert(double{kLeastCoded} <= kExpOfMinus10 && double{kLeastCoded} + 0x1p
 void limited_logarithms(float* four)
 {
     const __m128 v = Aligned::four(four);
-    const __m128 coded = _mm_cmpgt_ps(v, repeat(kLeastCoded)), floor = repeat(-10.0F);
-    const __m128 one = repeat(1.0F);
-    const __m128 logarithm = ln(_mm_or_ps(_mm_and_ps(coded, v), _mm_andnot_ps(coded, one)));
-    Aligned::put(four, _mm_or_ps(_mm_and_ps(coded, logarithm), _mm_andnot_ps(coded, floor)));
+    const __m128 coded = _mm_cmpgt_ps(v, repeat(kLeastCoded));
+    Aligned::put(four, choose(coded, ln(choose(coded, v, repeat(1.0F))), repeat(-10.0F)));
 }
 
 // Rounded once a band, from sums in extended precision, but for the first two bands of p.

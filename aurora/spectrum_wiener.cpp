@@ -71,8 +71,7 @@ inline __m128i wiener_gains(__m128d power, __m128d noise, __m128d denoised, __m1
         const __m128i low = wiener_gains(lower(frame), lower(background), lower(before), lower(inverse));
         const __m128i high = wiener_gains(upper(frame), upper(background), upper(before), upper(inverse));
         const __m128i none = _mm_cmpeq_epi32(background, _mm_setzero_si128());
-        const __m128i gains =
-            _mm_or_si128(_mm_and_si128(none, floored), _mm_andnot_si128(none, _mm_unpacklo_epi64(low, high)));
+        const __m128i gains = choose(none, floored, _mm_unpacklo_epi64(low, high));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_packs_epi32(gains, gains));
     };
     in_groups<4>(len, gain, four, power, noise, denoised);

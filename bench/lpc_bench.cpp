@@ -1,6 +1,13 @@
 // Linear prediction: analysis of a frame, order x samples, and conversions of one filter, by order.
 #include <zelsr/lpc.h>
 
+#include <algorithm>
+
+#ifdef ZELSR_BENCH_LIQUID
+#    include <cblas.h>
+#    include <liquid/liquid.h>
+#endif
+
 #include "plain/prediction.h"
 #include "support/row.h"
 
@@ -11,6 +18,16 @@ constexpr char recursion[] = "a recursion in a stated order: bound by latency, a
 constexpr double tolerance = 1e-4;
 
 constexpr int cells = 100, halvings = 4;
+#ifdef ZELSR_BENCH_LIQUID
+constexpr int most_order = 16;  // of the rows
+
+void levinson(float* acorr, float* a, int order)
+{
+    float with_leading_one[most_order + 1], errors[most_order + 1];
+    liquid_levinson(acorr, static_cast<unsigned>(order), with_leading_one, errors);
+    std::copy_n(with_leading_one + 1, order, a);
+}
+#endif
 
 // A stable filter of the row's order.
 const float* reflections(Row& row) { return row.input(row.size.width, -0.6F, 0.6F); }
@@ -29,6 +46,14 @@ void by_autocorrelation(Row& row)
     auto answer = row.answer<float>(order, tolerance);
     answer.library([=](float* a) { zelsLinearPrediction_Auto_32f(src, len, a, order); });
     answer.plain([=](float* a) { plain::predict(src, len, a, order); });
+#ifdef ZELSR_BENCH_LIQUID
+    // Its own way from samples prints what it does: a dot product a lag stands in.
+    answer.peer("OpenBLAS and liquid-dsp", [=](float* a) {
+        float acorr[most_order + 1];
+        for (int k = 0; k <= order; ++k) acorr[k] = cblas_sdot(len - k, src, 1, src + k, 1);
+        levinson(acorr, a, order);
+    });
+#endif
 }
 
 void by_covariance(Row& row)
@@ -53,6 +78,9 @@ void durbin(Row& row)
         zelsDurbin_32f(acorr, a, order, &error);
     });
     answer.plain([=](float* a) { plain::durbin(acorr, a, order); });
+#ifdef ZELSR_BENCH_LIQUID
+    answer.peer("liquid-dsp", [=](float* a) { levinson(acorr, a, order); });
+#endif
 }
 
 template <auto Library, auto Plain>

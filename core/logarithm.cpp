@@ -20,10 +20,6 @@ namespace detail {
 
 [[gnu::cold, gnu::noinline]] __m128 ln_of_any(__m128 x)
 {
-    const auto choose = [](__m128i where, __m128 yes, __m128 no) {
-        const __m128 mask = _mm_castsi128_ps(where);
-        return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
-    };
     const __m128i bits = _mm_castps_si128(x);
     const __m128i zero = _mm_cmpeq_epi32(bits, _mm_setzero_si128());
     const __m128i negative = _mm_srai_epi32(bits, 31);

@@ -22,8 +22,7 @@ __m128 root(__m128 s)
     const __m128 sy = s * y;
     const __m128 estimated = sy * (repeat(1.5F) - repeat(0.5F) * sy * y);
     if (_mm_movemask_ps(estimated) == 0) return estimated;
-    const __m128 failed = _mm_castsi128_ps(_mm_srai_epi32(_mm_castps_si128(estimated), 31));
-    return _mm_or_ps(_mm_andnot_ps(failed, estimated), _mm_and_ps(failed, _mm_sqrt_ps(s)));
+    return choose(_mm_srai_epi32(_mm_castps_si128(estimated), 31), _mm_sqrt_ps(s), estimated);
 }
 
 [[gnu::noinline]] void magnitudes(const Zel32fc* src, float* dst, int32_t len)

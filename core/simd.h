@@ -155,6 +155,21 @@ alignas(16) inline constexpr std::uint32_t OutMask32f[4][4] = {
 // All ones in the first count lanes (0 to 3).
 inline __m128 first_lanes(int count) { return _mm_load_ps(reinterpret_cast<const float*>(OutMask32f[count])); }
 
+// yes where the mask's bits are set, no elsewhere. A mask of integers serves singles too.
+inline __m128 choose(__m128 mask, __m128 yes, __m128 no)
+{
+    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
+}
+inline __m128d choose(__m128d mask, __m128d yes, __m128d no)
+{
+    return _mm_or_pd(_mm_and_pd(mask, yes), _mm_andnot_pd(mask, no));
+}
+inline __m128i choose(__m128i mask, __m128i yes, __m128i no)
+{
+    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+inline __m128 choose(__m128i mask, __m128 yes, __m128 no) { return choose(_mm_castsi128_ps(mask), yes, no); }
+
 // Lane 1 in lane 0 and so on, zero in the last.
 inline __m128 next_lane(__m128 v) { return _mm_castsi128_ps(_mm_srli_si128(_mm_castps_si128(v), 4)); }
 

@@ -115,7 +115,7 @@ struct Doubles {
         smallest = _mm_min_pd(smallest, x);
         if constexpr (WithSubnormals) {
             const __m128d subnormal = _mm_cmplt_pd(x, _mm_set1_pd(0x1p-1022));
-            x = _mm_or_pd(_mm_and_pd(subnormal, x * _mm_set1_pd(0x1p52)), _mm_andnot_pd(subnormal, x));
+            x = choose(subnormal, x * _mm_set1_pd(0x1p52), x);
             const __m128i shift = _mm_and_si128(_mm_castpd_si128(subnormal), _mm_set1_epi64x(52));
             product.exponent = _mm_sub_epi64(product.exponent, shift);
         }

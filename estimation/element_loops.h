@@ -13,14 +13,6 @@ inline __m128 less(__m128 x, __m128 y) { return _mm_cmplt_ps(x, y); }
 inline __m128d less(__m128d x, __m128d y) { return _mm_cmplt_pd(x, y); }
 inline __m128 either(__m128 x, __m128 y) { return _mm_or_ps(x, y); }
 inline __m128d either(__m128d x, __m128d y) { return _mm_or_pd(x, y); }
-inline __m128 choose(__m128 where, __m128 yes, __m128 no)
-{
-    return _mm_or_ps(_mm_and_ps(where, yes), _mm_andnot_ps(where, no));
-}
-inline __m128d choose(__m128d where, __m128d yes, __m128d no)
-{
-    return _mm_or_pd(_mm_and_pd(where, yes), _mm_andnot_pd(where, no));
-}
 inline bool any(__m128 mask) { return _mm_movemask_ps(mask) != 0; }
 inline bool any(__m128d mask) { return _mm_movemask_pd(mask) != 0; }
 

@@ -23,14 +23,6 @@ inline constexpr double kLowerBound_64f = -9.0;
 
 namespace detail {
 
-inline __m128 choose(__m128 mask, __m128 yes, __m128 no)
-{
-    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
-}
-inline __m128d choose(__m128d mask, __m128d yes, __m128d no)
-{
-    return _mm_or_pd(_mm_and_pd(mask, yes), _mm_andnot_pd(mask, no));
-}
 inline __m128 minus_abs(__m128 v) { return _mm_or_ps(v, _mm_set1_ps(-0.0F)); }
 inline __m128d minus_abs(__m128d v) { return _mm_or_pd(v, _mm_set1_pd(-0.0)); }
 
@@ -101,7 +93,7 @@ struct AccurateLogAdd {
             const detail::Difference_32f at(a[n], b[n]);
             hi[n] = at.hi;
             below_cut[n] = at.below_cut;
-            const __m128 four_t = at.d - detail::choose(at.in_lower, lower, _mm_and_ps(at.in_upper, upper));
+            const __m128 four_t = at.d - choose(at.in_lower, lower, _mm_and_ps(at.in_upper, upper));
             t[2 * n] = _mm_cvtps_pd(four_t);
             t[2 * n + 1] = _mm_cvtps_pd(_mm_movehl_ps(four_t, four_t));
             const std::size_t entry = lane_entry(_mm_movemask_ps(at.in_upper), _mm_movemask_ps(at.in_lower));
@@ -231,7 +223,7 @@ struct DoubleLogAdd {
             below_cut[n] = _mm_cmplt_pd(d, _mm_set1_pd(kLogCut_64f));
             const __m128d in_upper = _mm_cmple_pd(d, upper);
             const __m128d in_lower = _mm_cmple_pd(d, lower);
-            t[n] = d - detail::choose(in_lower, lower, _mm_and_pd(in_upper, upper));
+            t[n] = d - choose(in_lower, lower, _mm_and_pd(in_upper, upper));
             const std::size_t entry = lane_entry(_mm_movemask_pd(in_upper), _mm_movemask_pd(in_lower));
             terms[n] = kFullLanes_64f[entry][0].data();
         });
@@ -239,9 +231,9 @@ struct DoubleLogAdd {
             t, [&](auto n, int i) __attribute__((always_inline)) { return Aligned::two(terms[n] + 2 * i); }, odd,
             even);
         for_each_index<N>([&](auto n) __attribute__((always_inline)) {
-            const __m128d floored = detail::choose(_mm_cmplt_pd(hi[n], _mm_set1_pd(kLogZeroTest_64f)),
-                                                   _mm_set1_pd(kLogZero_64f), hi[n]);
-            b[n] = detail::choose(below_cut[n], floored, (hi[n] + t[n] * odd[n]) + even[n]);
+            const __m128d floored =
+                choose(_mm_cmplt_pd(hi[n], _mm_set1_pd(kLogZeroTest_64f)), _mm_set1_pd(kLogZero_64f), hi[n]);
+            b[n] = choose(below_cut[n], floored, (hi[n] + t[n] * odd[n]) + even[n]);
         });
     }
 };

@@ -102,8 +102,8 @@ void add_up(float* lists, const int32_t* lengths, int32_t frames)
                 _mm_castsi128_ps(_mm_cmpgt_epi32(Aligned::bytes(lengths + i), _mm_set1_epi32(k)));
             if (_mm_movemask_ps(listed) == 0) continue;
             const __m128 sum = Aligned::four(lists + i);
-            const __m128 next = detail::choose(listed, Aligned::four(lists + k * kFramesTogether + i), sum);
-            Aligned::put(lists + i, detail::choose(listed, LogAdd::add(next, sum), sum));
+            const __m128 next = choose(listed, Aligned::four(lists + k * kFramesTogether + i), sum);
+            Aligned::put(lists + i, choose(listed, LogAdd::add(next, sum), sum));
         }
 }
 

@@ -68,7 +68,7 @@ SrStatus magnitudes(float* buffer, int32_t len, float* dst, int32_t fft_order, f
     auto quotient = [&](__m128 x) __attribute__((always_inline))
     {
         const __m128 zero = zeros.find(x), one = repeat(1.0F);
-        return select(zero, repeat(2139095040.0F), one / select(zero, one, x));
+        return choose(zero, repeat(2139095040.0F), one / choose(zero, one, x));
     };
     elementwise(quotient, srcdst, len, srcdst);
     return zeros.status();
@@ -80,7 +80,7 @@ SrStatus magnitudes(float* buffer, int32_t len, float* dst, int32_t fft_order, f
     ZeroDenominators zeros;
     auto quotient = [&](__m128 x) __attribute__((always_inline))
     {
-        return select(zeros.find(x), repeat(std::numeric_limits<float>::infinity()), reciprocal(x));
+        return choose(zeros.find(x), repeat(std::numeric_limits<float>::infinity()), reciprocal(x));
     };
     elementwise(quotient, srcdst, len, srcdst);
     return zeros.status();

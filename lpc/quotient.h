@@ -18,11 +18,6 @@ inline __m128 reciprocal(__m128 d)
     return r * (_mm_set1_ps(2.0F) - d * r);
 }
 
-inline __m128 select(__m128 mask, __m128 where_set, __m128 elsewhere)
-{
-    return _mm_or_ps(_mm_and_ps(mask, where_set), _mm_andnot_ps(mask, elsewhere));
-}
-
 // Zero denominators among those that were looked at.
 class ZeroDenominators {
   public:

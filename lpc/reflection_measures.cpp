@@ -36,7 +36,7 @@ SrStatus inside_unit_interval(float thresh) { return require(thresh > 0 && thres
     auto ratio = [&](__m128 x) __attribute__((always_inline))
     {
         const __m128 d = one + x;
-        return select(zeros.find(d), repeat(kInfinity), (one - x) * reciprocal(d));
+        return choose(zeros.find(d), repeat(kInfinity), (one - x) * reciprocal(d));
     };
     elementwise(ratio, dst, len, k);
     return zeros.status();

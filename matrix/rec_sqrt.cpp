@@ -14,11 +14,6 @@
 namespace zelsr {
 namespace {
 
-inline __m128 select(__m128 mask, __m128 where_set, __m128 elsewhere)
-{
-    return _mm_or_ps(_mm_and_ps(mask, where_set), _mm_andnot_ps(mask, elsewhere));
-}
-
 // Roots of what lies above the floor; an element that is not above it (NaN too) becomes the floor.
 class RootsAbove {
   public:
@@ -28,9 +23,9 @@ class RootsAbove {
     {
         const __m128 above = _mm_cmplt_ps(floor_, x);
         any_above_ = _mm_or_ps(any_above_, above);
-        x = select(above, x, repeat(1.0F));  // elements that become the floor raise no exceptions
+        x = choose(above, x, repeat(1.0F));  // elements that become the floor raise no exceptions
         const __m128 r = _mm_rsqrt_ps(x);
-        return select(above, (repeat(3.0F) - x * r * r) * (r * repeat(0.5F)), floor_);
+        return choose(above, (repeat(3.0F) - x * r * r) * (r * repeat(0.5F)), floor_);
     }
     SrStatus status() const { return _mm_movemask_ps(any_above_) != 0 ? SrOk : SrWarnInvZero; }
 
@@ -52,7 +47,7 @@ class ScaledRootsFrom {
         all_below_ = _mm_and_ps(all_below_, below);
         const __m128 single = _mm_cvtepi32_ps(x), r = _mm_rsqrt_ps(single);
         const __m128 root = r * (single * r * r - repeat(3.0F)) * repeat(-0.5F);
-        return select(below, floor_single_, root) * scale_;
+        return choose(below, floor_single_, root) * scale_;
     }
     SrStatus status() const { return _mm_movemask_ps(all_below_) == 0xf ? SrWarnInvZero : SrOk; }
 

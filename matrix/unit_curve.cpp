@@ -29,7 +29,7 @@ struct UnitCurve {
     {
         x = _mm_min_ps(_mm_max_ps(x, _mm_setzero_ps()), repeat(2.0F));
         const __m128 below_one = _mm_cmplt_ps(x, repeat(1.0F));
-        return _mm_or_ps(_mm_and_ps(below_one, x * x), _mm_andnot_ps(below_one, Upper::upper_piece(x)));
+        return choose(below_one, x * x, Upper::upper_piece(x));
     }
 };
 
@@ -60,8 +60,7 @@ class FixedUnitCurve {
         const __m128i zero = _mm_setzero_si128();
         x = _mm_min_epi16(_mm_max_epi16(x, zero), most_);
         const __m128i upper = _mm_cmpgt_epi16(x, below_one_);
-        const __m128i mirrored = _mm_sub_epi16(two_, x);
-        const __m128i y = _mm_or_si128(_mm_and_si128(upper, mirrored), _mm_andnot_si128(upper, x));
+        const __m128i y = choose(upper, _mm_sub_epi16(two_, x), x);
         return {piece(_mm_unpacklo_epi16(y, zero), _mm_unpacklo_epi16(upper, upper)),
                 piece(_mm_unpackhi_epi16(y, zero), _mm_unpackhi_epi16(upper, upper))};
     }
@@ -99,7 +98,7 @@ struct ShiftLeft {
     static __m128i low_half(__m128i v)
     {
         const __m128i above = _mm_cmpgt_epi32(v, repeat(32767));
-        v = _mm_or_si128(_mm_andnot_si128(above, v), _mm_srli_epi32(above, 17));  // 32767 where above
+        v = choose(above, repeat(32767), v);
         return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
     }
 };

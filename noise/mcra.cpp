@@ -157,11 +157,7 @@ struct BinsOf_32s {
           delta_(repeat(state.delta / 32768.0))
     {}
 
-    static Lanes smaller(Lanes x, Lanes y)
-    {
-        const Lanes x_greater = _mm_cmpgt_epi32(x, y);
-        return _mm_or_si128(_mm_and_si128(x_greater, y), _mm_andnot_si128(x_greater, x));
-    }
+    static Lanes smaller(Lanes x, Lanes y) { return choose(_mm_cmpgt_epi32(x, y), y, x); }
 
     // (s * as + power * (0x7fffffff - as)) >> 31. The processor multiplies without signs: a negative factor counts
     // 2^32 too much there, so that twice the other factor is too much after the shift.
@@ -171,8 +167,7 @@ struct BinsOf_32s {
         const Lanes odd = _mm_add_epi64(_mm_mul_epu32(_mm_srli_epi64(s, 32), _mm_srli_epi64(as_, 32)),
                                         _mm_mul_epu32(_mm_srli_epi64(power, 32), _mm_srli_epi64(rest_, 32)));
         const Lanes low_words = _mm_set_epi32(0, -1, 0, -1);
-        const Lanes shifted = _mm_or_si128(_mm_and_si128(low_words, _mm_srli_epi64(even, 31)),
-                                           _mm_andnot_si128(low_words, _mm_slli_epi64(odd, 1)));
+        const Lanes shifted = choose(low_words, _mm_srli_epi64(even, 31), _mm_slli_epi64(odd, 1));
         Lanes excess = _mm_and_si128(_mm_srai_epi32(s, 31), as_);
         excess = _mm_add_epi32(excess, _mm_and_si128(_mm_srai_epi32(as_, 31), s));
         excess = _mm_add_epi32(excess, _mm_and_si128(_mm_srai_epi32(power, 31), rest_));

@@ -73,8 +73,8 @@ struct SinC {
     {
         const __m128 size = _mm_andnot_ps(_mm_set1_ps(-0.0F), x), zero = _mm_cmpeq_ps(x, _mm_setzero_ps());
         const __m128 sines = _mm_movemask_ps(_mm_cmple_ps(size, _mm_set1_ps(0x1p20F))) == 15 ? near(x) : far(x);
-        const __m128 quotients = sines / _mm_or_ps(x, _mm_and_ps(zero, _mm_set1_ps(1)));
-        return _mm_or_ps(_mm_andnot_ps(zero, quotients), _mm_and_ps(zero, _mm_set1_ps(1)));
+        const __m128 one = _mm_set1_ps(1);
+        return choose(zero, one, sines / choose(zero, one, x));
     }
 
   private:

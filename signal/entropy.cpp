@@ -22,8 +22,7 @@ class SumXLnX {
     void add(__m128 x)
     {
         const __m128 above = _mm_cmpgt_ps(x, _mm_setzero_ps());
-        const __m128 one = _mm_set1_ps(1);  // whose logarithm is 0
-        const __m128 y = _mm_or_ps(_mm_and_ps(above, x), _mm_andnot_ps(above, one));
+        const __m128 y = choose(above, x, _mm_set1_ps(1));  // whose logarithm is 0
         const __m128 logarithm = ln(y);
         low_ += _mm_cvtps_pd(y) * _mm_cvtps_pd(logarithm);
         high_ += _mm_cvtps_pd(_mm_movehl_ps(y, y)) * _mm_cvtps_pd(_mm_movehl_ps(logarithm, logarithm));

@@ -25,8 +25,7 @@ class Reciprocal {
         const __m128 d = mark - before, r = _mm_rcp_ps(d);
         const __m128 equal = _mm_cmpeq_ps(mark, before);
         met_ = _mm_or_ps(met_, equal);
-        const __m128 reciprocal = r * (_mm_set1_ps(2) - d * r);
-        return _mm_or_ps(_mm_and_ps(equal, at_zero_), _mm_andnot_ps(equal, reciprocal));
+        return choose(equal, at_zero_, r * (_mm_set1_ps(2) - d * r));
     }
     SrStatus status() const { return _mm_movemask_ps(met_) != 0 ? SrWarnDivByZero : SrOk; }
 

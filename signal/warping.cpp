@@ -120,7 +120,7 @@ inline float fill_row(const float* t, Rows s, int32_t width, const Columns& colu
     const auto four_columns = [&](int32_t j, const float* const(&frames)[4], __m128 keep) {
         // The minimum's second operand is what a NaN gives.
         const __m128 sums = _mm_min_ps(path(distances(t, frames, width), j), largest);
-        const __m128 kept = _mm_or_ps(_mm_and_ps(keep, sums), _mm_andnot_ps(keep, largest));
+        const __m128 kept = choose(keep, sums, largest);
         Unaligned::put(current + j, kept);
         least = _mm_min_ps(kept, least);
     };

@@ -31,7 +31,7 @@ class FirstOfNearest {
         for_each_index<Rows>([&](auto r) __attribute__((always_inline)) {
             const __m128i below = _mm_castps_si128(_mm_cmplt_ps(d[r], best_[r]));
             best_[r] = _mm_min_ps(d[r], best_[r]);
-            index_[r] = _mm_or_si128(_mm_and_si128(below, here), _mm_andnot_si128(below, index_[r]));
+            index_[r] = choose(below, here, index_[r]);
         });
     }
     [[gnu::always_inline]] Found result(int32_t r) const

@@ -20,6 +20,7 @@ class FieldReader {
     // As many finite numbers as there is room for, with a space between two.
     void numbers(std::string_view word, std::span<double> values);
     bool next_is(std::string_view word) const;
+    std::size_t left() const { return rest_.size(); }  // bytes
     // Nothing follows.
     void finish() const;
 

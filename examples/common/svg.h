@@ -1,4 +1,4 @@
-// Writes SVG pictures that stand alone in one file.
+// Writes SVG pictures, which stand alone in one file or inside a page.
 #pragma once
 
 #include <span>
@@ -22,7 +22,16 @@ enum class Anchor { Start, Middle, End };
 // Positions in picture units, y downwards; looks come from the style sheet by class name.
 class Svg {
   public:
+    // A file.
     Svg(double width, double height, std::string_view style_sheet);
+
+    // A part of an HTML page, whose style sheet gives the looks.
+    struct Caption {
+        std::string_view id;       // no other of the page begins with it
+        std::string_view name;     // what the picture is
+        std::string_view content;  // what it shows, for those who cannot see it
+    };
+    Svg(double width, double height, const Caption& caption);
 
     // Everything until the matching end_group() belongs together; with a box, it is clipped to the box.
     void begin_group(std::string_view name, const Box* clip = nullptr);
@@ -39,7 +48,7 @@ class Svg {
     std::string finish() const { return body_ + "</svg>\n"; }
 
   private:
-    std::string body_;
+    std::string prefix_, body_;
     int clips_ = 0;
 };
 

@@ -2,7 +2,6 @@
 #include <zelsr.h>
 
 #include <cstdio>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,14 +9,15 @@
 
 #include "common/arguments.h"
 #include "common/failure.h"
+#include "common/feature_writers.h"
 #include "common/mfcc.h"
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
+#include "common/program.h"
 #include "common/progress.h"
 #include "common/sound.h"
 #include "common/text.h"
 #include "features/picture.h"
-#include "common/feature_writers.h"
 
 namespace zelsr::examples {
 namespace {
@@ -56,14 +56,14 @@ bool ends_with_svg(const std::string& path)
 {
     if (path.ends_with(".svg")) return true;
     if (path.ends_with(".png")) return false;
-    throw Failure("--picture takes a file that ends with .svg or .png, not '" + path + "'");
+    throw WrongUse("--picture takes a file that ends with .svg or .png, not '" + path + "'");
 }
 
 Task task_of(const Arguments& arguments)
 {
     if (arguments.words().size() != 2)
-        throw Failure(arguments.words().empty() ? "no sound file given"
-                                                : "one sound file and one output are wanted");
+        throw WrongUse(arguments.words().empty() ? "no sound file given"
+                                                 : "one sound file and one output are wanted");
     Task task{};
     task.sound = arguments.words()[0];
     task.out = arguments.words()[1];
@@ -79,9 +79,9 @@ Task task_of(const Arguments& arguments)
 
     // Files are written beside and renamed: nothing may take the sound's place.
     if (same_file(task.sound, task.out) || (task.picture && same_file(task.sound, *task.picture)))
-        throw Failure("the sound file would be overwritten");
+        throw WrongUse("the sound file would be overwritten");
     if (task.picture && (*task.picture == task.out || same_file(task.out, *task.picture)))
-        throw Failure("features and picture have one name");
+        throw WrongUse("features and picture have one name");
     return task;
 }
 
@@ -142,41 +142,13 @@ void convert(Task& task)
     if (shown) std::fputs(summary_of(task, sound, frames).c_str(), stdout);
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "features: %s\n", text.c_str()); }
-
-int run(const std::vector<std::string>& arguments)
+bool run(const std::vector<std::string>& words)
 {
-    Task task;
-    try {
-        std::vector<std::string> with_value = mfcc_option_names();
-        with_value.insert(with_value.end(), {"--format", "--picture", "--channel", "--block"});
-        const Arguments parsed(arguments, with_value, {"--fixed", "--help"});
-        if (parsed.flag("--help")) {
-            for (const std::string_view text : {kUsage, kHelp, kMfccHelp, kHelpEnd})
-                std::fwrite(text.data(), 1, text.size(), stdout);
-            return 0;
-        }
-        task = task_of(parsed);
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    }
-
-    try {
-        task.fixed ? convert<std::int16_t>(task) : convert<float>(task);
-    } catch (const Failure& failure) {
-        complain(task.sound + ": " + failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain(task.sound + ": not enough memory");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the summary: " + system_error_text());
-        return 1;
-    }
-    return 0;
+    std::vector<std::string> with_value = mfcc_option_names();
+    with_value.insert(with_value.end(), {"--format", "--picture", "--channel", "--block"});
+    Task task = task_of(Arguments(words, with_value, {"--fixed"}));
+    with_name(task.sound, [&] { task.fixed ? convert<std::int16_t>(task) : convert<float>(task); });
+    return true;
 }
 
 }  // namespace
@@ -184,5 +156,7 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    const Program program{"features", kUsage, std::string(kHelp).append(kMfccHelp).append(kHelpEnd)};
+    return run_program(program, count, arguments, run);
 }

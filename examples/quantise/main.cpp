@@ -1,7 +1,6 @@
 // Trains codebooks on the features of sound, and codes features by them: whole rows, or rows in parts.
 #include <algorithm>
 #include <cstdio>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "common/feature_writers.h"
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
+#include "common/program.h"
 #include "common/text.h"
 #include "quantise/trainer.h"
 
@@ -70,22 +70,9 @@ std::string output(const Arguments& arguments, const FileNames& kept)
     return *out;
 }
 
-// Failures of work on one file begin with its name.
-template <class Work>
-auto on_file(const std::string& path, Work work)
-{
-    try {
-        return work();
-    } catch (const WrongUse&) {
-        throw;
-    } catch (const Failure& failure) {
-        throw Failure(path + ": " + failure.what());
-    }
-}
-
 Book book_of(const std::string& path)
 {
-    return on_file(path, [&] { return Book::parse(read_file(path)); });
+    return with_name(path, [&] { return Book::parse(read_file(path)); });
 }
 
 std::vector<PartSize> sizes_of(const Trainer& trainer, const std::optional<Numbers>& sizes,
@@ -236,7 +223,7 @@ void run_decode(const Arguments& arguments)
     const Book book = book_of(path);
     OutputFile file(out);
     const auto writer = make_writer<float>(format, options_of(book.kind(), format), file);
-    const std::int64_t rows = on_file(in, [&] {
+    const std::int64_t rows = with_name(in, [&] {
         CodeReader reader(in, book);
         for (RowBlock<float> block = reader.read(); block.rows > 0; block = reader.read()) writer->write(block);
         return reader.rows();
@@ -266,7 +253,7 @@ const std::vector<Command>& commands()
     return all;
 }
 
-void run_command(const std::vector<std::string>& words)
+bool run(const std::vector<std::string>& words)
 {
     if (words.empty()) throw WrongUse("no command given");
     const auto command = std::find_if(commands().begin(), commands().end(),
@@ -280,34 +267,7 @@ void run_command(const std::vector<std::string>& words)
         options.insert(options.end(), more.begin(), more.end());
     }
     command->run(Arguments({words.begin() + 1, words.end()}, options, {}));
-}
-
-int run(const std::vector<std::string>& words)
-{
-    if (std::find(words.begin(), words.end(), "--help") != words.end()) {
-        for (const std::string_view text : {kUsage, kHelp, kMfccHelp, kHelpEnd})
-            std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    const auto complain = [](const std::string& text) { std::fprintf(stderr, "quantise: %s\n", text.c_str()); };
-    try {
-        run_command(words);
-    } catch (const WrongUse& wrong) {
-        complain(wrong.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain("not enough memory");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the results: " + system_error_text());
-        return 1;
-    }
-    return 0;
+    return true;
 }
 
 }  // namespace
@@ -315,5 +275,7 @@ int run(const std::vector<std::string>& words)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    const Program program{"quantise", kUsage, std::string(kHelp).append(kMfccHelp).append(kHelpEnd)};
+    return run_program(program, count, arguments, run);
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,6 +14,7 @@
 #include "common/failure.h"
 #include "common/output_file.h"
 #include "common/per_channel.h"
+#include "common/program.h"
 #include "common/progress.h"
 #include "common/resampler.h"
 #include "common/sound.h"
@@ -213,44 +213,18 @@ void measure_all(const Task& task)
     drawn->commit();
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "resample: %s\n", text.c_str()); }
-
-int run(const std::vector<std::string>& arguments)
+bool run(const std::vector<std::string>& words)
 {
-    Task task;
-    try {
-        const Arguments parsed(arguments,
-                               {"--rate", "--quality", "--container", "--samples", "--picture", "--block"},
-                               {"--fixed", "--measure", "--help"});
-        if (parsed.flag("--help")) {
-            for (const std::string_view text : {kUsage, kHelp}) std::fwrite(text.data(), 1, text.size(), stdout);
-            return 0;
-        }
-        task = task_of(parsed);
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    }
-
-    const std::string about = task.measure ? "--measure" : task.sound;
-    try {
+    const Task task =
+        task_of(Arguments(words, {"--rate", "--quality", "--container", "--samples", "--picture", "--block"},
+                          {"--fixed", "--measure"}));
+    with_name(task.measure ? "--measure" : task.sound, [&] {
         if (task.measure)
             task.fixed ? measure_all<std::int16_t>(task) : measure_all<float>(task);
         else
             task.fixed ? convert<std::int16_t>(task) : convert<float>(task);
-    } catch (const Failure& failure) {
-        complain(about + ": " + failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain(about + ": not enough memory");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the summary: " + system_error_text());
-        return 1;
-    }
-    return 0;
+    });
+    return true;
 }
 
 }  // namespace
@@ -258,5 +232,6 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    return run_program({"resample", kUsage, std::string(kHelp)}, count, arguments, run);
 }

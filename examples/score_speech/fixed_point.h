@@ -1,4 +1,4 @@
-// Features and mixtures in 16 bits, in formats found from the data.
+// Features and mixtures of a file in 16 bits, in formats found from them.
 #pragma once
 
 #include <cstdint>
@@ -6,29 +6,16 @@
 #include <vector>
 
 #include "common/aligned.h"
+#include "common/fixed_point.h"
 #include "score_speech/features.h"
 #include "score_speech/mixture.h"
 
 namespace zelsr::examples {
 
-// How the 16-bit forms work out a score: the squares exact and the rest in single precision, or all in 32 bits.
-enum class Arithmetic { kPlain, kLow };
+FixedFormat format_for(Arithmetic arithmetic, const FeatureRows& features, const BandMixture& pause,
+                       const BandMixture& speech);
 
-// A value v is kept as the integer nearest to v 2^bits.
-struct FixedFormat {
-    float centre;        // of the features' range, taken off features and means: only their differences count
-    int feature_bits;    // of features and means
-    int precision_bits;  // of reciprocal variances
-
-    // A sum of squared differences times reciprocal variances is 2^scale_factor too large.
-    int scale_factor() const { return 2 * feature_bits + precision_bits; }
-};
-
-FixedFormat format_for(Arithmetic arithmetic, const FeatureRows& features, const Mixture& pause,
-                       const Mixture& speech);
-
-// Elements from row to row: a multiple of 8 keeps rows of 16-bit elements on 16-byte boundaries.
-constexpr int kFixedRowStep = (kBands + 7) / 8 * 8;
+constexpr int kFixedRowStep = fixed_row_step(kBands);
 
 class FixedRows {
   public:
@@ -44,7 +31,7 @@ class FixedRows {
 
 class FixedMixture {
   public:
-    FixedMixture(const Mixture& mixture, const FixedFormat& format);
+    FixedMixture(const BandMixture& mixture, const FixedFormat& format);
 
     // Log likelihoods of all rows, which are in the same format.
     void score(Arithmetic arithmetic, const FixedRows& rows, std::span<float> scores) const;

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +10,7 @@
 
 #include "common/failure.h"
 #include "common/output_file.h"
+#include "common/program.h"
 #include "common/sound.h"
 #include "common/text.h"
 #include "score_speech/comparison.h"
@@ -26,24 +26,30 @@ constexpr int kMostComponents = 64;
 constexpr std::string_view kUsage =
     "usage: score_speech FILE... [--svg OUT.svg] [--switch-penalty X] [--components N] [--fixed[=low]] [--help]\n";
 
-constexpr std::string_view kHelp =
-    "\n"
-    "Finds the speech in sound files (WAV, FLAC, OGG and what else libsndfile reads).\n"
-    "\n"
-    "  --svg OUT.svg        draw waveform, spectrogram and scores; for one FILE\n"
-    "  --switch-penalty X   what a change between speech and pause costs in log score,\n"
-    "                       0 or more (default %s): a higher price, fewer segments\n"
-    "  --components N       Gaussians a model, 1 to %d (default 1): a mixture follows speech\n"
-    "                       more closely; speech and pauses need 8 frames a component each\n"
-    "  --fixed              score in 16 bits as well, and show what that changes: the part of\n"
-    "                       the frames that score higher under the same model, the segments\n"
-    "                       with the same ends, and the time to score a frame\n"
-    "  --fixed=low          the same, and in 32-bit integer sums too\n"
-    "  --help               this text\n"
-    "\n"
-    "A table for each file goes to stdout: start and end of each segment in seconds, and\n"
-    "by how much the speech model's log score lies above the pause model's, per frame.\n"
-    "Exit status: 0 all files scored, 1 some file failed, 2 wrong use.\n";
+std::string help()
+{
+    return "\n"
+           "Finds the speech in sound files (WAV, FLAC, OGG and what else libsndfile reads).\n"
+           "\n"
+           "  --svg OUT.svg        draw waveform, spectrogram and scores; for one FILE\n"
+           "  --switch-penalty X   what a change between speech and pause costs in log score,\n"
+           "                       0 or more (default " +
+           fixed(kDefaultSwitchPenalty, 0) +
+           "): a higher price, fewer segments\n"
+           "  --components N       Gaussians a model, 1 to " +
+           std::to_string(kMostComponents) +
+           " (default 1): a mixture follows speech\n"
+           "                       more closely; speech and pauses need 8 frames a component each\n"
+           "  --fixed              score in 16 bits as well, and show what that changes: the part of\n"
+           "                       the frames that score higher under the same model, the segments\n"
+           "                       with the same ends, and the time to score a frame\n"
+           "  --fixed=low          the same, and in 32-bit integer sums too\n"
+           "  --help               this text\n"
+           "\n"
+           "A table for each file goes to stdout: start and end of each segment in seconds, and\n"
+           "by how much the speech model's log score lies above the pause model's, per frame.\n"
+           "Exit status: 0 all files scored, 1 some file failed, 2 wrong use.\n";
+}
 
 struct Options {
     std::vector<std::string> files;
@@ -51,7 +57,6 @@ struct Options {
     double switch_penalty = kDefaultSwitchPenalty;
     int components = 1;
     std::vector<Arithmetic> arithmetics;  // to compare with floating point
-    bool help = false;
 };
 
 double parse_penalty(std::string_view text)
@@ -59,7 +64,7 @@ double parse_penalty(std::string_view text)
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !(value >= 0) || !std::isfinite(value))
-        throw Failure("--switch-penalty takes a number from 0 on, not '" + std::string(text) + "'");
+        throw WrongUse("--switch-penalty takes a number from 0 on, not '" + std::string(text) + "'");
     return value;
 }
 
@@ -68,8 +73,8 @@ int parse_components(std::string_view text)
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || value < 1 || value > kMostComponents)
-        throw Failure("--components takes a whole number from 1 to " + std::to_string(kMostComponents) +
-                      ", not '" + std::string(text) + "'");
+        throw WrongUse("--components takes a whole number from 1 to " + std::to_string(kMostComponents) +
+                       ", not '" + std::string(text) + "'");
     return value;
 }
 
@@ -88,13 +93,11 @@ Options parse(const std::vector<std::string>& arguments)
         const std::string name = argument.substr(0, equals);
         auto value = [&] {
             if (equals != std::string::npos) return argument.substr(equals + 1);
-            if (i + 1 == arguments.size()) throw Failure(name + " needs a value");
+            if (i + 1 == arguments.size()) throw WrongUse(name + " needs a value");
             return arguments[++i];
         };
         if (argument == "--")
             only_files = true;
-        else if (argument == "--help" || argument == "-h")
-            options.help = true;
         else if (name == "--svg")
             options.svg = value();
         else if (name == "--switch-penalty")
@@ -106,11 +109,10 @@ Options parse(const std::vector<std::string>& arguments)
         else if (argument == "--fixed=low")
             options.arithmetics = {Arithmetic::kPlain, Arithmetic::kLow};
         else
-            throw Failure("unknown option " + argument);
+            throw WrongUse("unknown option " + argument);
     }
-    if (options.help) return options;
-    if (options.files.empty()) throw Failure("no sound file given");
-    if (options.svg && options.files.size() > 1) throw Failure("--svg takes one sound file at a time");
+    if (options.files.empty()) throw WrongUse("no sound file given");
+    if (options.svg && options.files.size() > 1) throw WrongUse("--svg takes one sound file at a time");
     return options;
 }
 
@@ -163,41 +165,20 @@ void score_file(const std::string& file, const Options& options)
         write_file(*options.svg, draw(file_name(file), summary_of(analysis, scoring), analysis, scoring));
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "score_speech: %s\n", text.c_str()); }
-
-int run(const std::vector<std::string>& arguments)
+// A file that fails does not keep the others from being scored.
+bool run(const Program& program, const std::vector<std::string>& words)
 {
-    Options options;
-    try {
-        options = parse(arguments);
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    }
-    if (options.help) {
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stdout);
-        std::printf(kHelp.data(), fixed(kDefaultSwitchPenalty, 0).c_str(), kMostComponents);
-    }
-
-    bool failed = false;
+    const Options options = parse(words);
+    bool done = true;
     for (const std::string& file : options.files) {
-        if (options.help) break;
         try {
-            score_file(file, options);
+            with_name(file, [&] { score_file(file, options); });
         } catch (const Failure& failure) {
-            complain(file + ": " + failure.what());
-            failed = true;
-        } catch (const std::bad_alloc&) {
-            complain(file + ": not enough memory");
-            failed = true;
+            complain(program, failure.what());
+            done = false;
         }
     }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the results: " + system_error_text());
-        failed = true;
-    }
-    return failed ? 1 : 0;
+    return done;
 }
 
 }  // namespace
@@ -205,5 +186,8 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    const Program program{"score_speech", kUsage, help()};
+    return run_program(program, count, arguments,
+                       [&](const std::vector<std::string>& words) { return run(program, words); });
 }

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 #include "common/failure.h"
+#include "common/fixed_point.h"
 
 namespace zelsr::examples {
 namespace {
@@ -78,15 +78,7 @@ RowList rows_labelled(const FeatureRows& features, std::span<const std::uint8_t>
 
 BandValues variances_of(const RowList& rows) { return moments_of(rows).variance; }
 
-float constant_of(double weight, const float* inverse_variance)
-{
-    float log_precision = 0;  // -sum of ln variances
-    require(zelsSumLn_32f(inverse_variance, kBands, &log_precision), "zelsSumLn_32f");
-    return static_cast<float>(std::log(weight)) +
-           0.5f * (log_precision - kBands * std::log(2 * std::numbers::pi_v<float>));
-}
-
-Mixture::Mixture(const RowList& rows, const BandValues& file_variances)
+BandMixture::BandMixture(const RowList& rows, const BandValues& file_variances)
 {
     const Moments moments = moments_of(rows);
     components_.push_back({1, moments.mean, moments.variance});
@@ -98,7 +90,7 @@ Mixture::Mixture(const RowList& rows, const BandValues& file_variances)
     make_tables();
 }
 
-void Mixture::grow(const RowList& rows, int components)
+void BandMixture::grow(const RowList& rows, int components)
 {
     while (this->components() < components) {
         split_heaviest(components - this->components());
@@ -106,7 +98,7 @@ void Mixture::grow(const RowList& rows, int components)
     }
 }
 
-void Mixture::split_heaviest(int most)
+void BandMixture::split_heaviest(int most)
 {
     std::stable_sort(components_.begin(), components_.end(),
                      [](const Component& a, const Component& b) { return a.weight > b.weight; });
@@ -123,7 +115,7 @@ void Mixture::split_heaviest(int most)
     make_tables();
 }
 
-void Mixture::refine(const RowList& rows)
+void BandMixture::refine(const RowList& rows)
 {
     double last = reestimate(rows);
     for (int step = 1; step < kMostSteps; ++step) {
@@ -134,7 +126,7 @@ void Mixture::refine(const RowList& rows)
 }
 
 // One step of expectation and maximisation. Returns the mean log likelihood of a row under the mixture as it was.
-double Mixture::reestimate(const RowList& rows)
+double BandMixture::reestimate(const RowList& rows)
 {
     constexpr std::size_t kRowsAtOnce = 256;
     constexpr int32_t kAccurate = 0;
@@ -183,7 +175,7 @@ double Mixture::reestimate(const RowList& rows)
     return likelihood / static_cast<double>(rows.size());
 }
 
-void Mixture::make_tables()
+void BandMixture::make_tables()
 {
     means_ = aligned_floats(components() * kRowStep);
     inverse_variances_ = aligned_floats(components() * kRowStep);
@@ -195,11 +187,11 @@ void Mixture::make_tables()
             inverse_variances_[static_cast<std::size_t>(j) * kRowStep + b] =
                 static_cast<float>(1 / component.variance[b]);
         }
-        constants_.push_back(constant_of(component.weight, inverse_variance(j)));
+        constants_.push_back(constant_of(component.weight, {inverse_variance(j), kBands}));
     }
 }
 
-void Mixture::score(const FeatureRows& features, std::span<float> scores) const
+void BandMixture::score(const FeatureRows& features, std::span<float> scores) const
 {
     float* next = scores.data();
     for (const FeatureRows::Block& block : features.blocks()) {

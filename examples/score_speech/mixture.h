@@ -18,11 +18,11 @@ RowList rows_labelled(const FeatureRows& features, std::span<const std::uint8_t>
 
 BandValues variances_of(const RowList& rows);
 
-class Mixture {
+class BandMixture {
   public:
     // One Gaussian, trained on the rows, of which there is at least one. No variance falls below a part of
     // file_variances, then or later: a class that holds nothing but digital silence stays a density.
-    Mixture(const RowList& rows, const BandValues& file_variances);
+    BandMixture(const RowList& rows, const BandValues& file_variances);
 
     // Splits components in two, the heaviest first, until there are that many. After each turn, which splits all
     // or as many as are missing, weights, means and variances are re-estimated on the rows.
@@ -53,8 +53,5 @@ class Mixture {
     AlignedFloats means_, inverse_variances_;
     std::vector<float> constants_;
 };
-
-// The constant of a component's log score: ln weight - 0.5 (n ln 2 pi + sum of ln variances).
-float constant_of(double weight, const float* inverse_variance);
 
 }  // namespace zelsr::examples

@@ -136,8 +136,8 @@ void train_gaussians(const FeatureRows& features, double switch_penalty, const B
                      Labels& labels, Scoring& scoring)
 {
     for (bool settled = false; !settled && scoring.rounds < kMostRounds;) {
-        scoring.models = Models{Mixture(rows_labelled(features, labels, kPause), variances),
-                                Mixture(rows_labelled(features, labels, kSpeech), variances)};
+        scoring.models = Models{BandMixture(rows_labelled(features, labels, kPause), variances),
+                                BandMixture(rows_labelled(features, labels, kSpeech), variances)};
         score_with_models(features, scoring);
         scoring.level_difference = highest_above(scoring.models->speech.mean(0), scoring.models->pause.mean(0));
 
@@ -185,7 +185,7 @@ Scoring score(const FeatureRows& features, double switch_penalty, int components
 
     if (!enough_for(1, labels)) {
         // Nothing to tell apart: one model for all.
-        Mixture(all, variances).score(features, scoring.pause);
+        BandMixture(all, variances).score(features, scoring.pause);
         scoring.speech = scoring.pause;
         return scoring;
     }

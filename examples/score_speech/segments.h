@@ -20,7 +20,7 @@ struct Segment {
 };
 
 struct Models {
-    Mixture pause, speech;
+    BandMixture pause, speech;
 };
 
 struct Scoring {

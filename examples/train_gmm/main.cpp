@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +12,7 @@
 #include "common/fields.h"
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
+#include "common/program.h"
 #include "common/text.h"
 #include "train_gmm/training.h"
 
@@ -122,18 +122,10 @@ Kept read(const std::string& path, const Ranks& ranks)
     std::string text;
     ranks.together([&] {
         if (!ranks.first()) return;
-        try {
-            text = read_file(path);
-        } catch (const Failure& failure) {
-            throw Failure(path + ": " + failure.what());
-        }
+        with_name(path, [&] { text = read_file(path); });
     });
     ranks.broadcast(text);
-    try {
-        return Kept::parse(text);
-    } catch (const Failure& failure) {
-        throw Failure(path + ": " + failure.what());
-    }
+    return with_name(path, [&] { return Kept::parse(text); });
 }
 
 std::string counted(double count, const std::string& what)
@@ -247,11 +239,8 @@ Statistics added(const FileNames& files, const Ranks& ranks)
         Statistics statistics = read<Statistics>(file, ranks);
         const auto [found, fresh] = seen.emplace(statistics.text(), file);
         if (!fresh && statistics.frames > 0) throw Failure(file + ": holds what " + found->second + " holds");
-        try {
-            sum ? sum->add(statistics) : static_cast<void>(sum.emplace(std::move(statistics)));
-        } catch (const Failure& failure) {
-            throw Failure(file + ": " + failure.what());
-        }
+        with_name(file,
+                  [&] { sum ? sum->add(statistics) : static_cast<void>(sum.emplace(std::move(statistics))); });
     }
     return std::move(*sum);
 }
@@ -335,42 +324,17 @@ void run_command(const std::vector<std::string>& words, const Ranks& ranks)
     command.run(Arguments(words, options, {}), ranks);
 }
 
-int run(const std::vector<std::string>& words)
-{
-    if (std::find(words.begin(), words.end(), "--help") != words.end()) {
-        for (const std::string_view text : {kUsage, kHelp, kMfccHelp, kHelpEnd})
-            std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    const Ranks ranks;
-    // All ranks fail alike, and one says it.
-    const auto complain = [&](const std::string& text) {
-        if (ranks.first()) std::fprintf(stderr, "train_gmm: %s\n", text.c_str());
-    };
-    try {
-        run_command(words, ranks);
-    } catch (const WrongUse& wrong) {
-        complain(wrong.what());
-        if (ranks.first()) std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain("not enough memory");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the results: " + system_error_text());
-        return 1;
-    }
-    return 0;
-}
-
 }  // namespace
 }  // namespace zelsr::examples
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    const Ranks ranks;
+    const Program program{"train_gmm", kUsage, std::string(kHelp).append(kMfccHelp).append(kHelpEnd),
+                          ranks.first()};
+    return run_program(program, count, arguments, [&](const std::vector<std::string>& words) {
+        run_command(words, ranks);
+        return true;
+    });
 }

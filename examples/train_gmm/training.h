@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "common/mixture.h"
+#include "common/statistics.h"
 #include "train_gmm/files.h"
-#include "train_gmm/mixture.h"
 #include "train_gmm/ranks.h"
-#include "train_gmm/statistics.h"
 
 namespace zelsr::examples {
 

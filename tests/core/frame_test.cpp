@@ -1,7 +1,8 @@
-// What the library's own code shares: scale factors, row lists, tables, checks and work memory. None of it is
-// visible from outside, so this program takes core's headers.
+// What the library's own code shares: scale factors, row lists, lane selection, checks, tables and work memory.
+// None of it is visible from outside, so this program takes core's headers.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -11,6 +12,7 @@
 #include "core/rows.h"
 #include "core/scale.h"
 #include "core/scratch.h"
+#include "core/simd.h"
 #include "core/table.h"
 #include "support/hooks.h"
 
@@ -68,6 +70,23 @@ TEST(BlockRows, AskForAFirstElementAndAStepOn16Bytes)
     EXPECT_TRUE(Block(shorts, 8).on_16_bytes(3));
     EXPECT_FALSE(Block(shorts, 4).on_16_bytes(3));
     EXPECT_EQ(Block(singles, 3)[2], singles + 6);
+}
+
+// A choice is one of bits: each type of register, with a mask that is no whole lane, and NaNs on both sides.
+TEST(Choose, TakesEachBitFromWhereTheMaskSays)
+{
+    alignas(16) const uint32_t mask[4] = {0xffffffffu, 0, 0x00ff00ffu, 0x80000000u};
+    alignas(16) const uint32_t yes[4] = {0x7f812345u, 0x3f800000u, 0x12345678u, 0x80000000u};
+    alignas(16) const uint32_t no[4] = {0x40000000u, 0xffc54321u, 0x9abcdef0u, 0x7fffffffu};
+    const std::array<uint32_t, 4> expected = {0x7f812345u, 0xffc54321u, 0x9a34de78u, 0xffffffffu};
+    const auto bits = [](__m128i v) { return std::bit_cast<std::array<uint32_t, 4>>(v); };
+    const __m128i m = Aligned::bytes(mask), y = Aligned::bytes(yes), n = Aligned::bytes(no);
+    const __m128 single_y = _mm_castsi128_ps(y), single_n = _mm_castsi128_ps(n);
+    EXPECT_EQ(bits(choose(m, y, n)), expected);
+    EXPECT_EQ(bits(_mm_castps_si128(choose(_mm_castsi128_ps(m), single_y, single_n))), expected);
+    EXPECT_EQ(bits(_mm_castps_si128(choose(m, single_y, single_n))), expected);
+    const __m128d doubles = choose(_mm_castsi128_pd(m), _mm_castsi128_pd(y), _mm_castsi128_pd(n));
+    EXPECT_EQ(bits(_mm_castpd_si128(doubles)), expected);
 }
 
 TEST(Checks, ReportTheFirstFailureAndStopBeforeCallables)

@@ -5,8 +5,6 @@
 #include <limits>
 
 #include "noise/periodicity_members.h"
-#include "support/environment.h"
-#include "support/hooks.h"
 
 namespace zelsr::test {
 namespace {
@@ -16,40 +14,7 @@ class Lspe : public testing::Test {};
 using Members = testing::Types<Lspe_32f, Lspe_16s>;
 TYPED_TEST_SUITE(Lspe, Members, PeriodicityNames);
 
-template <class Member>
-constexpr double kSize = std::is_same_v<typename Member::T, float> ? 3.0 : 20000.0;
-
-TYPED_TEST(Lspe, EveryLengthAndAddress)
-{
-    using T = typename TypeParam::T;
-    std::vector<int> some;
-    for (int length = 8; length <= 96; ++length) some.push_back(length);
-    for (int length : {97, 128, 160, 255}) some.push_back(length);
-    at_every_place<3>(some, {sizeof(T), sizeof(typename TypeParam::Measure), 4},
-                      [](int length, const std::array<Placement, 3>& at) {
-                          const int least = std::max(6, (length + 15) / 16);
-                          return finds_period<TypeParam>(periodic<T>(length, kSize<TypeParam>, true),
-                                                         std::min(length - 1, least + 20), least, at);
-                      });
-}
-
-TYPED_TEST(Lspe, RandomSearches)
-{
-    using T = typename TypeParam::T;
-    for (int turn = 0; turn < (thin_effort() ? 30 : 400); ++turn) {
-        const int length = uniform(8, turn % 10 == 0 ? 1024 : 300);
-        const int least = uniform(std::max(6, (length + 15) / 16), length - 2);
-        const int greatest = uniform(least + 1, length - 1);
-        const double size = std::exp2(uniform(std::is_same_v<T, float> ? -30.0 : 0.0, 16.0));
-        ASSERT_TRUE(finds_period<TypeParam>(periodic<T>(length, size, turn % 2 == 0), greatest, least));
-    }
-}
-
-TYPED_TEST(Lspe, LongestSearch)
-{
-    using T = typename TypeParam::T;
-    ASSERT_TRUE(finds_period<TypeParam>(periodic<T>(1024, kSize<TypeParam>, true), 1023, 64));
-}
+TYPED_TEST(Lspe, LongestSearch) { ASSERT_TRUE(finds_period<TypeParam>(sequence_for<TypeParam>(1024), 1023, 64)); }
 
 TYPED_TEST(Lspe, FindsAPulsesPeriod)
 {
@@ -151,52 +116,15 @@ TEST(LspeValues, NotANumberHasNoPeriod)
         }
 }
 
-TYPED_TEST(Lspe, ChecksNullThenPeriodsThenLength)
+TYPED_TEST(Lspe, ShortestPeriodIsASixteenthOfTheLength)
 {
-    expect_period_checks<TypeParam>(6, 1024, {1025, INT32_MAX, 161});
     using T = typename TypeParam::T;
-    const std::vector<T> x(200, T(1));
+    const std::vector<T> x(97, T(1));
     typename TypeParam::Measure measure;
     int32_t period;
     EXPECT_EQ(TypeParam::kCall(x.data(), 96, &measure, &period, 20, 6), SrOk);
     EXPECT_EQ(TypeParam::kCall(x.data(), 97, &measure, &period, 20, 6), SrErrLengthBound);
 }
-
-TYPED_TEST(Lspe, TakesNoMemory)
-{
-    const AllocatorWatch watch;
-    EXPECT_EQ(search<TypeParam>(std::vector<typename TypeParam::T>(1000), 70, 64).status, SrOk);
-    EXPECT_EQ(watch.requests(), 0);
-}
-
-TYPED_TEST(Lspe, IsTheSameInEachEnvironment)
-{
-    const auto x = periodic<typename TypeParam::T>(90, kSize<TypeParam>, true);
-    const auto expected = TypeParam::kReference(x, 30, 6);
-    Found<TypeParam> found{};
-    under_each_environment([&] { found = search<TypeParam>(x, 30, 6); },
-                           [&](const std::string& setting) {
-                               EXPECT_EQ(found.status, SrOk);
-                               EXPECT_EQ(found.measure, expected.measure) << setting;
-                               EXPECT_EQ(found.period, expected.period) << setting;
-                           });
-}
-
-#ifdef __i386__
-TYPED_TEST(Lspe, RunsOnAnyStack)
-{
-    using T = typename TypeParam::T;
-    const std::vector<T> x = periodic<T>(90, kSize<TypeParam>, true);
-    const auto expected = TypeParam::kReference(x, 30, 6);
-    for (int misalign : {0, 4, 8, 12}) {
-        typename TypeParam::Measure measure = -1;
-        int32_t period = -1;
-        EXPECT_EQ(call_misaligned(TypeParam::kCall, misalign, x.data(), 90, &measure, &period, 30, 6), SrOk);
-        EXPECT_EQ(measure, expected.measure);
-        EXPECT_EQ(period, expected.period);
-    }
-}
-#endif
 
 }  // namespace
 }  // namespace zelsr::test

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -13,37 +16,60 @@
 
 namespace zelsr::test {
 
-struct Lspe_32f {
+// What a search accepts, and the lengths of its sweep.
+struct LeastSquares {
+    static constexpr bool kNegative = true;  // elements below zero
+    static constexpr double kLargestExponent = 16;
+    static constexpr int kLowestPeriod = 6, kLongest = 1024, kLongestOfSweep = 97;
+    static constexpr int kRandomTurns = 400, kRandomLength = 300, kRandomLongest = 1024;
+    static int lowest_period(int length) { return std::max(kLowestPeriod, (length + 15) / 16); }
+    static std::vector<int> lengths_too_long() { return {1025, INT32_MAX, 161}; }
+};
+struct CombSums {
+    static constexpr bool kNegative = false;
+    static constexpr double kLargestExponent = 32;
+    static constexpr int kLowestPeriod = 1, kLongest = 4096, kLongestOfSweep = 100;
+    static constexpr int kRandomTurns = 1000, kRandomLength = 200, kRandomLongest = 1000;
+    static int lowest_period(int) { return kLowestPeriod; }
+    static std::vector<int> lengths_too_long() { return {4097, INT32_MAX}; }
+};
+
+// kSize: of elements that are neither quiet nor limited.
+struct Lspe_32f : LeastSquares {
     using T = float;
     using Measure = float;
     static constexpr const char* kName = "LSPE_32f";
+    static constexpr double kSize = 3.0;
     static constexpr auto kCall = zelsPeriodicityLSPE_32f;
     static constexpr auto kReference = [](const std::vector<T>& x, int greatest, int least) {
         return reference::least_squares(x, greatest, least);
     };
 };
-struct Lspe_16s {
+struct Lspe_16s : LeastSquares {
     using T = int16_t;
     using Measure = int16_t;
     static constexpr const char* kName = "LSPE_16s";
+    static constexpr double kSize = 20000.0;
     static constexpr auto kCall = zelsPeriodicityLSPE_16s;
     static constexpr auto kReference = [](const std::vector<T>& x, int greatest, int least) {
         return reference::least_squares(x, greatest, least);
     };
 };
-struct Comb_32f {
+struct Comb_32f : CombSums {
     using T = float;
     using Measure = float;
-    static constexpr const char* kName = "32f";
+    static constexpr const char* kName = "Comb_32f";
+    static constexpr double kSize = 3.0;
     static constexpr auto kCall = zelsPeriodicity_32f;
     static constexpr auto kReference = [](const std::vector<T>& x, int greatest, int least) {
         return reference::comb(x, greatest, least);
     };
 };
-struct Comb_32s16s {
+struct Comb_32s16s : CombSums {
     using T = int32_t;
     using Measure = int16_t;
-    static constexpr const char* kName = "32s16s";
+    static constexpr const char* kName = "Comb_32s16s";
+    static constexpr double kSize = 1e8;
     static constexpr auto kCall = zelsPeriodicity_32s16s;
     static constexpr auto kReference = [](const std::vector<T>& x, int greatest, int least) {
         return reference::comb(x, greatest, least);
@@ -122,10 +148,17 @@ std::vector<T> periodic(int length, double size, bool negative)
     return x;
 }
 
-// Null pointers are told before the periods, and these before the length. lowest: the least period allowed.
 template <class Member>
-void expect_period_checks(int lowest, int longest, std::vector<int> long_lengths)
+std::vector<typename Member::T> sequence_for(int length)
 {
+    return periodic<typename Member::T>(length, Member::kSize, Member::kNegative);
+}
+
+// Null pointers are told before the periods, and these before the length.
+template <class Member>
+void expect_period_checks()
+{
+    constexpr int lowest = Member::kLowestPeriod, longest = Member::kLongest;
     using T = typename Member::T;
     using Measure = typename Member::Measure;
     struct Arguments {
@@ -154,7 +187,8 @@ void expect_period_checks(int lowest, int longest, std::vector<int> long_lengths
         {"length as greatest", SrErrLengthBound, [](Arguments& a) { a.len = a.greatest; }},
         {"lowest length", SrErrLengthBound, [](Arguments& a) { a.len = INT32_MIN; }},
     };
-    for (int bad : long_lengths) faults.push_back({"long", SrErrLengthBound, [=](Arguments& a) { a.len = bad; }});
+    for (int bad : Member::lengths_too_long())
+        faults.push_back({"long", SrErrLengthBound, [=](Arguments& a) { a.len = bad; }});
     expect_check_order<Arguments>(good, faults, call, {&measure, &period});
     const auto of = [&](int len, int greatest, int least) {
         return call({x.data(), len, measure.data(), period.data(), greatest, least});

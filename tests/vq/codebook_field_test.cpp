@@ -159,6 +159,7 @@ TYPED_TEST(CodebookField, OfTwoDimensionsIsTheReferences)
         made += expect_table<TypeParam>(training);
         if (testing::Test::HasFailure()) return;
     }
+    if (thin_effort()) return;  // by chance all of four have a table, or none
     EXPECT_GT(made, all / 10);
     EXPECT_LT(made, all);
 }

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "train_gmm/mixture.h"
+#include "common/mixture.h"
 
 namespace zelsr::examples {
 

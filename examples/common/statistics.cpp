@@ -1,4 +1,4 @@
-#include "train_gmm/statistics.h"
+#include "common/statistics.h"
 
 #include <zelsr.h>
 

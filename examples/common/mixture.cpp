@@ -1,4 +1,4 @@
-#include "train_gmm/mixture.h"
+#include "common/mixture.h"
 
 #include <zelsr.h>
 
@@ -8,7 +8,7 @@
 
 #include "common/failure.h"
 #include "common/fields.h"
-#include "train_gmm/statistics.h"
+#include "common/statistics.h"
 
 namespace zelsr::examples {
 namespace {
@@ -52,6 +52,23 @@ Mixture::Mixture(const FeatureKind& kind, std::int32_t components)
 Mixture::Mixture(const FeatureKind& kind) : Mixture(kind, 1)
 {
     std::fill_n(variances_[0], width(), 1.0);
+    make_tables();
+}
+
+Mixture::Mixture(const FeatureKind& kind, const DoubleRows& means, std::span<const double> variances,
+                 std::span<const double> floors)
+    : Mixture(kind, means.rows())
+{
+    for (std::int32_t k = 0; k < width(); ++k) {
+        const auto column = static_cast<std::size_t>(k);
+        floors_[column] = std::max(kLeastVariance, floors[column]);
+        variances_[0][k] = std::max(floors_[column], variances[column]);
+    }
+    std::fill(weights_.begin(), weights_.end(), 1.0 / components());
+    for (std::int32_t j = 0; j < components(); ++j) {
+        std::copy_n(means[j], width(), means_[j]);
+        if (j > 0) std::copy_n(variances_[0], width(), variances_[j]);
+    }
     make_tables();
 }
 
@@ -141,29 +158,25 @@ void Mixture::split(std::int32_t wanted)
     make_tables();
 }
 
-std::string Mixture::text() const
+std::string Mixture::parameters() const
 {
     const auto row_length = static_cast<std::size_t>(width());
-    std::string text = std::string(kTitle) + '\n';
-    text += text_of(kind_);
-    text += field("components", components());
-    text += field("floor", floors_);
+    std::string text = field("components", components()) + field("floor", floors_);
     for (std::int32_t j = 0; j < components(); ++j) {
         text += field("weight", weights_[static_cast<std::size_t>(j)]);
         text += field("mean", std::span(means_[j], row_length));
         text += field("variance", std::span(variances_[j], row_length));
     }
-    return text + "end\n";
+    return text;
 }
 
-Mixture Mixture::parse(std::string_view text)
+std::string Mixture::text() const { return std::string(kTitle) + '\n' + text_of(kind_) + parameters() + "end\n"; }
+
+Mixture Mixture::read_parameters(FieldReader& reader, const FeatureKind& kind)
 {
-    FieldReader reader(text);
-    if (!reader.text("zelsr-mixture").starts_with("1")) reader.fail("another version of models");
-    const FeatureKind kind = read_kind(reader);
     const auto components = static_cast<std::int32_t>(reader.whole("components", 1, kMostComponents));
     // Each has a few characters at least: memory goes to what the text has room for.
-    if (text.size() / 4 / static_cast<std::size_t>(kind.width) < static_cast<std::size_t>(components))
+    if (reader.left() / 4 / static_cast<std::size_t>(kind.width) < static_cast<std::size_t>(components))
         reader.fail("the file is cut short");
 
     Mixture mixture(kind, components);
@@ -181,10 +194,19 @@ Mixture Mixture::parse(std::string_view text)
         reader.numbers("mean", {mixture.means_[j], row_length});
         read_positive("variance", {mixture.variances_[j], row_length});
     }
-    reader.text("end");
-    reader.finish();
     if (!(std::fabs(sum - 1) < 1e-6)) reader.fail("the weights do not add up to 1");
     mixture.make_tables();
+    return mixture;
+}
+
+Mixture Mixture::parse(std::string_view text)
+{
+    FieldReader reader(text);
+    if (!reader.text("zelsr-mixture").starts_with("1")) reader.fail("another version of models");
+    const FeatureKind kind = read_kind(reader);
+    Mixture mixture = read_parameters(reader, kind);
+    reader.text("end");
+    reader.finish();
     return mixture;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,10 +40,18 @@ class Mixture {
     // One component with mean 0 and variance 1, and next to no floor: what the first statistics are gathered
     // under.
     explicit Mixture(const FeatureKind& kind);
+    // A component around each of the given means, all of one weight and with the same variances, none of which
+    // falls below its floor, from now on.
+    Mixture(const FeatureKind& kind, const DoubleRows& means, std::span<const double> variances,
+            std::span<const double> floors);
     // Reads what text() wrote. Throws Failure.
     static Mixture parse(std::string_view text);
 
     std::string text() const;
+
+    // The lines of the parameters alone, for a text of several mixtures of one kind.
+    std::string parameters() const;
+    static Mixture read_parameters(FieldReader& reader, const FeatureKind& kind);
 
     const FeatureKind& kind() const { return kind_; }
     std::int32_t width() const { return kind_.width; }
@@ -52,6 +61,7 @@ class Mixture {
     const double* mean(std::int32_t j) const { return means_[j]; }
     const double* inverse_variance(std::int32_t j) const { return inverse_variances_[j]; }
     double constant(std::int32_t j) const { return constants_[static_cast<std::size_t>(j)]; }
+    double weight(std::int32_t j) const { return weights_[static_cast<std::size_t>(j)]; }
 
     // ln p(row)
     double log_likelihood(const double* row) const;

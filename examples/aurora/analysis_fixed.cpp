@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <cmath>
+
+#include "aurora/analysis.h"
+#include "aurora/scaling.h"
+
+namespace zelsr::examples {
+namespace {
+
+constexpr std::int32_t kEmphasis = 29491;  // 0.9 in Q15
+
+}  // namespace
+
+std::int32_t fixed_logarithm(std::int64_t value, int bits)
+{
+    const int down = std::max(0, width_of(value) - 31);
+    auto logarithm = static_cast<std::int32_t>(value >> down);
+    require(zelsLn_32s_ISfs(&logarithm, 1, -kLogBits), "zelsLn_32s_ISfs");
+    return logarithm +
+           static_cast<std::int32_t>(std::lround(std::ldexp((down - bits) * std::numbers::ln2, kLogBits)));
+}
+
+FixedAnalysis::FixedAnalysis(int bands) : bands_(bands), transform_(kOrder)
+{
+    std::int32_t order = 0;
+    ZelFBankState* bank = nullptr;
+    const SrStatus status = zelsMelFBankInitAlloc_16s(&bank, &order, kPoints, kLowRate, kLowHz, kHighHz, kMelBands,
+                                                      kMelMul, kMelDiv, FBankWeightsFreq);
+    bank_.reset(bank);
+    require(status, "zelsMelFBankInitAlloc_16s");
+
+    constexpr int kNoLifter = 1;
+    ZelDCTLifterState_16s* dct = nullptr;
+    const auto scale = static_cast<float>(std::sqrt(2.0 / bands));
+    const SrStatus made = zelsDCTLifterInitAlloc_C0_16s(&dct, bands, kCepstra, kNoLifter, scale,
+                                                        std::ldexp(1.0f, kLevelBits - kRowBits));
+    dct_.reset(dct);
+    require(made, "zelsDCTLifterInitAlloc_C0_16s");
+
+    for (int n = 0; n < kFrame; ++n) window_[static_cast<std::size_t>(n)] = to_q15(hamming(n, kFrame));
+    const auto reference = reference_cepstrum();
+    constexpr std::int32_t kNearest = 1;
+    require(zelsConvert_32f16s_Sfs(reference.data(), reference_.data(), kCepstra, kNearest, -kRowBits),
+            "zelsConvert_32f16s_Sfs");
+}
+
+void FixedAnalysis::analyse(const std::int16_t* frame, std::span<const std::int32_t> high, std::int16_t* row)
+{
+    require(zelsWaveProcessing_Aurora_16s(frame, weighted_.data()), "zelsWaveProcessing_Aurora_16s");
+    const int exponent = take_bands();
+
+    // The bands are power times 2^exponent, of which 1 counts at least.
+    const std::int32_t floor = 1 << std::max(0, exponent);
+    const auto taken_back =
+        static_cast<std::int32_t>(std::lround(std::ldexp(exponent * std::numbers::ln2, kLogBits)));
+    for (int i = 0; i < kMelBands; ++i) logarithms_[i] = std::max(logarithms_[i], floor);
+    require(zelsLn_32s_ISfs(logarithms_.data(), kMelBands, -kLogBits), "zelsLn_32s_ISfs");
+    for (int i = 0; i < kMelBands; ++i) logarithms_[i] = std::max(0, logarithms_[i] - taken_back);
+    std::copy(high.begin(), high.end(), &logarithms_[kMelBands]);
+    require(zelsDCTLifter_32s16s_Sfs(logarithms_.data(), row, dct_.get(), kLogBits - kRowBits),
+            "zelsDCTLifter_32s16s_Sfs");
+
+    std::int64_t energy = 0;
+    require(zelsDotProd_16s64s(frame, frame, kFrame, &energy), "zelsDotProd_16s64s");
+    const std::int32_t level = fixed_logarithm(std::max<std::int64_t>(1, energy), 0);
+    row[kCepstra + 1] = static_cast<std::int16_t>(level >> (kLogBits - kLevelBits));
+    constexpr int kEqualiserBits = 6;
+    require(zelsBlindEqualization_Aurora_16s(reference_.data(), row, bias_.data(), kCepstra,
+                                             level >> (kLogBits - kEqualiserBits)),
+            "zelsBlindEqualization_Aurora_16s");
+}
+
+// Fills windowed_ with the frame, raised towards high frequencies, times a power of two; returns its exponent.
+int FixedAnalysis::emphasise()
+{
+    std::uint32_t peak = 0;
+    for (std::size_t n = 0; n < kFrame; ++n) {
+        // Times 2^15, exact. The first sample stands for the one before it.
+        emphasised_[n] = weighted_[n] * 32768 - weighted_[n > 0 ? n - 1 : 0] * kEmphasis;
+        peak = std::max(peak, static_cast<std::uint32_t>(std::abs(emphasised_[n])));
+    }
+    const int down = std::max(0, width_of(peak) - 15);
+    require(zelsConvert_32s16s_Sfs(emphasised_.data(), windowed_.data(), kFrame, down), "zelsConvert_32s16s_Sfs");
+    require(zelsMul_16s_Sfs(windowed_.data(), window_.data(), windowed_.data(), kFrame, 15), "zelsMul_16s_Sfs");
+    return 15 - down;
+}
+
+// Leaves the mel bands' power times a power of two, whose exponent is returned, where logarithms will be.
+int FixedAnalysis::take_bands()
+{
+    const int up = emphasise();
+    transform_.to_complex(windowed_.data(), spectrum_.data(), 0);
+    std::int64_t peak = 0;
+    for (std::size_t b = 0; b < kPowerBins; ++b) {
+        const std::int64_t real = spectrum_[2 * b], imaginary = spectrum_[2 * b + 1];
+        power_[b] = real * real + imaginary * imaginary;
+        peak = std::max(peak, power_[b]);
+    }
+    // The bank takes 16 bits: power of 30 passes in two halves.
+    const int down = std::max(0, width_of(peak) - 30);
+    for (std::size_t b = 0; b < kPowerBins; ++b) {
+        const std::int64_t power = power_[b] >> down;
+        upper_half_[b] = static_cast<std::int16_t>(power >> 15);
+        lower_half_[b] = static_cast<std::int16_t>(power & 0x7fff);
+    }
+    std::array<std::int32_t, kMelBands> upper{}, lower{};
+    require(zelsEvalFBank_16s32s_Sfs(upper_half_.data(), upper.data(), bank_.get(), -4),
+            "zelsEvalFBank_16s32s_Sfs");
+    require(zelsEvalFBank_16s32s_Sfs(lower_half_.data(), lower.data(), bank_.get(), 0),
+            "zelsEvalFBank_16s32s_Sfs");
+    // Weights of the widest filter have a sum below 16: 4 bits less fit 32.
+    for (std::size_t i = 0; i < kMelBands; ++i) logarithms_[i] = upper[i] * (1 << 7) + (lower[i] >> 4);
+    return 2 * up - down - 4;
+}
+
+}  // namespace zelsr::examples

@@ -1,0 +1,94 @@
+// The library's records, each of which ends by its own function.
+#pragma once
+
+#include <zelsr.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "common/aligned.h"
+#include "common/failure.h"
+#include "common/mfcc_frame.h"
+
+namespace zelsr::examples {
+
+using FloatBank = std::unique_ptr<ZelFBankState, FloatBankRelease>;
+using FixedBank = std::unique_ptr<ZelFBankState, FixedBankRelease>;
+
+inline FloatBank gain_bank(float)
+{
+    ZelFBankState* bank = nullptr;
+    const SrStatus status = zelsMelFBankInitAllocLow_Aurora_32f(&bank);
+    FloatBank owner(bank);
+    require(status, "zelsMelFBankInitAllocLow_Aurora_32f");
+    return owner;
+}
+
+inline FixedBank gain_bank(std::int16_t)
+{
+    ZelFBankState* bank = nullptr;
+    const SrStatus status = zelsMelFBankInitAllocLow_Aurora_16s(&bank);
+    FixedBank owner(bank);
+    require(status, "zelsMelFBankInitAllocLow_Aurora_16s");
+    return owner;
+}
+
+// The transform of kPoints values, with no factor, and the memory that it works in.
+class FloatTransform {
+  public:
+    explicit FloatTransform(int order)
+    {
+        constexpr std::int32_t kNoFactor = 8, kNoHint = 0;
+        ZelFFTState_R_32f* fft = nullptr;
+        require(zelsFFTInitAlloc_R_32f(&fft, order, kNoFactor, kNoHint), "zelsFFTInitAlloc_R_32f");
+        record_.reset(fft);
+        std::int32_t bytes = 0;
+        require(zelsFFTGetBufSize_R_32f(fft, &bytes), "zelsFFTGetBufSize_R_32f");
+        work_ = aligned_array<std::uint8_t>(bytes > 0 ? bytes : 1);
+    }
+
+    // R[0], R[n/2], R[1], I[1], ...
+    void to_perm(const float* samples, float* spectrum)
+    {
+        require(zelsFFTFwd_RToPerm_32f(samples, spectrum, record_.get(), work_.get()), "zelsFFTFwd_RToPerm_32f");
+    }
+    // Pairs of real and imaginary parts, from 0 to half the rate.
+    void to_complex(const float* samples, float* spectrum)
+    {
+        require(zelsFFTFwd_RToCCS_32f(samples, spectrum, record_.get(), work_.get()), "zelsFFTFwd_RToCCS_32f");
+    }
+
+  private:
+    std::unique_ptr<ZelFFTState_R_32f, MfccRelease> record_;
+    AlignedArray<std::uint8_t> work_;
+};
+
+// The same for 16-bit samples, into 32 bits.
+class FixedTransform {
+  public:
+    explicit FixedTransform(int order)
+    {
+        constexpr std::int32_t kNoFactor = 8, kNoHint = 0;
+        std::int32_t record_bytes = 0, setup_bytes = 0, work_bytes = 0;
+        require(zelsFFTGetSize_R_16s32s(order, kNoFactor, kNoHint, &record_bytes, &setup_bytes, &work_bytes),
+                "zelsFFTGetSize_R_16s32s");
+        memory_ = aligned_array<std::uint8_t>(record_bytes);
+        work_ = aligned_array<std::uint8_t>(work_bytes > 0 ? work_bytes : 1);
+        const auto setup = aligned_array<std::uint8_t>(setup_bytes > 0 ? setup_bytes : 1);
+        require(zelsFFTInit_R_16s32s(&record_, order, kNoFactor, kNoHint, memory_.get(), setup.get()),
+                "zelsFFTInit_R_16s32s");
+    }
+
+    // Times 2^-sf.
+    void to_complex(const std::int16_t* samples, std::int32_t* spectrum, int sf)
+    {
+        require(zelsFFTFwd_RToCCS_16s32s_Sfs(samples, spectrum, record_, sf, work_.get()),
+                "zelsFFTFwd_RToCCS_16s32s_Sfs");
+    }
+
+  private:
+    AlignedArray<std::uint8_t> memory_, work_;
+    ZelFFTState_R_16s32s* record_ = nullptr;
+};
+
+}  // namespace zelsr::examples

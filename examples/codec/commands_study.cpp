@@ -1,0 +1,102 @@
+// The commands that look at speech: report, train.
+#include <cstdio>
+#include <optional>
+
+#include "codec/command_parts.h"
+#include "codec/commands.h"
+#include "codec/folders.h"
+#include "codec/picture.h"
+#include "codec/report.h"
+#include "common/output_file.h"
+#include "common/progress.h"
+#include "common/text.h"
+
+namespace zelsr::examples {
+namespace {
+
+constexpr std::int64_t kEndBytes = 26;  // of a stream besides its frames
+
+Statistics statistics_of(const std::string& path, EnvelopeBook& book, int block, Picture* picture)
+{
+    Statistics statistics;
+    SpeechInput input(path, kRate, block);
+    Encoder encoder(book, [&](const Frame& frame, const Measured& measured) {
+        statistics.add(frame, measured, book);
+        if (picture != nullptr) picture->add(frame, measured, book);
+    });
+    Progress progress(file_name(path), input.seconds());
+    encode_all(input, encoder, [&] { progress.at(input.position()); });
+    statistics.add_bytes(statistics.frames() * kFrameBytes + kEndBytes, encoder.samples());
+    print_remarks(path, input);
+    return statistics;
+}
+
+}  // namespace
+
+bool run_report(const Arguments& arguments)
+{
+    const std::vector<std::string> files = sounds_of(some_words(arguments));
+    const std::optional<std::string> drawn = arguments.text("--picture");
+    if (drawn && files.size() != 1) throw WrongUse("--picture is of one sound file");
+    if (drawn && same_file(*drawn, files[0])) throw WrongUse(files[0] + " would be overwritten");
+    EnvelopeBook book = book_of(arguments);
+    std::optional<OutputFile> out;
+    if (drawn) out.emplace(*drawn);
+    std::optional<Picture> picture;
+    if (drawn) picture.emplace(file_name(files[0]));
+
+    std::fputs(Statistics::heading().c_str(), stdout);
+    Statistics all;
+    std::size_t done = 0;
+    for (const std::string& file : files) {
+        try {
+            const Statistics statistics = about(file, [&] {
+                return statistics_of(file, book, block_of(arguments), picture ? &*picture : nullptr);
+            });
+            std::fputs(statistics.line(file).c_str(), stdout);
+            all.add(statistics);
+            ++done;
+        } catch (const Failure& failure) {
+            std::fflush(stdout);
+            complain(failure.what());
+        }
+    }
+    if (done > 1) std::fputs(all.line("all of them").c_str(), stdout);
+    if (out && done == 1) {
+        out->write(picture->svg());
+        out->commit();
+    }
+    return done == files.size();
+}
+
+bool run_train(const Arguments& arguments)
+{
+    const std::vector<std::string> files = sounds_of(some_words(arguments));
+    const std::string to = output_of(arguments);
+    for (const std::string& file : files)
+        if (same_file(file, to)) throw WrongUse(file + " would be overwritten");
+    OutputFile out(to);
+    // Codes do not matter yet: any book serves.
+    EnvelopeBook any = EnvelopeBook::own();
+    std::vector<LineSpectrum> spectra;
+    for (const std::string& file : files)
+        about(file, [&] {
+            SpeechInput input(file, kRate, block_of(arguments));
+            Encoder encoder(any, [&](const Frame& frame, const Measured& measured) {
+                if (measured.sound && frame.level > 0) spectra.push_back(measured.lines);
+            });
+            Progress progress(file_name(file), input.seconds());
+            encode_all(input, encoder, [&] { progress.at(input.position()); });
+            print_remarks(file, input);
+        });
+    const EnvelopeBook book = EnvelopeBook::train(spectra);
+    out.write(book.text());
+    const bool shown = !out.direct();
+    out.commit();
+    if (shown)
+        std::printf("%s: %d codewords for each of %d parts, from %zu frames of %zu files\n", to.c_str(),
+                    kCodewords, kEnvelopeParts, spectra.size(), files.size());
+    return true;
+}
+
+}  // namespace zelsr::examples
