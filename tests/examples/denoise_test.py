@@ -84,11 +84,13 @@ class DenoiseTest(ProgramTestCase):
         self.assertLess(max(abs(x - y) for x, y in zip(samples, found)), 2e-7)
 
     def test_the_loudest_and_the_faintest_samples_come_back(self):
-        for samples in ([32767 if i // 20 % 2 else -32768 for i in range(3000)], [32767] * 3000,
-                        [(i // 7) % 3 - 1 for i in range(3000)]):
+        loud = [32767 if i // 20 % 2 else -32768 for i in range(3000)]
+        # Faint frames fill the bits of fixed point, too: nothing is lost there.
+        faint = [(i * i // 7) % 41 - 20 for i in range(3000)]
+        for samples, tolerance in ((loud, 1), ([32767] * 3000, 1), (faint, 0)):
             self.assertEqual(self.cleaned(samples, *UNCHANGED), samples)
             found = self.cleaned(samples, *UNCHANGED, "--fixed")
-            self.assertLessEqual(max(abs(x - y) for x, y in zip(samples, found)), 1)
+            self.assertLessEqual(max(abs(x - y) for x, y in zip(samples, found)), tolerance)
 
     def test_any_number_of_samples(self):
         for count in (1, 2, 63, 64, 65, 255, 256, 257, 3999, 4000, 4001):
@@ -117,7 +119,7 @@ class DenoiseTest(ProgramTestCase):
                 for snr in (15, 10, 5, 0):
                     self.assertGreater(gained(kind, snr, way), -0.5 if kind == "babble" else 0, (kind, snr, way))
                     other = way.replace(" --fixed", "")
-                    self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.2, (kind, snr, way))
+                    self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.1, (kind, snr, way))
         # Mixed as stated: segmental values lie below the mean, and fall with it.
         for kind in ("white", "pink"):
             before = [float(table[kind, snr, ours[0]]["before"]) for snr in (15, 10, 5, 0)]
@@ -142,7 +144,7 @@ class DenoiseTest(ProgramTestCase):
             self.assertLess(abs(level(single) - level(fixed)), 1, deviation)
 
     def test_fixed_point_finds_noise_that_changes_a_lot(self):
-        deviations = (5000, 4, 0, 4000)
+        deviations = (3, 6000, 1, 0, 4000)
         samples = rounded(x for seed, deviation in enumerate(deviations) for x in noise(32000, deviation, seed))
         for way in ([], ["--fixed"]):
             found = self.cleaned(samples, *way)
@@ -155,11 +157,11 @@ class DenoiseTest(ProgramTestCase):
 
     def test_fixed_point_is_close_to_single_precision(self):
         speech = self.sentence()
-        samples = rounded(x + y for x, y in zip(speech, noise(len(speech), 300)))
-        for way in ([], ["--gain=wiener"]):
+        samples = rounded(x + y for x, y in zip(speech, noise(len(speech), 1500)))
+        for way, closest in ([], 38), (["--gain=wiener"], 42):
             single, fixed = (self.cleaned(samples, *way, *more, rate=16000) for more in ([], ["--fixed"]))
             difference = level([x - y for x, y in zip(single, fixed)])
-            self.assertGreater(level(single) - difference, 25, way)
+            self.assertGreater(level(single) - difference, closest, way)
 
     def sentence(self):
         self.done(SENTENCE, self.path("s.wav"), *UNCHANGED)
@@ -202,10 +204,11 @@ class DenoiseTest(ProgramTestCase):
                 self.assertEqual(self.bytes_of(self.path("a.wav"), "--block", block, *way), whole)
 
     def test_pipes_carry_the_same_samples(self):
-        left, right = made_up(11025, 1.3), rounded(noise(14332, 500))
-        write_pcm16(self.path("a.wav"), [left, right], 11025)
-        raw = array.array("h", (x for both in zip(left, right) for x in both)).tobytes()
-        options = ["--rate=11025", "--channels=2"]
+        # Three channels of 16 bits: what a pipe hands over at once ends within a sample of them.
+        channels = [made_up(11025, 1.3, seed) for seed in (1, 2)] + [rounded(noise(14332, 500))]
+        write_pcm16(self.path("a.wav"), channels, 11025)
+        raw = array.array("h", (x for samples in zip(*channels) for x in samples)).tobytes()
+        options = ["--rate=11025", "--channels=3"]
         for way in ([], ["--fixed"]):
             wanted = self.bytes_of(self.path("a.wav"), *way)
             for block in ("--block=1000", "--block=100000"):
@@ -214,7 +217,7 @@ class DenoiseTest(ProgramTestCase):
                 self.assertEqual(result[1], wanted[44:])
             status, output, _ = run_binary("-", self.path("c.wav"), *options, *way, input=raw)
             self.assertEqual((status, self.content("c.wav")), (0, wanted))
-            self.assertIn(b"c.wav: 14332 samples of 11025 Hz, 2 channels; WAV", output)
+            self.assertIn(b"c.wav: 14332 samples of 11025 Hz, 3 channels; WAV", output)
             self.assertEqual(run_binary(self.path("a.wav"), "-", *way)[1], wanted[44:])
 
     def test_memory_does_not_grow_with_the_sound(self):
