@@ -1,7 +1,9 @@
 // What the commands share.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,6 +13,8 @@
 #include "codec/input.h"
 #include "codec/stream.h"
 #include "common/arguments.h"
+#include "common/progress.h"
+#include "common/text.h"
 
 namespace zelsr::examples {
 
@@ -37,6 +41,29 @@ auto about(const std::string& file, Work work)
         throw Failure(name + ": " + failure.what());
     }
 }
+
+// Shows how far work on files is: on one by its seconds, on more by their number.
+class FileProgress {
+  public:
+    explicit FileProgress(std::size_t files)
+    {
+        if (files > 1) all_.emplace("sound", static_cast<double>(files), "files");
+    }
+    void begin(const std::string& path, const SpeechInput& input)
+    {
+        if (!all_) one_.emplace(file_name(path), input.seconds());
+    }
+    void at(const SpeechInput& input)
+    {
+        const double part = input.seconds() > 0 ? std::min(input.position() / input.seconds(), 1.0) : 0;
+        all_ ? all_->at(static_cast<double>(done_) + part) : one_->at(input.position());
+    }
+    void end() { ++done_; }
+
+  private:
+    std::optional<Progress> all_, one_;
+    std::int64_t done_ = 0;
+};
 
 // All samples of a file through an encoder. step: called after each part.
 template <class Step>

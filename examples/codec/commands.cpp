@@ -76,6 +76,8 @@ class DecodedOutput {
     void write(std::span<const float> samples)
     {
         const std::vector<std::int16_t> integers = rounded(samples);
+        limited_ +=
+            std::count_if(samples.begin(), samples.end(), [](float x) { return x >= 32767.5F || x < -32768.5F; });
         if (sound_) {
             sound_->write(integers);
             return;
@@ -89,11 +91,19 @@ class DecodedOutput {
         if (plain_->direct()) std::fflush(plain_->stream());
     }
     void commit() { sound_ ? sound_->commit() : plain_->commit(); }
+    std::int64_t limited() const { return limited_; }  // samples beyond full scale
 
   private:
     std::optional<SoundWriter> sound_;
     std::optional<OutputFile> plain_;
+    std::int64_t limited_ = 0;
 };
+
+std::string limited_text(std::int64_t limited)
+{
+    return limited == 0 ? ""
+                        : ", " + std::to_string(limited) + (limited == 1 ? " sample" : " samples") + " limited";
+}
 
 // Decodes as far as the stream is good.
 struct Decoded {
@@ -104,7 +114,7 @@ struct Decoded {
 Decoded decode(StreamReader& reader, const std::string& from, const EnvelopeBook& book, DecodedOutput& out)
 {
     Decoder decoder(book);
-    Progress progress(file_name(from), 1, "");
+    Progress progress(file_name(from), reader.seconds());
     Decoded decoded;
     // A last frame may hold more samples than the sound had: it waits for the end.
     std::vector<float> held;
@@ -119,7 +129,7 @@ Decoded decode(StreamReader& reader, const std::string& from, const EnvelopeBook
     try {
         while (const std::optional<Frame> frame = reader.next()) {
             hand_on(decoder.add(*frame));
-            progress.at(reader.done());
+            progress.at(static_cast<double>(reader.frames()) * kFrameLength / kRate);
         }
         samples = reader.samples();
     } catch (const Damage& damage) {
@@ -133,9 +143,10 @@ Decoded decode(StreamReader& reader, const std::string& from, const EnvelopeBook
     return decoded;
 }
 
-// A sound file coded and decoded.
-void pass_through(const std::string& from, const std::string& to, EnvelopeBook& book, int block)
+// A sound file coded and decoded. Returns how many samples were limited.
+std::int64_t pass_through(const FilePair& pair, EnvelopeBook& book, int block, FileProgress& progress)
 {
+    const auto& [from, to] = pair;
     SpeechInput input(from, kRate, block);
     make_folder_of(to);
     DecodedOutput out(to);
@@ -146,20 +157,21 @@ void pass_through(const std::string& from, const std::string& to, EnvelopeBook& 
     };
     Encoder encoder(book,
                     [&](const Frame& frame, const Measured&) { hand_on(decoder.add(unpacked(packed(frame)))); });
-    Progress progress(file_name(from), input.seconds());
+    progress.begin(from, input);
     std::int64_t written = 0;
     // Frames leave the encoder later than the samples that they code come, but for the last ones.
     encode_all(input, encoder, [&] {
         out.write(decoded);
         written += static_cast<std::int64_t>(decoded.size());
         decoded.clear();
-        progress.at(input.position());
+        progress.at(input);
     });
     hand_on(decoder.finish());
     std::int64_t left = encoder.samples() - written;
     out.write(up_to(decoded, left));
     out.commit();
     print_remarks(from, input);
+    return out.limited();
 }
 
 }  // namespace
@@ -220,15 +232,18 @@ bool run_both(const Arguments& arguments)
     EnvelopeBook book = book_of(arguments);
     const int block = block_of(arguments);
     std::size_t done = 0;
-    for (const auto& [from, to] : pairs) {
+    std::int64_t limited = 0;
+    FileProgress progress(pairs.size());
+    for (const FilePair& pair : pairs) {
         try {
-            about(from, [&] { pass_through(from, to, book, block); });
+            limited += about(pair.from, [&] { return pass_through(pair, book, block, progress); });
             ++done;
         } catch (const Failure& failure) {
             complain(failure.what());
         }
+        progress.end();
     }
-    std::printf("%zu of %zu files\n", done, pairs.size());
+    std::printf("%zu of %zu files%s\n", done, pairs.size(), limited_text(limited).c_str());
     return done == pairs.size();
 }
 

@@ -8,7 +8,6 @@
 #include "codec/picture.h"
 #include "codec/report.h"
 #include "common/output_file.h"
-#include "common/progress.h"
 #include "common/text.h"
 
 namespace zelsr::examples {
@@ -16,7 +15,8 @@ namespace {
 
 constexpr std::int64_t kEndBytes = 26;  // of a stream besides its frames
 
-Statistics statistics_of(const std::string& path, EnvelopeBook& book, int block, Picture* picture)
+Statistics statistics_of(const std::string& path, EnvelopeBook& book, int block, Picture* picture,
+                         FileProgress& progress)
 {
     Statistics statistics;
     SpeechInput input(path, kRate, block);
@@ -24,8 +24,8 @@ Statistics statistics_of(const std::string& path, EnvelopeBook& book, int block,
         statistics.add(frame, measured, book);
         if (picture != nullptr) picture->add(frame, measured, book);
     });
-    Progress progress(file_name(path), input.seconds());
-    encode_all(input, encoder, [&] { progress.at(input.position()); });
+    progress.begin(path, input);
+    encode_all(input, encoder, [&] { progress.at(input); });
     statistics.add_bytes(statistics.frames() * kFrameBytes + kEndBytes, encoder.samples());
     print_remarks(path, input);
     return statistics;
@@ -40,6 +40,7 @@ bool run_report(const Arguments& arguments)
     if (drawn && files.size() != 1) throw WrongUse("--picture is of one sound file");
     if (drawn && same_file(*drawn, files[0])) throw WrongUse(files[0] + " would be overwritten");
     EnvelopeBook book = book_of(arguments);
+    const int block = block_of(arguments);
     std::optional<OutputFile> out;
     if (drawn) out.emplace(*drawn);
     std::optional<Picture> picture;
@@ -48,11 +49,11 @@ bool run_report(const Arguments& arguments)
     std::fputs(Statistics::heading().c_str(), stdout);
     Statistics all;
     std::size_t done = 0;
+    FileProgress progress(files.size());
     for (const std::string& file : files) {
         try {
-            const Statistics statistics = about(file, [&] {
-                return statistics_of(file, book, block_of(arguments), picture ? &*picture : nullptr);
-            });
+            const Statistics statistics = about(
+                file, [&] { return statistics_of(file, book, block, picture ? &*picture : nullptr, progress); });
             std::fputs(statistics.line(file).c_str(), stdout);
             all.add(statistics);
             ++done;
@@ -60,6 +61,7 @@ bool run_report(const Arguments& arguments)
             std::fflush(stdout);
             complain(failure.what());
         }
+        progress.end();
     }
     if (done > 1) std::fputs(all.line("all of them").c_str(), stdout);
     if (out && done == 1) {
@@ -79,16 +81,19 @@ bool run_train(const Arguments& arguments)
     // Codes do not matter yet: any book serves.
     EnvelopeBook any = EnvelopeBook::own();
     std::vector<LineSpectrum> spectra;
-    for (const std::string& file : files)
+    FileProgress progress(files.size());
+    for (const std::string& file : files) {
         about(file, [&] {
             SpeechInput input(file, kRate, block_of(arguments));
             Encoder encoder(any, [&](const Frame& frame, const Measured& measured) {
                 if (measured.sound && frame.level > 0) spectra.push_back(measured.lines);
             });
-            Progress progress(file_name(file), input.seconds());
-            encode_all(input, encoder, [&] { progress.at(input.position()); });
+            progress.begin(file, input);
+            encode_all(input, encoder, [&] { progress.at(input); });
             print_remarks(file, input);
         });
+        progress.end();
+    }
     const EnvelopeBook book = EnvelopeBook::train(spectra);
     out.write(book.text());
     const bool shown = !out.direct();

@@ -15,8 +15,33 @@ constexpr double kPi = std::numbers::pi;
 constexpr float kOffsetFilter = 0.97F;
 // A period of a voice is no single peak: high frequencies come later, by up to so many samples.
 constexpr double kDispersion = 12;
+// Behind the envelope 1 / A stands A(z / 0.5) / A(z / 0.7): valleys between peaks, which prediction of this order
+// and coding fill, are deeper again.
+constexpr float kValleyZeros = 0.5F, kValleyPoles = 0.7F;
 constexpr float kNewVoiceLeap = 0.5F;  // a pitch that changes by more, as a logarithm, does not glide
 constexpr std::int64_t kKept = 2 * Pulses::kReach + Bands::kTaps;
+
+// A(z / factor)
+Predictor widened(const Predictor& predictor, float factor)
+{
+    Predictor result;
+    float power = 1;
+    for (std::size_t k = 0; k < kOrder; ++k) result[k] = predictor[k] * (power *= factor);
+    return result;
+}
+
+// A filter's sum of products with the samples before, the last one first.
+float weighted(const Predictor& predictor, const Predictor& memory)
+{
+    float sum = 0;
+    for (std::size_t k = 0; k < kOrder; ++k) sum += predictor[k] * memory[k];
+    return sum;
+}
+void remember(float sample, Predictor& memory)
+{
+    std::copy_backward(memory.begin(), memory.end() - 1, memory.end());
+    memory[0] = sample;
+}
 
 template <class Values>
 Values between(const Values& from, const Values& to, float part)
@@ -163,10 +188,15 @@ Decoder::Filter Decoder::filter_of(const LineSpectrum& lines, float lag, const s
 {
     Filter filter;
     filter.predictor = predictor_of(lines);
+    filter.valley_zeros = widened(filter.predictor, kValleyZeros);
+    filter.valley_poles = widened(filter.predictor, kValleyPoles);
     if (!(level > kSilence)) return filter;
     // The power that the excitation, of the power 1, has behind the filter: voiced bands have the envelope at
     // multiples of the pitch only, the others everywhere.
-    const Envelope envelope = envelope_of(filter.predictor);
+    Envelope envelope = envelope_of(filter.predictor);
+    const Envelope poles = envelope_of(filter.valley_poles), zeros = envelope_of(filter.valley_zeros);
+    require(zelsMul_32f(poles.data(), envelope.data(), envelope.data(), kEnvelopeBins), "zelsMul_32f");
+    require(zelsDiv_32f_I(zeros.data(), envelope.data(), kEnvelopeBins), "zelsDiv_32f_I");
     constexpr float kBinHz = kRate / 2.0F / kEnvelopeBins;
     float power = 0;
     for (std::size_t b = 0; b < kBands; ++b) {
@@ -198,11 +228,13 @@ void Decoder::synthesise(const Filter& filter)
     const float* const excitation = excitation_.at(played_);
     for (std::size_t i = 0; i < kSubframe; ++i) {
         const float part = (static_cast<float>(i) + 1) / kSubframe;
-        float sample = std::lerp(last_gain_, filter.gain, part) * excitation[i];
-        for (std::size_t k = 0; k < kOrder; ++k) sample -= filter.predictor[k] * memory_[k];
-        std::copy_backward(memory_.begin(), memory_.end() - 1, memory_.end());
-        memory_[0] = sample;
-        samples[i] = sample;
+        const float source = std::lerp(last_gain_, filter.gain, part) * excitation[i];
+        const float sample = source - weighted(filter.predictor, memory_);
+        const float deep =
+            sample + weighted(filter.valley_zeros, memory_) - weighted(filter.valley_poles, valley_memory_);
+        remember(sample, memory_);
+        remember(deep, valley_memory_);
+        samples[i] = deep;
     }
     last_gain_ = filter.gain;
     require(zelsCompensateOffset_32f_I(samples.data(), kSubframe, &last_input_, last_output_, kOffsetFilter),

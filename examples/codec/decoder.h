@@ -55,7 +55,7 @@ class Decoder {
         float level = 0;                    // dB
     };
     struct Filter {
-        Predictor predictor{};
+        Predictor predictor{}, valley_zeros{}, valley_poles{};
         float gain = 0;
     };
 
@@ -77,7 +77,7 @@ class Decoder {
     double next_pulse_ = 0;                  // when
     std::vector<Filter> waiting_;
     float last_gain_ = 0;
-    std::array<float, kOrder> memory_{};
+    Predictor memory_{}, valley_memory_{};  // of the filters
     float last_input_ = 0, last_output_ = 0;
     std::vector<float> samples_;
 };

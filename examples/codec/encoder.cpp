@@ -21,12 +21,6 @@ constexpr int kSmoothing = 8;           // samples to either side, of a band's e
 
 static_assert(kBandReach > Correlator::kReach + kSmoothing && kSignalReach > EnvelopeAnalysis::kWindow / 2);
 
-template <class Make, std::size_t... I>
-std::array<History, sizeof...(I)> histories(Make make, std::index_sequence<I...>)
-{
-    return {((void)I, make())...};
-}
-
 }  // namespace
 
 Encoder::Encoder(EnvelopeBook& book, Consumer consumer)
@@ -34,7 +28,7 @@ Encoder::Encoder(EnvelopeBook& book, Consumer consumer)
       consumer_(std::move(consumer)),
       signal_(kSignalReach),
       low_(kBandReach),
-      band_(histories([] { return History(kBandReach); }, std::make_index_sequence<kBands>())),
+      band_(kBands, History(kBandReach)),
       lines_(flat_spectrum())
 {}
 

@@ -59,8 +59,9 @@ class Encoder {
 
     std::vector<float> pending_;  // the start of a frame
     float last_input_ = 0, last_output_ = 0;
-    History signal_, low_;
-    std::array<History, kBands> band_;
+    History signal_;
+    History low_;  // below 1 kHz
+    std::vector<History> band_;
     std::int64_t taken_ = 0, measured_ = 0;
     std::int64_t frames_ = std::numeric_limits<std::int64_t>::max();  // in all, when the end is known
     LineSpectrum lines_;

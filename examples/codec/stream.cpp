@@ -150,6 +150,4 @@ void StreamReader::read_end(const FrameBytes& bytes)
     samples_ = samples;
 }
 
-double StreamReader::done() const { return size_ > 0 ? static_cast<double>(frames_ * kFrameBytes) / size_ : 0; }
-
 }  // namespace zelsr::examples

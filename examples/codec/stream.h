@@ -48,9 +48,9 @@ class StreamReader {
     // Nothing at the end; then samples() is known. Throws Damage if the stream is cut, or not as it was written.
     std::optional<Frame> next();
 
-    std::int64_t frames() const { return frames_; }    // read so far
-    std::int64_t samples() const { return samples_; }  // of the whole stream
-    double done() const;                               // the part of the file that was read, 0 if unknown
+    std::int64_t frames() const { return frames_; }                                // read so far
+    std::int64_t samples() const { return samples_; }                              // of the whole stream
+    double seconds() const { return size_ / kFrameBytes * kFrameLength / kRate; }  // about; 0 if unknown
 
   private:
     struct Close {
