@@ -70,8 +70,16 @@ template <class T>
 void NoiseReduction<T>::finish(std::vector<T>& cleaned)
 {
     const std::int64_t length = in_;
-    const std::array<T, kHop> silence{};
-    while (out_ < length) add(silence, cleaned);
+    const std::vector<T> last = first_->waiting;
+    std::array<T, kHop> more;
+    for (std::size_t at = 0; out_ < length;) {
+        // Back and forth.
+        for (T& sample : more) {
+            const std::size_t place = at++ % (2 * last.size());
+            sample = place < last.size() ? last[last.size() - 1 - place] : last[place - last.size()];
+        }
+        add(more, cleaned);
+    }
     cleaned.resize(cleaned.size() - static_cast<std::size_t>(out_ - length));
     restart();
 }

@@ -31,7 +31,7 @@ class NoiseReduction {
 
     // The samples that these complete go behind `cleaned`; parts of any size give the same bits.
     void add(std::span<const T> samples, std::vector<T>& cleaned);
-    // All others: silence is taken to follow. The next add() begins another signal.
+    // All others: what follows is taken to be the last samples, backwards. The next add() begins another signal.
     void finish(std::vector<T>& cleaned);
 
   private:
