@@ -1,4 +1,4 @@
-"""train_gmm on made-up features and real sound: usage: train_gmm_test.py PROGRAM SPEECH_FOLDER [MPIEXEC]"""
+"""train_gmm on made-up features and real sound: usage: train_gmm_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
 import math
 import os
 import random
@@ -9,113 +9,17 @@ import sys
 import unittest
 
 sys.dont_write_bytecode = True
-from program_test_case import ProgramTestCase, npy, run_program
+from program_test_case import npy
+from train_gmm_test_case import PROGRAM, ROUNDING, TrainTestCase, made_up, run
 
-PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
-MPIEXEC = sys.argv.pop(1) if len(sys.argv) > 1 and not sys.argv[1].startswith(("-", "Train")) else ""
+SPEECH = os.path.abspath(sys.argv.pop(1))
 FEATURES = os.path.join(os.path.dirname(PROGRAM), "features")
 SENTENCES = [os.path.join(SPEECH, name) for name in sorted(os.listdir(SPEECH)) if name.endswith(".flac")]
 PASS = re.compile(r"^ +(\d+) +(\d+) +(\d+) +(-?[\d.]+)$", re.MULTILINE)
 SCORED = re.compile(r"^ +(\d+) +(-?[\d.]+|-)  (.*)$", re.MULTILINE)
 
-# Sums of the same terms in another order differ by some 1e-16 of the sum of their magnitudes; shares that soft edges
-# carry on from pass to pass make some tens of it, and where deviations cancel in a mean, again some tens. Measured:
-# 1e-14.
-ROUNDING = 1e-12
 
-
-def run(*arguments, program=(PROGRAM,), **options):
-    return run_program([*program, *arguments], **options)
-
-
-def single(x):
-    return struct.unpack("f", struct.pack("f", x))[0]
-
-
-def made_up(rows, width=3, centres=4, seed=1, apart=2):
-    """Points around a few centres of different spread, which overlap unless far apart, in single precision."""
-    noise = random.Random(seed)
-    places = [[noise.gauss(20, apart) for _ in range(width)] for _ in range(centres)]
-    return [[single(noise.gauss(x, 1 + place % 3)) for x in places[place]]
-            for place in (noise.randrange(centres) for _ in range(rows))]
-
-
-# A model's text, and what re-estimation does, by the definitions.
-
-class Model:
-    def __init__(self, text):
-        lines = [line.split(" ") for line in text.splitlines()]
-        numbers = lambda word: [[float(x) for x in line[1:]] for line in lines if line[0] == word]
-        assert lines[0] == ["zelsr-mixture", "1"] and lines[-1] == ["end"] and text.endswith("\n")
-        self.floor, = numbers("floor")
-        self.weights = [weight for weight, in numbers("weight")]
-        self.means, self.variances = numbers("mean"), numbers("variance")
-        assert len(self.weights) == len(self.means) == len(self.variances) == numbers("components")[0][0]
-
-    def scores(self, row):
-        return [math.log(weight) - 0.5 * sum(math.log(2 * math.pi * v) + (x - m) ** 2 / v
-                                             for x, m, v in zip(row, mean, variance))
-                for weight, mean, variance in zip(self.weights, self.means, self.variances)]
-
-    def log_likelihood(self, row):
-        scores = self.scores(row)
-        return max(scores) + math.log(math.fsum(math.exp(s - max(scores)) for s in scores))
-
-    def reestimate(self, rows):
-        shares = [[math.exp(s - self.log_likelihood(row)) for s in self.scores(row)] for row in rows]
-        for j, share in enumerate(zip(*shares)):
-            total = math.fsum(share)
-            mean = [math.fsum(g * x for g, x in zip(share, column)) / total for column in zip(*rows)]
-            variance = [math.fsum(g * (x - m) ** 2 for g, x in zip(share, column)) / total
-                        for column, m in zip(zip(*rows), mean)]
-            self.weights[j], self.means[j] = total / len(rows), mean
-            self.variances[j] = [max(v, floor) for v, floor in zip(variance, self.floor)]
-
-
-class TrainTest(ProgramTestCase):
-    def text(self, name):
-        with open(self.path(name)) as file:
-            return file.read()
-
-    def model(self, name):
-        return Model(self.text(name))
-
-    def features(self, count=5, rows=80, width=3):
-        """Files of different lengths, and all their rows."""
-        everything = made_up(count * rows, width)
-        ends = [0] + [rows * i + 7 * i % 40 for i in range(1, count)] + [len(everything)]
-        parts = [everything[a:b] for a, b in zip(ends, ends[1:])]
-        return [self.write(f"part{i}.npy", npy(part)) for i, part in enumerate(parts)], everything
-
-    def done(self, *arguments, **options):
-        result = run(*arguments, **options)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
-
-    def refused(self, *arguments, code=1):
-        """One line on stderr, nothing written: returns that line."""
-        before = {name: self.text_of(name) for name in os.listdir(self.folder)}
-        result = run(*arguments)
-        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
-        self.assertEqual({name: self.text_of(name) for name in os.listdir(self.folder)}, before)
-        if code == 1:
-            self.assertEqual((result.stdout, result.stderr.count("\n")), ("", 1), result.stderr)
-        self.assertTrue(result.stderr.startswith("train_gmm: "))
-        return result.stderr.split("\n")[0]
-
-    def text_of(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
-    def check_close(self, found, wanted, tolerance, what=""):
-        """Of models: relative to the spread of the data, which is what means have rounding errors of."""
-        self.assertEqual(len(found.weights), len(wanted.weights))
-        for j in range(len(wanted.weights)):
-            self.assertLess(abs(found.weights[j] - wanted.weights[j]), tolerance, (what, "weight", j))
-            for m, n, v, w in zip(found.means[j], wanted.means[j], found.variances[j], wanted.variances[j]):
-                self.assertLess(abs(m - n), tolerance * (abs(n) + math.sqrt(w)), (what, "mean", j))
-                self.assertLess(abs(v - w), tolerance * w, (what, "variance", j))
-
+class TrainTest(TrainTestCase):
     def passes(self, output):
         """[(components, pass, log likelihood)], which never falls."""
         found = [(int(a), int(b), float(d)) for a, b, _, d in PASS.findall(output)]
@@ -244,28 +148,6 @@ class TrainTest(ProgramTestCase):
             frames.append(int(found["frames"]))
         self.assertEqual(sum(frames), len(rows))
         self.assertLess(max(frames), 2 * min(frames))
-
-    @unittest.skipUnless(MPIEXEC, "no MPI")
-    def test_ranks_make_the_model_of_one_process(self):
-        files, _ = self.features(count=5)
-        variables = dict(os.environ, OMPI_ALLOW_RUN_AS_ROOT="1", OMPI_ALLOW_RUN_AS_ROOT_CONFIRM="1",
-                         OMPI_MCA_rmaps_base_oversubscribe="1")
-        over_ranks = lambda *arguments: run(*arguments, program=(MPIEXEC, "-n", "2", PROGRAM), env=variables)
-        options = ["--components=4", "--passes=3", "--gain=0"]
-        alone = self.done("train", *files, "-o", self.path("alone"), *options)
-        result = over_ranks("train", *files, "-o", self.path("two"), *options)
-        self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertEqual(result.stdout, alone.replace(self.path("alone"), self.path("two")))
-        self.check_close(self.model("two"), self.model("alone"), ROUNDING)
-        result = over_ranks("score", self.path("two"), *files)
-        self.assertEqual(result.stdout, self.done("score", self.path("two"), *files))
-
-        # A rank that fails ends all of them, with one complaint, and the output stays.
-        before = self.text("two")
-        result = over_ranks("train", *files, self.write("bad.npy", b"x"), "-o", self.path("two"), *options)
-        self.assertEqual(result.stderr.count("train_gmm: "), 1, result.stderr)
-        self.assertIn("bad.npy: is cut short", result.stderr)
-        self.assertEqual((self.text("two"), result.stdout), (before, ""))
 
     # Likelihood
 

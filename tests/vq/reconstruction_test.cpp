@@ -1,8 +1,8 @@
 // Rows of vectors from indices of codewords in codebooks.
 #include <gtest/gtest.h>
 
-#include "support/faults.h"
 #include "support/odd_stack.h"
+#include "vq/index_rows.h"
 #include "vq/search_members.h"
 #include "zelsr/vq/reconstruction.h"
 
@@ -253,24 +253,11 @@ TYPED_TEST(FormVectorVQ, UndoesASplitSearch)
                                                back.begin() + static_cast<std::ptrdiff_t>(7 * r + 7))));
 }
 
-template <class Family>
-struct RebuildArguments {
-    const void* src;
-    int32_t src_step;
-    typename Family::Element* dst;
-    int32_t dst_step;
-    int32_t height;
-    std::vector<const typename Family::State*> states;
-    bool no_states;
-    int32_t count;
-    const typename Family::State* const* list() const { return no_states ? nullptr : states.data(); }
-};
-
 TYPED_TEST(FormVectorVQ, ChecksInItsOrder)
 {
     using T = typename TypeParam::Element;
     using Calls = Rebuild<TypeParam>;
-    using A = RebuildArguments<TypeParam>;
+    using A = IndexRows<typename TypeParam::State>;
     Books<TypeParam> books, wide;
     books.add(2, 5);   // 3 bits
     books.add(3, 17);  // 5 bits
@@ -280,48 +267,19 @@ TYPED_TEST(FormVectorVQ, ChecksInItsOrder)
     Guarded<T> dst(10);
     const A good{src.data(), 8, dst.data(), 5, 2, books.states(), false, 2};
     const auto from_16s = [](const A& a) {
-        return Calls::k16s(static_cast<const int16_t*>(a.src), a.src_step, a.dst, a.dst_step, a.height, a.list(),
-                           a.count);
+        return Calls::k16s(static_cast<const int16_t*>(a.src), a.src_step, static_cast<T*>(a.dst), a.dst_step,
+                           a.height, a.list(), a.count);
     };
     const auto from_8u = [](const A& a) {
-        return Calls::k8u(static_cast<const uint8_t*>(a.src), a.src_step, a.dst, a.dst_step, a.height, a.list(),
-                          a.count);
+        return Calls::k8u(static_cast<const uint8_t*>(a.src), a.src_step, static_cast<T*>(a.dst), a.dst_step,
+                          a.height, a.list(), a.count);
     };
     const auto from_1u = [](const A& a) {
-        return Calls::k1u(static_cast<const uint8_t*>(a.src), a.src_step, a.dst, a.dst_step, a.height, a.list(),
-                          a.count);
+        return Calls::k1u(static_cast<const uint8_t*>(a.src), a.src_step, static_cast<T*>(a.dst), a.dst_step,
+                          a.height, a.list(), a.count);
     };
-    for (int32_t bad : {0, -1, INT32_MIN}) {
-        const std::vector<Fault<A>> common = {{"indices", SrErrNullPtr, [](A& a) { a.src = nullptr; }},
-                                              {"destination", SrErrNullPtr, [](A& a) { a.dst = nullptr; }},
-                                              {"states", SrErrNullPtr, [](A& a) { a.no_states = true; }},
-                                              {"index step", SrErrSize, [&](A& a) { a.src_step = bad; }},
-                                              {"destination step", SrErrSize, [&](A& a) { a.dst_step = bad; }},
-                                              {"height", SrErrSize, [&](A& a) { a.height = bad; }},
-                                              {"count", SrErrSize, [&](A& a) { a.count = bad; }}};
-        const Fault<A> narrow{"index step below the count", SrErrSize, [](A& a) { a.src_step = 1; }};
-        const Fault<A> null_state{"second state", SrErrNullPtr, [](A& a) { a.states[1] = nullptr; }};
-        const Fault<A> short_row{"destination below the widths", SrErrSize, [](A& a) { a.dst_step = 4; }};
-        auto faults = common;
-        faults.insert(faults.end(), {narrow, null_state, short_row});
-        expect_check_order<A>(good, faults, from_16s, {&dst});
-        expect_check_order<A>(good, faults, from_8u, {&dst});
-        faults = common;
-        faults.insert(
-            faults.end(),
-            {narrow, {"first of 257", SrErrSize, [=](A& a) { a.states[0] = large; }}, null_state, short_row});
-        expect_check_order<A>(good, faults, from_8u, {&dst});
-        faults = common;
-        faults.insert(faults.end(), {narrow,
-                                     {"first state", SrErrNullPtr, [](A& a) { a.states[0] = nullptr; }},
-                                     {"second of 257", SrErrSize, [=](A& a) { a.states[1] = large; }},
-                                     short_row});
-        expect_check_order<A>(good, faults, from_8u, {&dst});
-        faults = common;
-        faults.insert(faults.end(),
-                      {null_state, short_row, {"bits above the step", SrErrSize, [](A& a) { a.src_step = 7; }}});
-        expect_check_order<A>(good, faults, from_1u, {&dst});
-    }
+    expect_index_row_checks<typename TypeParam::State>(good, &A::src_step, &A::dst_step, large, from_16s, from_8u,
+                                                       from_1u, dst);
     // Fewer bits than codebooks are enough where codebooks hold one codeword.
     Books<TypeParam> single;
     for (int i = 0; i < 3; ++i) single.add(2, 1);

@@ -1,8 +1,8 @@
 // Rows quantised in parts, to 16-bit indices, bytes and packed bits.
 #include <numeric>
 
-#include "support/faults.h"
 #include "support/odd_stack.h"
+#include "vq/index_rows.h"
 #include "vq/search_members.h"
 
 namespace zelsr::test {
@@ -246,23 +246,10 @@ TYPED_TEST(Split, WithoutAnIndexTheLowBitsAreAllOnes)
     }
 }
 
-template <class Family>
-struct Arguments {
-    const typename Family::Element* src;
-    int32_t src_step;
-    void* dst;
-    int32_t dst_step;
-    int32_t height;
-    std::vector<const typename Family::State*> states;
-    bool no_states;
-    int32_t count;
-    const typename Family::State* const* list() const { return no_states ? nullptr : states.data(); }
-};
-
 TYPED_TEST(Split, ChecksInItsOrder)
 {
     using T = typename TypeParam::Element;
-    using A = Arguments<TypeParam>;
+    using A = IndexRows<typename TypeParam::State>;
     Parts<TypeParam> parts, wide;
     parts.add(Path::Plain, Values::Spread, 2, 5);   // 3 bits
     parts.add(Path::Plain, Values::Spread, 3, 17);  // 5 bits
@@ -273,50 +260,19 @@ TYPED_TEST(Split, ChecksInItsOrder)
     const A good{src.data(), 5, dst.data(), 8, 2, parts.states(), false, 2};
     using Index16s = int16_t;
     const auto to_16s = [](const A& a) {
-        return TypeParam::k16s(a.src, a.src_step, static_cast<Index16s*>(a.dst), a.dst_step, a.height, a.list(),
-                               a.count);
+        return TypeParam::k16s(static_cast<const T*>(a.src), a.src_step, static_cast<Index16s*>(a.dst), a.dst_step,
+                               a.height, a.list(), a.count);
     };
     const auto to_8u = [](const A& a) {
-        return TypeParam::k8u(a.src, a.src_step, static_cast<uint8_t*>(a.dst), a.dst_step, a.height, a.list(),
-                              a.count);
+        return TypeParam::k8u(static_cast<const T*>(a.src), a.src_step, static_cast<uint8_t*>(a.dst), a.dst_step,
+                              a.height, a.list(), a.count);
     };
     const auto to_1u = [](const A& a) {
-        return TypeParam::k1u(a.src, a.src_step, static_cast<uint8_t*>(a.dst), a.dst_step, a.height, a.list(),
-                              a.count);
+        return TypeParam::k1u(static_cast<const T*>(a.src), a.src_step, static_cast<uint8_t*>(a.dst), a.dst_step,
+                              a.height, a.list(), a.count);
     };
-    for (int32_t bad : {0, -1, INT32_MIN}) {
-        const std::vector<Fault<A>> common = {{"source", SrErrNullPtr, [](A& a) { a.src = nullptr; }},
-                                              {"destination", SrErrNullPtr, [](A& a) { a.dst = nullptr; }},
-                                              {"states", SrErrNullPtr, [](A& a) { a.no_states = true; }},
-                                              {"source step", SrErrSize, [&](A& a) { a.src_step = bad; }},
-                                              {"destination step", SrErrSize, [&](A& a) { a.dst_step = bad; }},
-                                              {"height", SrErrSize, [&](A& a) { a.height = bad; }},
-                                              {"count", SrErrSize, [&](A& a) { a.count = bad; }}};
-        const Fault<A> narrow{"destination below the count", SrErrSize, [](A& a) { a.dst_step = 1; }};
-        const Fault<A> null_state{"second state", SrErrNullPtr, [](A& a) { a.states[1] = nullptr; }};
-        const Fault<A> short_source{"source below the widths", SrErrSize, [](A& a) { a.src_step = 4; }};
-        auto faults = common;
-        faults.insert(faults.end(), {narrow, null_state, short_source});
-        expect_check_order<A>(good, faults, to_16s, {&dst});
-        expect_check_order<A>(good, faults, to_8u, {&dst});
-        // The first codebook's limit comes before the second's null, and the other way round.
-        faults = common;
-        faults.insert(
-            faults.end(),
-            {narrow, {"first of 257", SrErrSize, [=](A& a) { a.states[0] = large; }}, null_state, short_source});
-        expect_check_order<A>(good, faults, to_8u, {&dst});
-        faults = common;
-        faults.insert(faults.end(), {narrow,
-                                     {"first state", SrErrNullPtr, [](A& a) { a.states[0] = nullptr; }},
-                                     {"second of 257", SrErrSize, [=](A& a) { a.states[1] = large; }},
-                                     short_source});
-        expect_check_order<A>(good, faults, to_8u, {&dst});
-        faults = common;
-        faults.insert(
-            faults.end(),
-            {null_state, short_source, {"bits above the step", SrErrSize, [](A& a) { a.dst_step = 7; }}});
-        expect_check_order<A>(good, faults, to_1u, {&dst});
-    }
+    expect_index_row_checks<typename TypeParam::State>(good, &A::dst_step, &A::src_step, large, to_16s, to_8u,
+                                                       to_1u, dst);
     // Fewer bits than codebooks are enough where codebooks hold one codeword.
     Parts<TypeParam> single;
     for (int i = 0; i < 3; ++i) single.add(Path::Plain, Values::Spread, 2, 1);
