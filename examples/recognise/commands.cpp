@@ -227,7 +227,7 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
-    std::vector<NamedRecogniser> in_noise = {{scorer_names()[0], &recognisers[0]}};
+    std::vector<NamedRecogniser> in_noise = {{"trained without", &recognisers[0]}};
     std::optional<Recogniser> noisy;
     if (!plan.variety.noise) {
         TrainingPlan with_noise = plan;
