@@ -172,7 +172,7 @@ void run_recognise(const std::vector<std::string>& words)
     if (TemplateModel::begins(text)) return recognise_by_templates(arguments, text);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
-    options.hypotheses = arguments.whole("--nbest", 1, 1, 1000);
+    options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
     Model model = parse_named(arguments, text);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
@@ -227,7 +227,7 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
-    std::vector<NamedRecogniser> in_noise = {{scorer_names()[0], &recognisers[0]}};
+    std::vector<NamedRecogniser> in_noise = {{"trained without", &recognisers[0]}};
     std::optional<Recogniser> noisy;
     if (!plan.variety.noise) {
         TrainingPlan with_noise = plan;

@@ -55,7 +55,7 @@ constexpr std::string_view kHelp =
     "  --word-penalty X   added for each connected word (default: the model's)\n"
     "  --scorer NAME      float, 16bit, 16bit-low or selection (default float); of templates float,\n"
     "                     16bit or 8bit\n"
-    "  --nbest N          the N best answers (default 1)\n"
+    "  --nbest N          the N best answers, up to 50 (default 1)\n"
     "  --noise KIND       white, pink, babble or tone, added to what is tested\n"
     "  --snr DB           speech above noise (default 10)\n"
     "  --unknown DIR      words outside of the vocabulary, a folder each\n"
