@@ -37,7 +37,9 @@ TrainingPlan plan_of(const Arguments& arguments)
                       arguments.number("--refuse", 0.05, 0, 1),
                       arguments.whole("--folds", 4, 0, 100),
                       {}};
-    plan.options.components = arguments.whole("--components", plan.options.components, 1, 256);
+    // Clean and noisy speech of one state lie apart.
+    const int components = plan.options.components * (plan.variety.noise ? 2 : 1);
+    plan.options.components = arguments.whole("--components", components, 1, 256);
     plan.options.normalisation = static_cast<Normalisation>(
         arguments.choice("--normalise", static_cast<int>(plan.options.normalisation), normalisation_names()));
     plan.options.threads = threads_of(arguments);
@@ -170,7 +172,7 @@ void run_recognise(const std::vector<std::string>& words)
     if (TemplateModel::begins(text)) return recognise_by_templates(arguments, text);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
-    options.hypotheses = arguments.whole("--nbest", 1, 1, 1000);
+    options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
     Model model = parse_named(arguments, text);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
@@ -225,11 +227,19 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
+    std::vector<NamedRecogniser> in_noise = {{"trained without", &recognisers[0]}};
+    std::optional<Recogniser> noisy;
+    if (!plan.variety.noise) {
+        TrainingPlan with_noise = plan;
+        with_noise.variety.noise = true;
+        with_noise.folds = 0;
+        with_noise.options.components *= 2;
+        in_noise.push_back({"trained with noise", &noisy.emplace(train_on(training, with_noise).model)});
+    }
     add_template_row(content, trained.model.kind, training, test, threads);
     {
         Progress progress("noise", kAll, "%");
-        add_noises(content, {recognisers.data(), 1}, test,
-                   std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},
+        add_noises(content, in_noise, test, std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},
                    std::vector{NoiseSeries::kClean, 20.0, 10.0, 5.0}, threads,
                    [&](double part) { progress.at(kAll * part); });
     }

@@ -65,20 +65,21 @@ void add_words(PageContent& content, std::span<const Recogniser> recognisers,
     }
 }
 
-void add_noises(PageContent& content, std::span<const Recogniser> recognisers,
+void add_noises(PageContent& content, std::span<const NamedRecogniser> recognisers,
                 std::span<const Recording> recordings, std::span<const NoiseKind> kinds,
                 std::span<const double> snr_db, int threads, const std::function<void(double)>& progress)
 {
     double done = 0;
     for (const NoiseKind kind : kinds) {
         NoiseSeries series{noise_name(kind), {snr_db.begin(), snr_db.end()}, {}};
-        for (std::size_t i = 0; i < recognisers.size(); ++i) series.lines.push_back({scorer_names()[i], {}});
+        for (const NamedRecogniser& one : recognisers) series.lines.push_back({one.name, {}});
         for (const double snr : snr_db) {
             std::vector<Recording> noisy(recordings.begin(), recordings.end());
             if (snr != NoiseSeries::kClean) add_noise(noisy, {kind, snr}, threads);
-            const std::vector<Example> examples = examples_for(recognisers[0], noisy, threads);
+            const std::vector<Example> examples = examples_for(*recognisers[0].recogniser, noisy, threads);
             for (std::size_t i = 0; i < recognisers.size(); ++i)
-                series.lines[i].words.push_back(tally_of(recognise_all(recognisers[i], examples, {}, threads)));
+                series.lines[i].words.push_back(
+                    tally_of(recognise_all(*recognisers[i].recogniser, examples, {}, threads)));
             progress(++done / static_cast<double>(kinds.size() * snr_db.size()));
         }
         content.noises.push_back(series);

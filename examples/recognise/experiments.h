@@ -19,8 +19,14 @@ std::vector<Recogniser> all_recognisers(const Model& model);
 void add_words(PageContent& content, std::span<const Recogniser> recognisers,
                std::span<const Recording> recordings, int threads);
 
-// The first recogniser's accuracy against noise; progress is called with the part that is done.
-void add_noises(PageContent& content, std::span<const Recogniser> recognisers,
+struct NamedRecogniser {
+    std::string name;
+    const Recogniser* recogniser;
+};
+
+// Accuracy against noise; the features are those of the first recogniser's model. progress is called with the part
+// that is done.
+void add_noises(PageContent& content, std::span<const NamedRecogniser> recognisers,
                 std::span<const Recording> recordings, std::span<const NoiseKind> kinds,
                 std::span<const double> snr_db, int threads, const std::function<void(double)>& progress);
 

@@ -18,11 +18,11 @@ std::string counted(const Tally& tally)
            std::to_string(tally.tested) + ")";
 }
 
-constexpr int kNames = -12, kColumn = 12;
+constexpr int kNames = -12, kLongNames = -20, kColumn = 12;
 
 std::string scorers_text(const PageContent& content)
 {
-    std::string text = "\nSingle words      right   frames a second (scoring and search, one thread)\n";
+    std::string text = "\nSingle words      right   frames a second (scoring and search, one processor)\n";
     for (const ScorerRow& row : content.scorers)
         text += padded(row.name, kNames) + padded(percent(row.words.right, row.words.tested), kColumn) +
                 padded(fixed(row.frames_a_second, 0), kColumn) + "\n";
@@ -51,12 +51,12 @@ std::string noises_text(const PageContent& content)
     std::string text;
     for (const NoiseSeries& series : content.noises) {
         text += "\n";
-        text += padded("With " + series.noise, kNames);
+        text += padded("With " + series.noise, kLongNames);
         for (const double snr : series.snr_db)
             text += padded(snr == NoiseSeries::kClean ? "clean" : fixed(snr, 0) + " dB", kColumn);
         text += "\n";
         for (const NoiseSeries::Line& line : series.lines) {
-            text += padded(line.name, kNames);
+            text += padded(line.name, kLongNames);
             for (const Tally& tally : line.words) text += padded(percent(tally.right, tally.tested), kColumn);
             text += "\n";
         }
@@ -105,7 +105,8 @@ std::string tables_of(const PageContent& content)
     if (!content.confusions.spoken.empty()) text += confusions_text(content.confusions);
     if (!content.voices.empty()) {
         text += "\nSpeakers\n";
-        for (const VoiceRow& row : content.voices) text += padded(row.name, -20) + counted(row.words) + "\n";
+        for (const VoiceRow& row : content.voices)
+            text += padded(row.name, kLongNames) + counted(row.words) + "\n";
     }
     return text;
 }
