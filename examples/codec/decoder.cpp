@@ -119,7 +119,6 @@ std::span<const float> Decoder::finish()
 {
     samples_.clear();
     if (begun_) play(last_, last_, last_.level);
-    samples_.resize(std::min(samples_.size(), static_cast<std::size_t>(kAhead * kSubframe)));
     return samples_;
 }
 

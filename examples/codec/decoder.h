@@ -32,8 +32,8 @@ class Pulses {
     std::array<std::array<float, kTaps>, kBands * kPhases> taps_{};
 };
 
-// Frames give kFrameLength samples each, which lie where the encoder's lay. They leave with the frame behind them
-// and the last ones with finish().
+// Frames give kFrameLength samples each, which lie where the encoder's lay. The last ones of a frame
+// leave with the one behind it, or with finish(), which gives some more.
 class Decoder {
   public:
     explicit Decoder(const EnvelopeBook& book);

@@ -180,6 +180,13 @@ class CodecTest(ProgramTestCase):
         self.done("both", path, "-o", self.path("out"))
         self.assertEqual(read_wave(self.path("out/made.wav")), (8000, expected))
 
+    def test_blocks_round_alike(self):
+        # Little on a large offset: what the offset filter rounds off would show.
+        path = self.sound([32000 + x for x in noise(4, deviation=1.2)])
+        coded = self.encoded(path)
+        for block in (1, 100, 161):
+            self.assertEqual(self.encoded(path, f"--block={block}"), coded, block)
+
     def test_live_sound_leaves_as_it_comes(self):
         raw = array.array("h", vowel(150, 2)).tobytes()
         encoder = subprocess.Popen([PROGRAM, "encode", "-", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
@@ -237,6 +244,35 @@ class CodecTest(ProgramTestCase):
             lag = 20 * (147 / 20) ** ((code - 1) / 126)
             wanted = 100 + 100 * (n + 1) * FRAME / 12000
             self.assertLess(abs(8000 / lag / wanted - 1), 0.03, n)
+
+    def test_levels_of_the_stream(self):
+        for peak in (3, 40, 1000, 30000):
+            samples = [round(peak * math.sin(2 * math.pi * 800.3 * i / 8000)) for i in range(8000)]
+            coded = self.encoded(self.sound(samples))
+            for at in range(HEAD + 60, len(coded) - END - 60, 6):
+                frame = bits_of(coded[at:at + 6])
+                self.assertLess(abs(2 + 1.4 * (frame["level"] - 1) - level(samples)), 1.3)
+                self.assertIn(frame["change"], (7, 8))
+        silence = self.encoded(self.sound([0] * 1600))
+        self.assertEqual({(frame["level"], frame["change"], frame["pitch"])
+                          for frame in (bits_of(silence[at:at + 6]) for at in range(HEAD, HEAD + 60, 6))}, {(0, 0, 0)})
+        # A start between the two measurements of a frame: the second is the higher one by all that there is.
+        coded = self.encoded(self.sound([0] * 1560 + noise(0.5)))
+        self.assertEqual(bits_of(coded[HEAD + 54:HEAD + 60])["change"], 15)
+
+    def test_envelope_of_the_stream(self):
+        with open(BOOK, encoding="ascii") as file:
+            lines = file.read().split("\n")
+        parts = [[list(map(float, row.split()[1:])) for row in lines[2 + 513 * p:514 + 513 * p]] for p in range(3)]
+        self.assertEqual([(len(part), len(part[0])) for part in parts], [(512, 3), (512, 3), (512, 4)])
+        coded = self.encoded(self.sound(vowel(110, 1)))
+        for at in range(HEAD + 60, len(coded) - END - 60, 6):
+            frame = bits_of(coded[at:at + 6])
+            spectrum = parts[0][frame["first"]] + parts[1][frame["second"]] + parts[2][frame["third"]]
+            self.assertEqual(spectrum, sorted(spectrum))
+            for peak in (500, 1500, 2500):  # between two lines that are close
+                self.assertTrue(any(a - 60 < peak < b + 60 and b - a < 250 for a, b in zip(spectrum, spectrum[1:])),
+                                (peak, spectrum))
 
     def test_noise_has_no_voice(self):
         row = self.report(self.sound(noise(2)))["made.wav"]
