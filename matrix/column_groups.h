@@ -2,8 +2,8 @@
 //
 // The row loop is the inner one, and every column keeps sums of its own, so that rows enter in their order and
 // lanes are never joined: where a matrix or a row lies changes nothing. Registers in flight hide the latency of
-// additions. column_sums.h goes along the rows instead, which suits one plain sum a column; of the two or three sums
-// here each row's load would be followed by as many loads and stores of sums.
+// additions. column_sums.h goes along the rows instead, which suits one plain sum a column; of the two or three
+// sums here each row's load would be followed by as many loads and stores of sums.
 #pragma once
 
 #include <algorithm>

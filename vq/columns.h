@@ -1,6 +1,7 @@
 // One row against many centroids: the centroids lie in groups of four, element k of the four side by side, so that
-// each lane sums one distance in the order of its elements. four_distances.h takes codewords as they lie, for several
-// rows at once; here a row comes alone and the centroids stay, so that they are laid out once for all rows.
+// each lane sums one distance in the order of its elements. four_distances.h takes codewords as they lie, for
+// several rows at once; here a row comes alone and the centroids stay, so that they are laid out once for all
+// rows.
 #pragma once
 
 #include <cstddef>
