@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -73,6 +73,9 @@ SrStatus zelsReflectionToLP_16s_Sfs(const int16_t* k, int16_t* a, int32_t len, i
  *
  *     spectrum[b] = 1 / |X[b]|,   X the FFT of 0, a[0], ..., a[len-1], 0, ..., with val subtracted from X[0] alone
  *
+ * There is no leading 1 in this: for the envelope 1 / |A| of a filter pass 1, a[0], ..., a[order-1], len is
+ * order + 1 and val 0: the magnitude is that of z^-1 A(z).
+ *
  * A further check: len at or above N ::SrErrSize; then the status of zelsFFTInitAlloc_R_32f() (::SrErrFftOrder).
  * The transform is prepared anew in every call. Magnitudes as zelsMagnitude_32fc(). The reciprocal up to fft_order
  * 2 is a division; beyond, the processor's estimate r with one Newton step, r * (2 - x r) (relative error below
