@@ -149,20 +149,25 @@ void fill_tone(std::span<float> noise, int rate, Generator& random)
 
 void fill_babble(std::span<float> noise, const Voices& voices, Generator& random)
 {
-    Voices heard;
-    for (const std::vector<float>& voice : voices) {
-        if (power(voice) == 0) continue;
-        heard.push_back(voice);
-        scale_to_power_1(heard.back());
-    }
+    struct Heard {
+        const std::vector<float>* samples;
+        float factor;  // to a power of 1
+    };
+    std::vector<Heard> heard;
+    for (const std::vector<float>& voice : voices)
+        if (const double mean = power(voice); mean > 0)
+            heard.push_back({&voice, static_cast<float>(1 / std::sqrt(mean))});
     if (heard.empty()) throw Failure("babble needs voices, and there are none that can be heard");
+    std::vector<float> part(std::min(noise.size(), std::size_t{1} << 16));
     for (std::size_t v = 0; v < std::max(kLeastVoices, heard.size()); ++v) {
-        const std::vector<float>& voice = heard[v % heard.size()];
-        std::size_t place = random.below(voice.size());
+        const auto& [samples, factor] = heard[v % heard.size()];
+        std::size_t place = random.below(samples->size());
         for (std::size_t i = 0; i < noise.size();) {
-            const std::size_t count = std::min({voice.size() - place, noise.size() - i, std::size_t{1} << 20});
-            require(zelsAdd_32f_I(&voice[place], &noise[i], static_cast<std::int32_t>(count)), "zelsAdd_32f_I");
-            place = (place + count) % voice.size();
+            const std::size_t count = std::min({samples->size() - place, noise.size() - i, part.size()});
+            const auto length = static_cast<std::int32_t>(count);
+            require(zelsMulC_32f(&(*samples)[place], factor, part.data(), length), "zelsMulC_32f");
+            require(zelsAdd_32f_I(part.data(), &noise[i], length), "zelsAdd_32f_I");
+            place = (place + count) % samples->size();
             i += count;
         }
     }

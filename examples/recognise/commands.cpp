@@ -2,17 +2,17 @@
 
 #include <cstdio>
 #include <optional>
-#include <set>
 
 #include "common/arguments.h"
 #include "common/failure.h"
-#include "common/fields.h"
 #include "common/mfcc_arguments.h"
 #include "common/output_file.h"
 #include "common/progress.h"
 #include "common/text.h"
+#include "recognise/command_parts.h"
 #include "recognise/experiments.h"
 #include "recognise/rejection.h"
+#include "recognise/template_commands.h"
 
 namespace zelsr::examples {
 namespace {
@@ -30,8 +30,6 @@ struct TrainingPlan {
 const std::vector<std::string> kTrainingOptions = {"--components", "--normalise", "--warp",
                                                    "--folds",      "--refuse",    "--threads"};
 
-int threads_of(const Arguments& arguments) { return arguments.whole("--threads", 0, 1, 256); }
-
 TrainingPlan plan_of(const Arguments& arguments)
 {
     TrainingPlan plan{mfcc_options(arguments),
@@ -48,34 +46,13 @@ TrainingPlan plan_of(const Arguments& arguments)
     return plan;
 }
 
-Model read_model(const std::string& path)
+Model parse_named(const Arguments& arguments, const std::string& text)
 {
     try {
-        return Model::parse(read_file(path));
+        return Model::parse(text);
     } catch (const Failure& failure) {
-        throw Failure(path + ": " + failure.what());
+        throw Failure(arguments.words()[0] + ": " + failure.what());
     }
-}
-
-template <class Read>
-std::vector<Recording> recordings_of(Read read, const std::string& path)
-{
-    std::vector<std::string> remarks;
-    std::vector<Recording> recordings = read(path, &remarks);
-    for (const std::string& remark : remarks) std::fprintf(stderr, "recognise: %s\n", remark.c_str());
-    return recordings;
-}
-
-// Words, speakers and recordings, for the reader of a report.
-std::string summary_of(const std::vector<Recording>& recordings)
-{
-    std::set<std::string> words, speakers;
-    for (const Recording& recording : recordings) {
-        words.insert(recording.word);
-        speakers.insert(speaker_of(recording.path));
-    }
-    return std::to_string(recordings.size()) + " recordings, " + std::to_string(words.size()) + " words, " +
-           std::to_string(speakers.size()) + " speakers";
 }
 
 struct Trained {
@@ -113,30 +90,9 @@ std::string summary_of(const Trained& trained)
     return text;
 }
 
-std::optional<NoiseAt> noise_of(const Arguments& arguments)
-{
-    const std::optional<std::string> kind = arguments.text("--noise");
-    if (!kind && arguments.text("--snr")) throw WrongUse("--snr needs --noise");
-    if (!kind) return std::nullopt;
-    return NoiseAt{noise_of_name(*kind), arguments.number("--snr", 10, -100, 200)};
-}
-
 ScorerKind scorer_of(const Arguments& arguments)
 {
     return static_cast<ScorerKind>(arguments.choice("--scorer", 0, scorer_names()));
-}
-
-void check_words(const Arguments& arguments, std::size_t least, std::size_t most, const char* what)
-{
-    const std::size_t count = arguments.words().size();
-    if (count < least) throw WrongUse(std::string(what) + " missing");
-    if (count > most) throw WrongUse("'" + arguments.words()[most] + "' is one too many");
-}
-
-void write_page(const Arguments& arguments, const PageContent& content)
-{
-    const std::optional<std::string> page = arguments.text("--page");
-    if (page) write_file(*page, page_of(content));
 }
 
 }  // namespace
@@ -145,11 +101,14 @@ void run_train(const std::vector<std::string>& words)
 {
     std::vector<std::string> names = mfcc_option_names();
     names.insert(names.end(), kTrainingOptions.begin(), kTrainingOptions.end());
+    names.insert(names.end(), kTemplateOptions.begin(), kTemplateOptions.end());
     names.push_back("-o");
     const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder of words is");
     const std::optional<std::string> out = arguments.text("-o");
     if (!out) throw WrongUse("-o says where the model goes");
+    if (arguments.text("--templates")) return train_templates(arguments);
+    refuse_options(arguments, kTemplateOptions, "needs --templates");
     const TrainingPlan plan = plan_of(arguments);
     OutputFile file(*out);  // tried out before the work begins
     const std::vector<Recording> recordings = recordings_of(read_word_folder, arguments.words()[0]);
@@ -167,12 +126,14 @@ void run_test(const std::vector<std::string>& words)
     const Arguments arguments(words, {"--noise", "--snr", "--unknown", "--page", "--threads", "--word-penalty"},
                               {"--connected"});
     check_words(arguments, 2, 2, "the model or the folder is");
+    const std::string text = model_text(arguments);
+    if (TemplateModel::begins(text)) return test_templates(arguments, text);
     const int threads = threads_of(arguments);
     const std::optional<NoiseAt> noise = noise_of(arguments);
     const bool connected = arguments.flag("--connected");
     const std::optional<std::string> unknown = arguments.text("--unknown");
     if (connected && unknown) throw WrongUse("--unknown is for words that stand alone");
-    Model model = read_model(arguments.words()[0]);
+    Model model = parse_named(arguments, text);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
     if (unknown && !model.threshold) throw Failure(arguments.words()[0] + ": has no threshold of confidence");
 
@@ -198,53 +159,41 @@ void run_test(const std::vector<std::string>& words)
     }
     add_picture(content, recognisers[0], recordings[0], connected);
     write_page(arguments, content);
-    const std::string text = tables_of(content);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    const std::string tables = tables_of(content);
+    std::fwrite(tables.data(), 1, tables.size(), stdout);
 }
 
 void run_recognise(const std::vector<std::string>& words)
 {
     const Arguments arguments(words, {"--nbest", "--scorer", "--word-penalty"}, {"--connected"});
     check_words(arguments, 1, words.size(), "the model is");
+    if (arguments.words().size() < 2) throw WrongUse("no sound files given");
+    const std::string text = model_text(arguments);
+    if (TemplateModel::begins(text)) return recognise_by_templates(arguments, text);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
-    options.hypotheses = arguments.whole("--nbest", 1, 1, 1000);
+    options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
-    if (arguments.words().size() < 2) throw WrongUse("no sound files given");
-    Model model = read_model(arguments.words()[0]);
+    Model model = parse_named(arguments, text);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
     const Recogniser recogniser(std::move(model), scorer);
 
-    std::string failures;
-    for (auto file = arguments.words().begin() + 1; file != arguments.words().end(); ++file) {
-        try {
-            const Recording recording = recordings_of(
-                [](const std::string& path, std::vector<std::string>* remarks) {
-                    return std::vector{read_recording(path, remarks)};
-                },
-                *file)[0];
-            check_rate(recording, recogniser.model().kind);
-            const Recognition heard =
-                recogniser.recognise(features_of(recording, recogniser.model().kind.mfcc), options);
-            std::printf("%s: %s", file->c_str(),
-                        heard.accepted ? recogniser.text_of(heard.paths[0]).c_str() : "not recognised");
-            if (!heard.paths.empty())
-                std::printf(
-                    "  score %s  confidence %s",
-                    fixed(heard.paths[0].score / static_cast<double>(heard.paths[0].states.size()), 3).c_str(),
-                    fixed(heard.confidence, 3).c_str());
-            std::printf("\n");
-            for (std::size_t i = 0; options.hypotheses > 1 && i < heard.paths.size(); ++i)
-                std::printf(
-                    "  %zu  %s  %s\n", i + 1,
-                    fixed(heard.paths[i].score / static_cast<double>(heard.paths[i].states.size()), 3).c_str(),
-                    recogniser.text_of(heard.paths[i]).c_str());
-        } catch (const Failure& failure) {
-            std::fprintf(stderr, "recognise: %s\n", failure.what());
-            failures += failures.empty() ? *file : ", " + *file;
-        }
-    }
-    if (!failures.empty()) throw Failure("left out: " + failures);
+    for_each_recording(arguments, [&](const std::string& file, const Recording& recording) {
+        check_rate(recording, recogniser.model().kind);
+        const Recognition heard =
+            recogniser.recognise(features_of(recording, recogniser.model().kind.mfcc), options);
+        std::printf("%s: %s", file.c_str(),
+                    heard.accepted ? recogniser.text_of(heard.paths[0]).c_str() : "not recognised");
+        if (!heard.paths.empty())
+            std::printf("  score %s  confidence %s",
+                        fixed(heard.paths[0].score / static_cast<double>(heard.paths[0].states.size()), 3).c_str(),
+                        fixed(heard.confidence, 3).c_str());
+        std::printf("\n");
+        for (std::size_t i = 0; options.hypotheses > 1 && i < heard.paths.size(); ++i)
+            std::printf("  %zu  %s  %s\n", i + 1,
+                        fixed(heard.paths[i].score / static_cast<double>(heard.paths[i].states.size()), 3).c_str(),
+                        recogniser.text_of(heard.paths[i]).c_str());
+    });
 }
 
 void run_demo(const std::vector<std::string>& words)
@@ -278,7 +227,7 @@ void run_demo(const std::vector<std::string>& words)
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
     add_words(content, recognisers, test, threads);
-    std::vector<NamedRecogniser> in_noise = {{scorer_names()[0], &recognisers[0]}};
+    std::vector<NamedRecogniser> in_noise = {{"trained without", &recognisers[0]}};
     std::optional<Recogniser> noisy;
     if (!plan.variety.noise) {
         TrainingPlan with_noise = plan;
@@ -287,6 +236,7 @@ void run_demo(const std::vector<std::string>& words)
         with_noise.options.components *= 2;
         in_noise.push_back({"trained with noise", &noisy.emplace(train_on(training, with_noise).model)});
     }
+    add_template_row(content, trained.model.kind, training, test, threads);
     {
         Progress progress("noise", kAll, "%");
         add_noises(content, in_noise, test, std::vector{NoiseKind::White, NoiseKind::Pink, NoiseKind::Babble},
@@ -297,8 +247,8 @@ void run_demo(const std::vector<std::string>& words)
     if (trained.model.threshold) add_rejection(content, recognisers[0], test, unknown, threads);
     add_picture(content, recognisers[0], connected.at(0), true);
     write_page(arguments, content);
-    const std::string text = tables_of(content);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    const std::string tables = tables_of(content);
+    std::fwrite(tables.data(), 1, tables.size(), stdout);
 }
 
 }  // namespace zelsr::examples

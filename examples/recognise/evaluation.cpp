@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <sstream>
 
 #include "common/parallel.h"
+#include "recognise/material.h"
 
 namespace zelsr::examples {
 namespace {
@@ -75,10 +77,23 @@ Tally tally_of(std::span<const Outcome> outcomes)
     return tally;
 }
 
-Confusions confusions_of(std::span<const Outcome> outcomes, const Model& model)
+std::vector<VoiceRow> voice_rows(std::span<const Outcome> outcomes, std::span<const Recording> recordings)
+{
+    std::map<std::string, Tally> voices;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        Tally& tally = voices[speaker_of(recordings[i].path)];
+        ++tally.tested;
+        tally.right += outcomes[i].right();
+    }
+    std::vector<VoiceRow> rows;
+    for (const auto& [name, tally] : voices) rows.push_back({name, tally});
+    return rows;
+}
+
+Confusions confusions_of(std::span<const Outcome> outcomes, std::vector<std::string> known)
 {
     Confusions confusions;
-    for (const Word& word : model.words) confusions.spoken.push_back(word.name);
+    confusions.spoken = std::move(known);
     for (const Outcome& outcome : outcomes)  // words that the model does not know
         if (std::find(confusions.spoken.begin(), confusions.spoken.end(), outcome.spoken) ==
             confusions.spoken.end())

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "recognise/folder.h"
 #include "recognise/page.h"
 #include "recognise/recogniser.h"
 #include "recognise/training.h"
@@ -29,8 +30,11 @@ std::vector<Outcome> recognise_all(const Recogniser& recogniser, std::span<const
 
 Tally tally_of(std::span<const Outcome> outcomes);
 
-// Rows and columns: the model's words, and one column for nothing at all.
-Confusions confusions_of(std::span<const Outcome> outcomes, const Model& model);
+// Right words by speaker; outcomes[i] is that of recordings[i].
+std::vector<VoiceRow> voice_rows(std::span<const Outcome> outcomes, std::span<const Recording> recordings);
+
+// Rows and columns: the words that are known, others that were spoken, and one column for nothing at all.
+Confusions confusions_of(std::span<const Outcome> outcomes, std::vector<std::string> known);
 
 // The fewest substitutions, deletions and insertions that lead from what was spoken to what was recognised.
 ConnectedRow connected_row(const std::string& name, std::span<const Outcome> outcomes);

@@ -1,7 +1,6 @@
 #include "recognise/experiments.h"
 
 #include <algorithm>
-#include <map>
 
 #include "common/text.h"
 
@@ -58,15 +57,11 @@ void add_words(PageContent& content, std::span<const Recogniser> recognisers,
         content.scorers.push_back({scorer_names()[i], kNotes[i], tally_of(outcomes), speeds[i]});
         if (i > 0) continue;
         content.headline = tally_of(outcomes);
-        content.confusions = confusions_of(outcomes, recognisers[0].model());
+        std::vector<std::string> words;
+        for (const Word& word : recognisers[0].model().words) words.push_back(word.name);
+        content.confusions = confusions_of(outcomes, std::move(words));
         content.confusions.about = "single words as they are, " + scorer_names()[0];
-        std::map<std::string, Tally> voices;
-        for (std::size_t k = 0; k < outcomes.size(); ++k) {
-            Tally& tally = voices[speaker_of(recordings[k].path)];
-            ++tally.tested;
-            tally.right += outcomes[k].right();
-        }
-        for (const auto& [name, tally] : voices) content.voices.push_back({name, tally});
+        content.voices = voice_rows(outcomes, recordings);
     }
 }
 

@@ -162,7 +162,7 @@ void add_noise(Html& page, const NoiseSeries& series, const std::string& name, c
         page.picture(NoiseChart(series, {id, name, content}).draw());
         if (series.lines.size() > 1)
             page.element("figcaption",
-                         "Markers of one noise stand side by side, so that equal values do not hide.");
+                         "Markers of one level stand side by side, so that equal values do not hide.");
     }
     std::vector<Html::Column> columns = {{lines, false}};
     for (double snr : series.snr_db) columns.push_back({condition(snr)});

@@ -131,7 +131,7 @@ void add_connected(Html& page, const std::vector<ConnectedRow>& rows)
                          {grouped(row.sentences.tested)}});
     page.table(
         "Words of connected speech, aligned with what was spoken; errors count relative to the words spoken",
-        {{"", false},
+        {{"test", false},
          {"words spoken"},
          {"correct"},
          {"substituted"},

@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-#include "recognise/training.h"
 #include "recognise/sequence.h"
+#include "recognise/training.h"
 
 namespace zelsr::examples {
 

@@ -15,6 +15,7 @@
 #include "recognise/codebook.h"
 #include "recognise/component_blocks.h"
 #include "recognise/decoder.h"
+#include "recognise/endpoints.h"
 
 namespace zelsr::examples {
 namespace {
@@ -112,25 +113,19 @@ void Trainer::find_variances()
 Segment Trainer::speech_in(const FeatureMatrix<float>& features) const
 {
     int column = options_.level_column;
-    const MfccOptions& mfcc = model_.kind.mfcc;
-    if (column < 0 && model_.kind.from_sound && mfcc.energy != Energy::None) column = mfcc.static_width() - 1;
+    if (column < 0) column = level_column(model_.kind);
     const std::int32_t rows = features.rows();
     Segment speech{0, 0, rows};
     if (column < 0) {
-        const double shift_ms = model_.kind.from_sound ? mfcc.shift_ms : 10;
+        const double shift_ms = model_.kind.from_sound ? model_.kind.mfcc.shift_ms : 10;
         const auto silence = std::min(static_cast<std::int32_t>(1000 * kSilenceSeconds / shift_ms), rows / 4);
         speech.first += silence;
         speech.end -= silence;
         return speech;
     }
-    std::vector<float> levels;
-    for (std::int32_t t = 0; t < rows; ++t) levels.push_back(features.row(t)[column]);
-    float quiet = 0, loud = 0;
-    require(zelsNthMaxElement_32f(levels.data(), rows, rows - 1 - rows / 10, &quiet), "zelsNthMaxElement_32f");
-    require(zelsNthMaxElement_32f(levels.data(), rows, 0, &loud), "zelsNthMaxElement_32f");
-    const float least = quiet + kSpeechLevel * (loud - quiet);
-    while (speech.first + 1 < rows && levels[static_cast<std::size_t>(speech.first)] < least) ++speech.first;
-    while (speech.end > speech.first + 1 && levels[static_cast<std::size_t>(speech.end - 1)] < least) --speech.end;
+    const RowRange range = speech_range(features, column, kSpeechLevel);
+    speech.first = range.first;
+    speech.end = range.end;
     return speech;
 }
 

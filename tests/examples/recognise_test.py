@@ -12,7 +12,8 @@ from program_test_case import ProgramTestCase, run_program
 
 PROGRAM, WORDS = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 SCORERS = ("float", "16bit", "16bit-low", "selection")
-ANSWER = re.compile(r"^(?P<file>.*): (?P<word>[a-z ]+)  score (?P<score>-?[\d.]+)  confidence (?P<confidence>-?[\d.]+)$")
+ANSWER = re.compile(r"^(?P<file>.*): (?P<word>[a-z ]+)  score (?P<score>-?[\d.]+)  "
+                    r"confidence (?P<confidence>-?[\d.]+)$")
 
 
 def run(*arguments, **options):
@@ -109,7 +110,8 @@ class TestWords(Trained):
         self.assertLess(counts[0][4], counts[1][4])
 
     def test_noise_costs_accuracy_and_is_the_same_each_time(self):
-        results = [run("test", self.model, folder("test"), "--noise", "white", "--snr", snr) for snr in ("40", "10", "10")]
+        results = [run("test", self.model, folder("test"), "--noise", "white", "--snr", snr)
+                   for snr in ("40", "10", "10")]
         right = [rights(result.stdout)["float"] for result in results]
         self.assertGreater(right[0], right[1] + 10)
         self.assertEqual(part_after(results[1].stdout, "Spoken (rows)"), part_after(results[2].stdout, "Spoken (rows)"))
@@ -139,7 +141,8 @@ class TestWords(Trained):
 
     def test_connected_answers_hold_several_words(self):
         file = sorted(name for name in os.listdir(folder("connected")) if name.endswith(".flac"))[0]
-        answer = ANSWER.match(run(self.model, os.path.join(folder("connected"), file), "--connected").stdout.splitlines()[0])
+        result = run(self.model, os.path.join(folder("connected"), file), "--connected")
+        answer = ANSWER.match(result.stdout.splitlines()[0])
         self.assertGreaterEqual(len(answer["word"].split()), 3)
 
     def test_a_threshold_refuses_noise(self):
@@ -256,7 +259,8 @@ class TestTraining(ProgramTestCase):
                           ("train", self.words, "-o", "x", "--normalise", "median"), ("test",), ("test", "model"),
                           ("test", "model", self.words, "--snr", "10"),
                           ("test", "model", self.words, "--noise", "brown"), ("demo",), (self.path("model"),),
-                          (self.path("model"), good, "--nbest", "0"), (self.path("model"), good, "--scorer", "best"),
+                          (self.path("model"), good, "--nbest", "0"),
+                          (self.path("model"), good, "--nbest", "51"), (self.path("model"), good, "--scorer", "best"),
                           ("--unknown-option", "model")):
             result = run(*arguments, cwd=self.folder)
             self.assertEqual(result.returncode, 2, arguments)
