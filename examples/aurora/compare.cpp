@@ -106,7 +106,7 @@ Trial::Trial(const Comparison& comparison)
     if (test_.at(0).rate != rate_)
         throw Failure(comparison.folder + ": training at " + std::to_string(rate_) + " Hz, test at " +
                       std::to_string(test_[0].rate) + " Hz");
-    FrontEnd<float>{rate_};  // refuses other rates
+    FrontEnd<float>{rate_};          // refuses other rates
     voices_ = voices_of(training_);  // those who babble have trained the models
 }
 

@@ -89,12 +89,6 @@ FloatHighBand::FloatHighBand() : transform_(kOrder)
     for (int n = 0; n < kFrame; ++n) window_[static_cast<std::size_t>(n)] = static_cast<float>(hann(n, kFrame));
 }
 
-void FloatHighBand::restart()
-{
-    learned_ = 0;
-    noise_.fill(0);
-}
-
 void FloatHighBand::smoothed_power(const float* frame, float* power)
 {
     require(zelsMul_32f(frame, window_.data(), windowed_.data(), kFrame), "zelsMul_32f");

@@ -3,9 +3,7 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <span>
-#include <type_traits>
 #include <vector>
 
 #include "aurora/analysis.h"
@@ -44,7 +42,6 @@ class FloatHighBand {
     // it. Logarithms of the power, as those of the mel bands below.
     std::array<float, kHighBands> logarithms(const float* noisy, const float* cleaned, const float* high,
                                              bool speech);
-    void restart();
 
   private:
     void smoothed_power(const float* frame, float* power);
@@ -67,7 +64,6 @@ class FixedHighBand {
     // With kLogBits.
     std::array<std::int32_t, kHighBands> logarithms(const std::int16_t* noisy, const std::int16_t* cleaned,
                                                     const std::int16_t* high, bool speech);
-    void restart();
 
   private:
     void to_spectrum(const std::int16_t* frame, int up);

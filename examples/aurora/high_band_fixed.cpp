@@ -26,12 +26,6 @@ FixedHighBand::FixedHighBand() : transform_(kOrder)
     for (int n = 0; n < kFrame; ++n) window_[static_cast<std::size_t>(n)] = to_q15(hann(n, kFrame));
 }
 
-void FixedHighBand::restart()
-{
-    learned_ = 0;
-    noise_.fill(0);
-}
-
 // Times 2^(up - kSpectrumDown); the value at half the rate stands in the second place as well.
 void FixedHighBand::to_spectrum(const std::int16_t* frame, int up)
 {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <vector>
 
 namespace zelsr::examples {
@@ -10,7 +9,6 @@ namespace {
 
 // A noise's amplitude is at least this, so that digital silence has a filter, too.
 constexpr float kLeastNoise = 4.54e-5f;  // e^-10
-constexpr int kSlowAfter = 100, kTracksAfter = 10;
 
 template <std::size_t n>
 void root(const std::array<float, n>& power, std::array<float, n>& amplitude)
@@ -120,14 +118,14 @@ void FloatWiener::learn_noise(bool speech)
     if (stage_ == WienerStage::First) {
         if (speech) return;
         // A mean of all frames at first, then of about the last hundred.
-        const auto gain = static_cast<float>(1.0 / std::min(frames_, kSlowAfter));
+        const auto gain = static_cast<float>(1.0 / std::min(frames_, kLearnedFrames));
         require(zelsMulC_32f(mean_amplitude_.data(), gain, scratch_.data(), kBins), "zelsMulC_32f");
         require(zelsMulC_32f_I(1 - gain, noise_.data(), kBins), "zelsMulC_32f_I");
         require(zelsAdd_32f_I(scratch_.data(), noise_.data(), kBins), "zelsAdd_32f_I");
         require(zelsMaxEvery_32f_I(least_.data(), noise_.data(), kBins), "zelsMaxEvery_32f_I");
         return;
     }
-    if (frames_ <= kTracksAfter) {
+    if (frames_ <= kFirstFrames) {
         const auto gain = static_cast<float>(1.0 / frames_);
         require(zelsMulC_32f(mean_power_.data(), gain, scratch_.data(), kBins), "zelsMulC_32f");
         require(zelsMulC_32f_I(1 - gain, noise_power_.data(), kBins), "zelsMulC_32f_I");

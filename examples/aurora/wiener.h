@@ -18,6 +18,8 @@ namespace zelsr::examples {
 // First: the noise's spectrum is the mean of the frames without speech, by the caller's word. Second: it follows
 // all frames, faster downwards than upwards, and the gains are weakened where speech is likely.
 enum class WienerStage { First, Second };
+constexpr int kLearnedFrames = 100;  // that the first one's mean is of, about
+constexpr int kFirstFrames = 10;     // whose mean the second one begins with
 
 // How much of the second stage's gains takes effect: 0.1 in speech, 0.8 where there is none, by the ratio of
 // speech to noise over three frames against its lowest values so far.

@@ -7,7 +7,6 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr int kSlowAfter = 100, kTracksAfter = 10;
 constexpr int kGainBits = 14, kCosineBits = 18, kTapBits = 14;
 
 // To nearest. Squares of amplitudes have 56 bits at most, of which the double loses three.
@@ -67,14 +66,14 @@ void FixedWiener::learn_noise(bool speech)
 {
     if (stage_ == WienerStage::First) {
         if (speech) return;
-        const int share = std::min(frames_, kSlowAfter);
+        const int share = std::min(frames_, kLearnedFrames);
         for (std::size_t i = 0; i < kBins; ++i) {
             noise_mean_[i] += ((std::int64_t{mean_amplitude_[i]} << kMeanBits) - noise_mean_[i]) / share;
             noise_[i] = static_cast<std::int32_t>(std::max<std::int64_t>(1, shifted(noise_mean_[i], kMeanBits)));
         }
         return;
     }
-    if (frames_ <= kTracksAfter)
+    if (frames_ <= kFirstFrames)
         for (std::size_t i = 0; i < kBins; ++i) noise_power_[i] += (mean_power_[i] - noise_power_[i]) / frames_;
     else
         track_noise();

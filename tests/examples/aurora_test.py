@@ -167,11 +167,12 @@ class AuroraTest(ProgramTestCase):
     # Marks
 
     def check_marks(self, sound, name, before, behind):
-        """Every frame of a phrase is marked; no mark lies farther than `before` and `behind` seconds from one."""
+        """Frames of phrases, and of the 30 ms before them, without a mark; marks that lie farther than `before` and
+        `behind` seconds from all phrases; all frames."""
         marks = read_marks(self.path("marks.csv"))
         phrases = phrases_of(name)
         missed = [t for t, mark in marks if mark != "speech" and
-                  any(a + 0.01 <= t <= b - 0.01 for a, b in phrases)]
+                  any(a - 0.03 <= t <= b for a, b in phrases)]
         outside = [t for t, mark in marks if mark == "speech" and
                    not any(a - before <= t <= b + behind for a, b in phrases)]
         return missed, outside, len(marks)

@@ -76,6 +76,9 @@ SrStatus zelsNoiseSpectrumUpdate_Aurora_32s_Sfs(const int32_t* a, const int32_t*
  *     f = max(e / (e + 1) * (P / N), 0.07943282)             -22 dB as a ratio of amplitudes
  *     gain = f / (f + 1)
  *
+ * The spectra count as they stand: of amplitudes, which the distributed front-end takes here, the floor is -22 dB,
+ * of power it is -11 dB.
+ *
  * The gain may be one of the sources. Checks: null ::SrErrNullPtr; len below 1 ::SrErrSize.
  * @{ */
 /** Single precision, in the caller's floating-point environment. Products with q, the processor's 12-bit estimate
