@@ -1,6 +1,4 @@
 // The distributed front-end on a sound file: features free of steady noise, marks of speech, a picture.
-#include <cstdio>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +8,7 @@
 #include "common/arguments.h"
 #include "common/failure.h"
 #include "common/output_file.h"
+#include "common/program.h"
 
 namespace zelsr::examples {
 namespace {
@@ -93,43 +92,15 @@ Comparison comparison_of(const Arguments& arguments)
     return comparison;
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "aurora: %s\n", text.c_str()); }
-
-int run(const std::vector<std::string>& arguments)
+bool run(const std::vector<std::string>& words)
 {
-    std::string about;
-    try {
-        const bool comparing = !arguments.empty() && arguments[0] == "compare";
-        const Arguments parsed(
-            arguments, comparing ? kComparisonValues : kConversionValues,
-            comparing ? std::vector<std::string>{"--help"} : std::vector<std::string>{"--fixed", "--help"});
-        if (parsed.flag("--help")) {
-            for (const std::string_view text : {kUsage, kHelp}) std::fwrite(text.data(), 1, text.size(), stdout);
-            return 0;
-        }
-        if (comparing) {
-            compare(comparison_of(parsed));
-        } else {
-            const Conversion conversion = conversion_of(parsed);
-            about = conversion.sound + ": ";
-            convert(conversion);
-        }
-    } catch (const WrongUse& wrong) {
-        complain(wrong.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    } catch (const Failure& failure) {
-        complain(about + failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain(about + "not enough memory");
-        return 1;
+    if (!words.empty() && words[0] == "compare") {
+        compare(comparison_of(Arguments(words, kComparisonValues, {})));
+    } else {
+        const Conversion conversion = conversion_of(Arguments(words, kConversionValues, {"--fixed"}));
+        with_name(conversion.sound, [&] { convert(conversion); });
     }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the summary: " + system_error_text());
-        return 1;
-    }
-    return 0;
+    return true;
 }
 
 }  // namespace
@@ -137,5 +108,6 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    return run_program({"aurora", kUsage, std::string(kHelp)}, count, arguments, run);
 }

@@ -1,13 +1,11 @@
 // Codes speech at 2400 bits a second, and makes sound of it again.
-#include <algorithm>
-#include <cstdio>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "codec/commands.h"
 #include "common/failure.h"
+#include "common/program.h"
 
 namespace zelsr::examples {
 namespace {
@@ -72,32 +70,10 @@ const Command& command_of(const std::vector<std::string>& words)
     throw WrongUse("'" + words[0] + "' is no command");
 }
 
-int run(const std::vector<std::string>& words)
+bool run(const std::vector<std::string>& words)
 {
-    if (std::find(words.begin(), words.end(), "--help") != words.end()) {
-        for (const std::string_view text : {kUsage, kHelp}) std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    bool good = false;
-    try {
-        const Command& command = command_of(words);
-        good = command.run(Arguments({words.begin() + 1, words.end()}, command.options, command.flags));
-    } catch (const WrongUse& wrong) {
-        complain(wrong.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain("not enough memory");
-        return 1;
-    }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the results: " + system_error_text());
-        return 1;
-    }
-    return good ? 0 : 1;
+    const Command& command = command_of(words);
+    return command.run(Arguments({words.begin() + 1, words.end()}, command.options, command.flags));
 }
 
 }  // namespace
@@ -105,5 +81,6 @@ int run(const std::vector<std::string>& words)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    return run_program({"codec", kUsage, std::string(kHelp)}, count, arguments, run);
 }

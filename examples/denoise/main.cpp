@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,6 +15,7 @@
 #include "common/failure.h"
 #include "common/output_file.h"
 #include "common/per_channel.h"
+#include "common/program.h"
 #include "common/progress.h"
 #include "common/sound.h"
 #include "common/sound_writer.h"
@@ -247,53 +247,32 @@ void measure_all(const Measuring& task)
     csv->commit();
 }
 
-void complain(const std::string& text) { std::fprintf(stderr, "denoise: %s\n", text.c_str()); }
-
-int run(const std::vector<std::string>& arguments)
+// Of measure: its files, and where its numbers go.
+Measuring measuring_of(const Arguments& arguments)
 {
-    std::optional<Task> task;
-    Measuring measuring;
-    try {
-        const Arguments parsed(arguments,
-                               {"--gain", "--floor", "--picture", "--container", "--samples", "--rate",
-                                "--channels", "--block", "--csv"},
-                               {"--fixed", "--help"});
-        if (parsed.flag("--help")) {
-            for (const std::string_view text : {kUsage, kHelp}) std::fwrite(text.data(), 1, text.size(), stdout);
-            return 0;
-        }
-        if (!parsed.words().empty() && parsed.words()[0] == "measure") {
-            for (const char* other :
-                 {"--gain", "--floor", "--picture", "--container", "--samples", "--rate", "--channels", "--block"})
-                if (parsed.text(other)) throw WrongUse(std::string(other) + " does not go with measure");
-            if (parsed.flag("--fixed")) throw WrongUse("measure has both arithmetics");
-            measuring.files.assign(parsed.words().begin() + 1, parsed.words().end());
-            if (measuring.files.empty()) measuring.files = default_speech();
-            measuring.csv = parsed.text("--csv");
-        } else {
-            task = task_of(parsed);
-        }
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        std::fwrite(kUsage.data(), 1, kUsage.size(), stderr);
-        return 2;
-    }
+    for (const char* other :
+         {"--gain", "--floor", "--picture", "--container", "--samples", "--rate", "--channels", "--block"})
+        if (arguments.text(other)) throw WrongUse(std::string(other) + " does not go with measure");
+    if (arguments.flag("--fixed")) throw WrongUse("measure has both arithmetics");
+    Measuring task{{arguments.words().begin() + 1, arguments.words().end()}, arguments.text("--csv")};
+    if (task.files.empty()) task.files = default_speech();
+    return task;
+}
 
-    const std::string about = !task ? "measure" : task->sound == "-" ? "standard input" : task->sound;
-    try {
-        task ? clean(*task) : measure_all(measuring);
-    } catch (const Failure& failure) {
-        complain(about + ": " + failure.what());
-        return 1;
-    } catch (const std::bad_alloc&) {
-        complain(about + ": not enough memory");
-        return 1;
+bool run(const std::vector<std::string>& words)
+{
+    const Arguments arguments(words,
+                              {"--gain", "--floor", "--picture", "--container", "--samples", "--rate",
+                               "--channels", "--block", "--csv"},
+                              {"--fixed"});
+    if (!arguments.words().empty() && arguments.words()[0] == "measure") {
+        const Measuring task = measuring_of(arguments);
+        with_name("measure", [&] { measure_all(task); });
+    } else {
+        const Task task = task_of(arguments);
+        with_name(task.sound == "-" ? "standard input" : task.sound, [&] { clean(task); });
     }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("cannot write the summary: " + system_error_text());
-        return 1;
-    }
-    return 0;
+    return true;
 }
 
 }  // namespace
@@ -301,5 +280,6 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int count, char** arguments)
 {
-    return zelsr::examples::run(std::vector<std::string>(arguments + 1, arguments + count));
+    using namespace zelsr::examples;
+    return run_program({"denoise", kUsage, std::string(kHelp)}, count, arguments, run);
 }
