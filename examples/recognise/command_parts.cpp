@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
 
 #include "common/fields.h"
 #include "recognise/experiments.h"
@@ -109,6 +108,15 @@ std::string summary_of(const std::vector<Recording>& recordings)
     }
     return counted(recordings.size(), "recording") + ", " + counted(words.size(), "word") + ", " +
            counted(speakers.size(), "speaker");
+}
+
+std::set<std::string> shared_speakers(const std::vector<Recording>& first, const std::vector<Recording>& second)
+{
+    std::set<std::string> all, shared;
+    for (const Recording& recording : first) all.insert(speaker_of(recording.path));
+    for (const Recording& recording : second)
+        if (const std::string speaker = speaker_of(recording.path); all.contains(speaker)) shared.insert(speaker);
+    return shared;
 }
 
 std::unique_ptr<OutputFile> output_of(const Arguments& arguments, const std::string& option)

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -72,6 +73,9 @@ std::string counted(std::size_t count, const std::string& what);
 
 // Words, speakers and recordings, for the reader of a report.
 std::string summary_of(const std::vector<Recording>& recordings);
+
+// Who speaks in both.
+std::set<std::string> shared_speakers(const std::vector<Recording>& first, const std::vector<Recording>& second);
 
 // Where an option says that an output goes, null without it. Made before the work begins, so that a place which
 // cannot be written to is found at once.

@@ -210,9 +210,14 @@ void run_demo(const std::vector<std::string>& words)
 
     PageContent content;
     content.summary =
-        "Words as left-to-right states, each a mixture of Gaussians, trained on some voices and tested on "
+        "Words as left-to-right states, each a mixture of Gaussians, trained on some recordings and tested on "
         "others.";
     content.headline_about = "words that stand alone, of voices that training did not hear, scored in float";
+    if (const std::set<std::string> shared = shared_speakers(training, test); !shared.empty()) {
+        content.headline_about = "words that stand alone, scored in float";
+        content.remarks.push_back("Who speaks in training and in the test: " + counted(shared.size(), "speaker") +
+                                  ", " + *shared.begin() + (shared.size() > 1 ? " and others." : "."));
+    }
     content.facts = {{"trained on", summary_of(training)},
                      {"model", summary_of(trained)},
                      {"tested on", summary_of(test)},

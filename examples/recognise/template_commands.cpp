@@ -1,7 +1,6 @@
 #include "recognise/template_commands.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <limits>
 #include <set>
@@ -65,7 +64,6 @@ struct Speed {
 // On one thread, the faster of two times, of some hundred words throughout the examples.
 Speed speed_of(const TemplateRecogniser& recogniser, std::span<const Example> examples)
 {
-    using Clock = std::chrono::steady_clock;
     constexpr std::size_t kWords = 100;
     const std::size_t step = std::max(examples.size() / kWords, std::size_t{1});
     double fastest = std::numeric_limits<double>::max(), frames = 0, words = 0;
@@ -74,9 +72,9 @@ Speed speed_of(const TemplateRecogniser& recogniser, std::span<const Example> ex
         ++words;
     }
     for (int pass = 0; pass < 2; ++pass) {
-        const auto start = Clock::now();
+        const double start = processor_seconds();
         for (std::size_t i = 0; i < examples.size(); i += step) recogniser.recognise(examples[i].features);
-        fastest = std::min(fastest, std::chrono::duration<double>(Clock::now() - start).count());
+        fastest = std::min(fastest, processor_seconds() - start);
     }
     return {frames / fastest, words / fastest};
 }
