@@ -26,7 +26,9 @@ void Progress::at(double done)
     if (step == last_step_) return;
     last_step_ = step;
     shown_ = true;
-    if (total_ > 0)
+    if (total_ > 0 && unit_ == "%")
+        std::fprintf(stderr, "\r%s: %.0f %%", what_.c_str(), std::min(100.0, 100 * done / total_));
+    else if (total_ > 0)
         std::fprintf(stderr, "\r%s: %.0f of %.0f %s (%.0f %%)", what_.c_str(), done, total_, unit_.c_str(),
                      std::min(100.0, 100 * done / total_));
     else

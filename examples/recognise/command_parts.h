@@ -4,11 +4,16 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "common/arguments.h"
+#include "common/failure.h"
+#include "common/output_file.h"
 #include "recognise/material.h"
 #include "recognise/page.h"
 
@@ -35,18 +40,51 @@ std::vector<Recording> recordings_of(Read read, const std::string& path)
     return recordings;
 }
 
-// The text of the file that the command line names first. Throws Failure, which begins with the name.
-std::string model_text(const Arguments& arguments);
+// Where train puts a model without -o, and what is used where none is named: in the folder that is worked in.
+constexpr const char* kUsualModel = "recognise.model";
 
-// Calls use with the name and the sound of each file behind the first word of the command line. A file that fails
-// says so on stderr, and the others come still; then Failure is thrown.
-void for_each_recording(const Arguments& arguments,
+struct ModelFile {
+    std::string path, text;
+    std::vector<std::string> behind;  // the words of the command line that do not name the model
+};
+
+// The model for the words of the command line: their first one names it if that is a model's file, or if there are
+// as many words as `all` of them; else it is the usual one. Throws Failure, which begins with a name.
+ModelFile model_file(const Arguments& arguments, std::optional<std::size_t> all = {});
+
+// What M::parse makes of it. Throws Failure, which begins with the file's name.
+template <class M>
+M parsed(const ModelFile& file)
+{
+    try {
+        return M::parse(file.text);
+    } catch (const Failure& failure) {
+        throw Failure(file.path + ": " + failure.what());
+    }
+}
+
+// Calls use with the name and the sound of each file. One that fails says so on stderr, and the others come still;
+// then Failure is thrown.
+void for_each_recording(std::span<const std::string> files,
                         const std::function<void(const std::string&, const Recording&)>& use);
+
+// "1 word", "2 words".
+std::string counted(std::size_t count, const std::string& what);
 
 // Words, speakers and recordings, for the reader of a report.
 std::string summary_of(const std::vector<Recording>& recordings);
 
-// Where --page says, if it does.
-void write_page(const Arguments& arguments, const PageContent& content);
+// Who speaks in both.
+std::set<std::string> shared_speakers(const std::vector<Recording>& first, const std::vector<Recording>& second);
+
+// Where an option says that an output goes, null without it. Made before the work begins, so that a place which
+// cannot be written to is found at once.
+std::unique_ptr<OutputFile> output_of(const Arguments& arguments, const std::string& option);
+
+// The content goes to the file, if there is one.
+void write(OutputFile* file, const std::function<std::string()>& content);
+
+// The report as tables on stdout, and as a page.
+void report(const PageContent& content, OutputFile* page);
 
 }  // namespace zelsr::examples

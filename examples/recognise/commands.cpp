@@ -46,15 +46,6 @@ TrainingPlan plan_of(const Arguments& arguments)
     return plan;
 }
 
-Model parse_named(const Arguments& arguments, const std::string& text)
-{
-    try {
-        return Model::parse(text);
-    } catch (const Failure& failure) {
-        throw Failure(arguments.words()[0] + ": " + failure.what());
-    }
-}
-
 struct Trained {
     Model model;
     std::optional<HeldOut> held_out;
@@ -73,16 +64,19 @@ Trained train_on(const std::vector<Recording>& recordings, TrainingPlan plan)
     if (threshold) {
         plan.options.progress = [&](double part) { progress.at(kAll * (1 + part * turns) / (turns + 1)); };
         trained.held_out = cross_validate(kind, material, plan.options, plan.folds);
-        trained.model.threshold = threshold_of(trained.held_out->confidences, plan.refused);
+        if (!trained.held_out->confidences.empty())
+            trained.model.threshold = threshold_of(trained.held_out->confidences, plan.refused);
     }
     return trained;
 }
 
 std::string summary_of(const Trained& trained)
 {
-    std::string text = std::to_string(trained.model.words.size()) + " words, " +
-                       std::to_string(trained.model.state_count()) + " states";
-    if (trained.held_out) {
+    std::string text = counted(trained.model.words.size(), "word") + ", " +
+                       counted(static_cast<std::size_t>(trained.model.state_count()), "state");
+    if (trained.held_out && !trained.model.threshold)
+        text += "; no word of speakers held back came out right: nothing will be refused";
+    else if (trained.held_out) {
         const Tally& words = trained.held_out->words;
         text += "; right of speakers held back: " +
                 fixed(100.0 * static_cast<double>(words.right) / static_cast<double>(words.tested), 2) + " %";
@@ -105,41 +99,43 @@ void run_train(const std::vector<std::string>& words)
     names.push_back("-o");
     const Arguments arguments(words, names, {"--noisy"});
     check_words(arguments, 1, 1, "the folder of words is");
-    const std::optional<std::string> out = arguments.text("-o");
-    if (!out) throw WrongUse("-o says where the model goes");
-    if (arguments.text("--templates")) return train_templates(arguments);
+    const std::string out = arguments.text("-o").value_or(kUsualModel);
+    if (arguments.text("--templates")) return train_templates(arguments, out);
     refuse_options(arguments, kTemplateOptions, "needs --templates");
     const TrainingPlan plan = plan_of(arguments);
-    OutputFile file(*out);  // tried out before the work begins
+    OutputFile file(out);  // tried out before the work begins
     const std::vector<Recording> recordings = recordings_of(read_word_folder, arguments.words()[0]);
     const Trained trained = train_on(recordings, plan);
     file.write(trained.model.text());
     const bool shown = !file.direct();
     file.commit();
     if (shown)
-        std::printf("%s: %s, from %s\n", out->c_str(), summary_of(trained).c_str(),
-                    summary_of(recordings).c_str());
+        std::printf("%s: %s, from %s\n", out.c_str(), summary_of(trained).c_str(), summary_of(recordings).c_str());
 }
 
 void run_test(const std::vector<std::string>& words)
 {
     const Arguments arguments(words, {"--noise", "--snr", "--unknown", "--page", "--threads", "--word-penalty"},
                               {"--connected"});
-    check_words(arguments, 2, 2, "the model or the folder is");
-    const std::string text = model_text(arguments);
-    if (TemplateModel::begins(text)) return test_templates(arguments, text);
+    check_words(arguments, 1, 2, "the folder is");
+    const ModelFile file = model_file(arguments, 2);
+    if (file.behind.empty()) throw WrongUse("the folder is missing");
+    if (TemplateModel::begins(file.text)) return test_templates(arguments, file);
     const int threads = threads_of(arguments);
     const std::optional<NoiseAt> noise = noise_of(arguments);
     const bool connected = arguments.flag("--connected");
     const std::optional<std::string> unknown = arguments.text("--unknown");
     if (connected && unknown) throw WrongUse("--unknown is for words that stand alone");
-    Model model = parse_named(arguments, text);
+    auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
-    if (unknown && !model.threshold) throw Failure(arguments.words()[0] + ": has no threshold of confidence");
+    if (unknown && !model.threshold) throw Failure(file.path + ": has no threshold of confidence");
 
+    const std::unique_ptr<OutputFile> page = output_of(arguments, "--page");
     std::vector<Recording> recordings =
-        recordings_of(connected ? read_utterance_folder : read_word_folder, arguments.words()[1]);
+        recordings_of(connected ? read_utterance_folder : read_word_folder, file.behind[0]);
     for (const Recording& recording : recordings) check_rate(recording, model.kind);
+    const std::vector<Recording> others =
+        unknown ? recordings_of(read_word_folder, *unknown) : std::vector<Recording>();
     PageContent content;
     content.facts = {{"tested", summary_of(recordings)}};
     content.headline_about = connected ? "sentences without an error" : "words that stand alone, scored in float";
@@ -154,35 +150,32 @@ void run_test(const std::vector<std::string>& words)
         content.headline = content.connected[0].sentences;
     } else {
         add_words(content, recognisers, recordings, threads);
-        if (unknown)
-            add_rejection(content, recognisers[0], recordings, recordings_of(read_word_folder, *unknown), threads);
+        if (unknown) add_rejection(content, recognisers[0], recordings, others, threads);
     }
     add_picture(content, recognisers[0], recordings[0], connected);
-    write_page(arguments, content);
-    const std::string tables = tables_of(content);
-    std::fwrite(tables.data(), 1, tables.size(), stdout);
+    report(content, page.get());
 }
 
 void run_recognise(const std::vector<std::string>& words)
 {
     const Arguments arguments(words, {"--nbest", "--scorer", "--word-penalty"}, {"--connected"});
-    check_words(arguments, 1, words.size(), "the model is");
-    if (arguments.words().size() < 2) throw WrongUse("no sound files given");
-    const std::string text = model_text(arguments);
-    if (TemplateModel::begins(text)) return recognise_by_templates(arguments, text);
+    check_words(arguments, 1, words.size(), "the sound file is");
+    const ModelFile file = model_file(arguments);
+    if (file.behind.empty()) throw WrongUse("no sound files given");
+    if (TemplateModel::begins(file.text)) return recognise_by_templates(arguments, file);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
     options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
-    Model model = parse_named(arguments, text);
+    auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
     const Recogniser recogniser(std::move(model), scorer);
 
-    for_each_recording(arguments, [&](const std::string& file, const Recording& recording) {
+    for_each_recording(file.behind, [&](const std::string& path, const Recording& recording) {
         check_rate(recording, recogniser.model().kind);
         const Recognition heard =
             recogniser.recognise(features_of(recording, recogniser.model().kind.mfcc), options);
-        std::printf("%s: %s", file.c_str(),
+        std::printf("%s: %s", path.c_str(),
                     heard.accepted ? recogniser.text_of(heard.paths[0]).c_str() : "not recognised");
         if (!heard.paths.empty())
             std::printf("  score %s  confidence %s",
@@ -207,22 +200,28 @@ void run_demo(const std::vector<std::string>& words)
     const TrainingPlan plan = plan_of(arguments);
     const int threads = threads_of(arguments);
 
+    const std::unique_ptr<OutputFile> model = output_of(arguments, "-o"), page = output_of(arguments, "--page");
     const std::vector<Recording> training = recordings_of(read_word_folder, folder + "/train");
     const std::vector<Recording> test = recordings_of(read_word_folder, folder + "/test");
     const std::vector<Recording> unknown = recordings_of(read_word_folder, folder + "/unknown");
     const std::vector<Recording> connected = recordings_of(read_utterance_folder, folder + "/connected");
     const Trained trained = train_on(training, plan);
-    if (const std::optional<std::string> out = arguments.text("-o")) write_file(*out, trained.model.text());
+    write(model.get(), [&] { return trained.model.text(); });
 
     PageContent content;
     content.summary =
-        "Words as left-to-right states, each a mixture of Gaussians, trained on some voices and tested on "
+        "Words as left-to-right states, each a mixture of Gaussians, trained on some recordings and tested on "
         "others.";
     content.headline_about = "words that stand alone, of voices that training did not hear, scored in float";
+    if (const std::set<std::string> shared = shared_speakers(training, test); !shared.empty()) {
+        content.headline_about = "words that stand alone, scored in float";
+        content.remarks.push_back("Who speaks in training and in the test: " + counted(shared.size(), "speaker") +
+                                  ", " + *shared.begin() + (shared.size() > 1 ? " and others." : "."));
+    }
     content.facts = {{"trained on", summary_of(training)},
                      {"model", summary_of(trained)},
                      {"tested on", summary_of(test)},
-                     {"connected words", std::to_string(connected.size()) + " utterances"}};
+                     {"connected words", counted(connected.size(), "utterance")}};
     content.commands = {"examples/recognise/make_words WORDS", "recognise demo WORDS --page OUT.html"};
 
     const std::vector<Recogniser> recognisers = all_recognisers(trained.model);
@@ -246,9 +245,7 @@ void run_demo(const std::vector<std::string>& words)
     add_connected(content, recognisers, connected, threads);
     if (trained.model.threshold) add_rejection(content, recognisers[0], test, unknown, threads);
     add_picture(content, recognisers[0], connected.at(0), true);
-    write_page(arguments, content);
-    const std::string tables = tables_of(content);
-    std::fwrite(tables.data(), 1, tables.size(), stdout);
+    report(content, page.get());
 }
 
 }  // namespace zelsr::examples

@@ -21,14 +21,6 @@ std::vector<std::string> words_of(const std::string& text)
     return words;
 }
 
-// Of this thread: what else the machine does costs it none.
-double processor_seconds()
-{
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
 // Errors on the way from the first words of one list to the first words of another.
 struct Errors {
     std::int64_t right = 0, substituted = 0, deleted = 0, inserted = 0;
@@ -128,6 +120,13 @@ ConnectedRow connected_row(const std::string& name, std::span<const Outcome> out
         row.inserted += errors.inserted;
     }
     return row;
+}
+
+double processor_seconds()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 std::vector<double> frames_a_second(std::span<const Recogniser* const> recognisers,

@@ -39,6 +39,9 @@ Confusions confusions_of(std::span<const Outcome> outcomes, std::vector<std::str
 // The fewest substitutions, deletions and insertions that lead from what was spoken to what was recognised.
 ConnectedRow connected_row(const std::string& name, std::span<const Outcome> outcomes);
 
+// Of this thread: what else the machine does costs it none.
+double processor_seconds();
+
 // Frames that each recogniser scores and decodes in a second of one processor: in turn, so that all meet the same
 // machine, and each one's fastest time of several.
 std::vector<double> frames_a_second(std::span<const Recogniser* const> recognisers,

@@ -1,8 +1,9 @@
 #include "recognise/folder.h"
 
+#include <zelsr/core/vector.h>
+
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <filesystem>
 #include <sstream>
 #include <string_view>
@@ -20,7 +21,8 @@ namespace fs = std::filesystem;
 using Remarks = std::vector<std::string>;
 
 constexpr double kShortest = 0.1, kLongestWord = 10, kLongestUtterance = 60;  // seconds
-constexpr float kSilent = 0.001F;                                             // no sample beyond it: -60 dB
+constexpr int kHighestRate = 1'000'000;
+constexpr float kSilent = 0.002F;  // from the lowest sample to the highest: -60 dB
 
 // What stands beside recordings and is none.
 constexpr std::array kCompanions{".txt", ".csv",  ".tsv", ".json", ".md", ".html", ".lab", ".textgrid",
@@ -85,6 +87,8 @@ Recording read(const fs::path& path, double longest, Remarks* remarks)
         recording.rate = sound.rate();
         if (sound.channels() != 1)
             refuse("has " + std::to_string(sound.channels()) + " channels, recordings of words have one");
+        if (sound.rate() > kHighestRate)
+            refuse("has " + std::to_string(sound.rate()) + " samples a second, more than any sound needs");
         const auto most = static_cast<std::size_t>(longest * sound.rate());
         // A sample more than allowed tells that there are more.
         recording.samples.resize(most + 1);
@@ -98,8 +102,11 @@ Recording read(const fs::path& path, double longest, Remarks* remarks)
     const std::vector<float>& samples = recording.samples;
     if (static_cast<double>(samples.size()) < kShortest * recording.rate)
         refuse("is shorter than " + shortest(kShortest) + " s");
-    if (std::all_of(samples.begin(), samples.end(), [](float sample) { return std::fabs(sample) < kSilent; }))
-        refuse("is silent");
+    float lowest = 0, highest = 0;
+    require(zelsMinMax_32f(samples.data(), static_cast<std::int32_t>(samples.size()), &lowest, &highest),
+            "zelsMinMax_32f");
+    // A constant offset is no sound.
+    if (highest - lowest < kSilent) refuse("is silent");
     recording.samples.shrink_to_fit();
     return recording;
 }

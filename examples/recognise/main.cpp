@@ -11,11 +11,11 @@ namespace zelsr::examples {
 namespace {
 
 constexpr std::string_view kUsage =
-    "usage: recognise train DIR -o MODEL [--components N] [OPTION...]\n"
-    "       recognise train DIR -o MODEL --templates N|all [OPTION...]\n"
-    "       recognise test MODEL DIR [--unknown DIR] [--noise KIND --snr DB] [--page OUT.html]\n"
-    "       recognise test MODEL DIR --connected [--noise KIND --snr DB] [--page OUT.html]\n"
-    "       recognise MODEL FILE... [--connected] [--nbest N] [--scorer NAME]\n"
+    "usage: recognise train DIR [-o MODEL] [--components N] [OPTION...]\n"
+    "       recognise train DIR [-o MODEL] --templates N|all [OPTION...]\n"
+    "       recognise test [MODEL] DIR [--unknown DIR] [--noise KIND --snr DB] [--page OUT.html]\n"
+    "       recognise test [MODEL] DIR --connected [--noise KIND --snr DB] [--page OUT.html]\n"
+    "       recognise [MODEL] FILE... [--connected] [--nbest N] [--scorer NAME]\n"
     "       recognise demo DIR [--page OUT.html] [-o MODEL]\n"
     "       recognise --help\n";
 
@@ -28,12 +28,14 @@ constexpr std::string_view kHelp =
     "\n"
     "  train        makes MODEL\n"
     "  test         recognises all that DIR holds and says how much of it is right\n"
-    "  MODEL FILE   says which word is spoken in each file, its log likelihood a frame and the\n"
+    "  FILE...      says which word is spoken in each file, its log likelihood a frame and the\n"
     "               confidence; 'not recognised' where that is too low\n"
     "  demo         all of it, on the folders train, test, connected and unknown of DIR, which\n"
     "               make_words has made\n"
     "\n"
-    "  -o MODEL           where the model goes\n"
+    "Without a name the model is recognise.model, in the folder that is worked in.\n"
+    "\n"
+    "  -o MODEL           where the model goes (of demo, nowhere without it)\n"
     "  --components N     Gaussians a state, at most (default 4; 8 with --noisy)\n"
     "  --normalise KIND   of each file's features, column by column: none; mean, which becomes 0;\n"
     "                     variance, which becomes 1, and the mean 0 (default mean)\n"

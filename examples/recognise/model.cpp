@@ -35,6 +35,8 @@ std::int32_t Model::components() const
     return most;
 }
 
+bool Model::begins(std::string_view text) { return text.starts_with(kTitle); }
+
 std::string Model::text() const
 {
     std::string text = field(kTitle, "1") + text_of(kind) +

@@ -47,6 +47,8 @@ struct Model {
     std::string text() const;
     // Reads what text() wrote; the last line holds a hash of what stands before it. Throws Failure with the line.
     static Model parse(std::string_view text);
+    // Whether a text begins as those of such models do.
+    static bool begins(std::string_view text);
 };
 
 }  // namespace zelsr::examples

@@ -98,6 +98,7 @@ std::string tables_of(const PageContent& content)
 {
     std::string text;
     for (const Fact& fact : content.facts) text += fact.name + ": " + fact.value + "\n";
+    for (const std::string& remark : content.remarks) text += remark + "\n";
     if (!content.scorers.empty()) text += scorers_text(content);
     text += noises_text(content);
     if (!content.connected.empty()) text += connected_text(content);

@@ -1,7 +1,6 @@
 #include "recognise/template_commands.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <limits>
 #include <set>
@@ -40,20 +39,6 @@ TemplateOptions options_of(const Arguments& arguments)
     return options;
 }
 
-TemplateModel parse_named(const Arguments& arguments, std::string_view text)
-{
-    try {
-        return TemplateModel::parse(text);
-    } catch (const Failure& failure) {
-        throw Failure(arguments.words()[0] + ": " + failure.what());
-    }
-}
-
-std::string counted(std::size_t count, const std::string& what)
-{
-    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
-}
-
 std::string summary_of(const TemplateModel& model)
 {
     return counted(model.words.size(), "word") + ", " + counted(model.templates(), "template");
@@ -79,7 +64,6 @@ struct Speed {
 // On one thread, the faster of two times, of some hundred words throughout the examples.
 Speed speed_of(const TemplateRecogniser& recogniser, std::span<const Example> examples)
 {
-    using Clock = std::chrono::steady_clock;
     constexpr std::size_t kWords = 100;
     const std::size_t step = std::max(examples.size() / kWords, std::size_t{1});
     double fastest = std::numeric_limits<double>::max(), frames = 0, words = 0;
@@ -88,9 +72,9 @@ Speed speed_of(const TemplateRecogniser& recogniser, std::span<const Example> ex
         ++words;
     }
     for (int pass = 0; pass < 2; ++pass) {
-        const auto start = Clock::now();
+        const double start = processor_seconds();
         for (std::size_t i = 0; i < examples.size(); i += step) recogniser.recognise(examples[i].features);
-        fastest = std::min(fastest, std::chrono::duration<double>(Clock::now() - start).count());
+        fastest = std::min(fastest, processor_seconds() - start);
     }
     return {frames / fastest, words / fastest};
 }
@@ -120,10 +104,9 @@ std::vector<std::string> names_of(const TemplateModel& model)
 
 const std::vector<std::string> kTemplateOptions = {"--templates", "--votes", "--band", "--beam"};
 
-void train_templates(const Arguments& arguments)
+void train_templates(const Arguments& arguments, const std::string& out)
 {
     refuse_options(arguments, {"--components", "--normalise", "--folds", "--refuse"}, "is not for templates");
-    const std::string out = *arguments.text("-o");
     TemplateOptions options = options_of(arguments);
     const Variety variety{arguments.number("--warp", 0, 0, 0.5), arguments.flag("--noisy")};
     const MfccOptions mfcc = mfcc_options(arguments);
@@ -146,13 +129,14 @@ void train_templates(const Arguments& arguments)
         std::printf("%s: %s, from %s\n", out.c_str(), summary_of(model).c_str(), summary_of(recordings).c_str());
 }
 
-void test_templates(const Arguments& arguments, std::string_view text)
+void test_templates(const Arguments& arguments, const ModelFile& file)
 {
     refuse_options(arguments, {"--connected", "--unknown", "--word-penalty"}, "is not for templates");
     const int threads = threads_of(arguments);
     const std::optional<NoiseAt> noise = noise_of(arguments);
-    const TemplateModel model = parse_named(arguments, text);
-    std::vector<Recording> recordings = recordings_of(read_word_folder, arguments.words()[1]);
+    const auto model = parsed<TemplateModel>(file);
+    const std::unique_ptr<OutputFile> page = output_of(arguments, "--page");
+    std::vector<Recording> recordings = recordings_of(read_word_folder, file.behind[0]);
     for (const Recording& recording : recordings) check_rate(recording, model.kind);
     PageContent content;
     content.headline_about = "words that stand alone, by templates in single precision";
@@ -176,24 +160,22 @@ void test_templates(const Arguments& arguments, std::string_view text)
         content.voices = voice_rows(row.outcomes, recordings);
     }
     content.facts.push_back({"words a second", speeds});
-    write_page(arguments, content);
-    const std::string tables = tables_of(content);
-    std::fwrite(tables.data(), 1, tables.size(), stdout);
+    report(content, page.get());
 }
 
-void recognise_by_templates(const Arguments& arguments, std::string_view text)
+void recognise_by_templates(const Arguments& arguments, const ModelFile& file)
 {
     refuse_options(arguments, {"--connected", "--word-penalty"}, "is not for templates");
     const auto best = static_cast<std::size_t>(arguments.whole("--nbest", 1, 1, 1000));
     const auto arithmetic = static_cast<WarpArithmetic>(arguments.choice("--scorer", 0, warp_arithmetic_names()));
-    const TemplateRecogniser recogniser(parse_named(arguments, text), arithmetic);
-    for_each_recording(arguments, [&](const std::string& file, const Recording& recording) {
+    const TemplateRecogniser recogniser(parsed<TemplateModel>(file), arithmetic);
+    for_each_recording(file.behind, [&](const std::string& path, const Recording& recording) {
         check_rate(recording, recogniser.model().kind);
         const TemplateMatch heard = recogniser.recognise(features_of(recording, recogniser.model().kind.mfcc));
         if (heard.words.empty())
-            std::printf("%s: not recognised\n", file.c_str());
+            std::printf("%s: not recognised\n", path.c_str());
         else
-            std::printf("%s: %s  distance %s  margin %s\n", file.c_str(), recogniser.name(heard.words[0]).c_str(),
+            std::printf("%s: %s  distance %s  margin %s\n", path.c_str(), recogniser.name(heard.words[0]).c_str(),
                         fixed(heard.words[0].distance, 4).c_str(), fixed(heard.margin, 3).c_str());
         for (std::size_t i = 0; best > 1 && i < std::min(best, heard.words.size()); ++i)
             std::printf("  %zu  %s  %s\n", i + 1, fixed(heard.words[i].distance, 4).c_str(),

@@ -3,10 +3,10 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "common/arguments.h"
+#include "recognise/command_parts.h"
 #include "recognise/folder.h"
 #include "recognise/page.h"
 #include "recognise/templates.h"
@@ -16,11 +16,11 @@ namespace zelsr::examples {
 // --templates, --votes, --band and --beam: of training.
 extern const std::vector<std::string> kTemplateOptions;
 
-// The arguments of train, with --templates.
-void train_templates(const Arguments& arguments);
-// Those of test and of recognition, and the text of the model's file.
-void test_templates(const Arguments& arguments, std::string_view model);
-void recognise_by_templates(const Arguments& arguments, std::string_view model);
+// The arguments of train, with --templates; out: where the model goes.
+void train_templates(const Arguments& arguments, const std::string& out);
+// Those of test and of recognition.
+void test_templates(const Arguments& arguments, const ModelFile& file);
+void recognise_by_templates(const Arguments& arguments, const ModelFile& file);
 
 // One row beside the statistical models': templates of the usual number, in floating point.
 void add_template_row(PageContent& content, const FeatureKind& kind, std::span<const Recording> training,

@@ -35,7 +35,7 @@ struct TemplateModel {
     std::string text() const;
     // Reads what text() wrote; the last line holds a hash of what stands before it. Throws Failure with the line.
     static TemplateModel parse(std::string_view text);
-    // Whether a text begins as those of such models do, and not as those of others.
+    // Whether a text begins as those of such models do.
     static bool begins(std::string_view text);
 };
 

@@ -282,7 +282,7 @@ class BadInput(Folder):
     def test_command_lines(self):
         model = self.train(self.subset("few", ["no", "yes"], 2), "model", "--templates", "1")
         file = recordings(TEST, "no", 1)[0]
-        for arguments in (["train", TRAIN, "--templates", "1"], ["train", TRAIN, "-o", "x", "--templates", "0"],
+        for arguments in (["train", TRAIN, "-o", "x", "--templates", "0"],
                           ["train", TRAIN, "-o", "x", "--templates", "some"], ["train", TRAIN, "-o", "x", "--votes", "2"],
                           ["train", TRAIN, "-o", "x", "--templates", "1", "--components", "2"],
                           ["train", TRAIN, "-o", "x", "--templates", "1", "--beam", "nan"],
