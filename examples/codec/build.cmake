@@ -8,3 +8,5 @@ configure_file(codec/own_book.cpp.in ${CMAKE_CURRENT_BINARY_DIR}/generated/own_b
 target_sources(codec PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/generated/own_book.cpp)
 
 zelsr_program_test(codec $<TARGET_FILE:codec> ${speech})
+zelsr_program_test(codec_sound $<TARGET_FILE:codec> ${speech})
+zelsr_words_test(codec_words $<TARGET_FILE:codec> $<TARGET_FILE:recognise> ${words})
