@@ -85,12 +85,15 @@ RowBlock<T> FrontEnd<T>::finish()
     keep(cleaned_.size());
 
     const std::int64_t frames = frames_;
-    const bool enough = open_;
+    const bool enough = rows_.enough();
     const RowBlock<T> last = enough ? complete_rows(DeltaLastBlock) : RowBlock<T>();
     restart();
-    if (!enough)
+    if (!enough) {
+        marks_.clear();
+        kept_.clear();
         throw Failure("too short: " + std::to_string(frames) + (frames == 1 ? " frame" : " frames") +
                       ", derivatives need " + std::to_string(kHistory));
+    }
     return last;
 }
 
@@ -98,11 +101,10 @@ template <class T>
 void FrontEnd<T>::restart()
 {
     cleaned_.clear();
-    statics_.clear();
+    rows_.restart();
     analysis_.restart();
     if (wide_) upper_.emplace();
     frames_ = 0;
-    open_ = false;
 }
 
 template <class T>
@@ -120,8 +122,7 @@ void FrontEnd<T>::analyse_frames()
 {
     std::size_t start = 0;
     for (; start + kFrame <= cleaned_.size(); start += kHop) {
-        statics_.resize(statics_.size() + kStatics);
-        T* row = &statics_[statics_.size() - kStatics];
+        T* row = rows_.next();
         if (!wide_) {
             analysis_.analyse(&cleaned_[start], {}, row);
         } else {
@@ -180,36 +181,12 @@ void FrontEnd<T>::finish_marks()
     marked_steps_ = 0;
 }
 
-// Static rows become rows with derivatives. The newest rows stay behind as history until the utterance ends.
 template <class T>
 RowBlock<T> FrontEnd<T>::complete_rows(int mode)
 {
-    constexpr std::int32_t step = row_step<T>(kRow);
-    const auto fresh = static_cast<std::int32_t>(statics_.size() / kStatics);
-    if (!open_) {
-        if (fresh < kHistory) return {rows_.get(), 0, step};
-        mode |= DeltaFirstBlock;
-    }
-    if (fresh == 0 && mode == 0) return {rows_.get(), 0, step};
-
-    const std::int32_t before = open_ ? kHistory : 0;  // rows that are there already
-    const std::int32_t needed = before + fresh;
-    AlignedArray<T> larger;
-    if (needed > capacity_) {
-        larger = aligned_array<T>(static_cast<std::int64_t>(needed) * step);
-        std::fill_n(larger.get(), static_cast<std::ptrdiff_t>(needed) * step, T(0));
-        capacity_ = needed;
-    }
-    T* rows = larger ? larger.get() : rows_.get();
-    if (before > 0) std::copy_n(rows_.get() + static_cast<std::ptrdiff_t>(left_) * step, before * step, rows);
-    if (larger) rows_ = std::move(larger);
-
-    // Null is refused even where no row is read.
-    append_derivatives(statics_.empty() ? rows : statics_.data(), rows, step, fresh, mode);
-    statics_.clear();
-    open_ = true;
-    left_ = needed - ((mode & DeltaLastBlock) != 0 ? 0 : kHistory);
-    return {rows, left_, step};
+    return rows_.complete(mode, [](const T* statics, T* rows, int step, int height, int block_mode) {
+        append_derivatives(statics, rows, step, height, block_mode);
+    });
 }
 
 template class FrontEnd<float>;

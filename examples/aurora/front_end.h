@@ -20,7 +20,8 @@
 #include "aurora/analysis.h"
 #include "aurora/high_band.h"
 #include "aurora/noise_reduction.h"
-#include "common/mfcc.h"
+#include "common/derivative_rows.h"
+#include "common/mfcc_frame.h"
 
 namespace zelsr::examples {
 
@@ -85,12 +86,7 @@ class FrontEnd {
     bool keep_cleaned_ = false;
     std::vector<Mark> marks_;
     std::int64_t frames_ = 0, marked_steps_ = 0;
-
-    // Static rows that have no derivatives yet; what left with the last call, and its history behind it.
-    std::vector<T> statics_;
-    AlignedArray<T> rows_;
-    std::int32_t capacity_ = 0, left_ = 0;
-    bool open_ = false;
+    DerivativeRows<T> rows_{kStatics, kRow, kHistory};
 };
 
 }  // namespace zelsr::examples

@@ -1,7 +1,9 @@
 #include "aurora/voice_activity.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <type_traits>
 
 #include "aurora/shape.h"
 #include "common/failure.h"
@@ -70,6 +72,18 @@ std::uint32_t decide(const std::int16_t* bands, const std::int16_t* gains, int v
 }
 
 }  // namespace
+
+template <class T>
+VoiceActivity<T>::VoiceActivity()
+{
+    std::int32_t bytes = 0;
+    if constexpr (std::is_same_v<T, float>)
+        require(zelsVADGetBufSize_Aurora_32f(&bytes), "zelsVADGetBufSize_Aurora_32f");
+    else
+        require(zelsVADGetBufSize_Aurora_16s(&bytes), "zelsVADGetBufSize_Aurora_16s");
+    record_ = aligned_array<std::uint8_t>(bytes);
+    restart();
+}
 
 template <class T>
 void VoiceActivity<T>::add(std::span<const T> gains, std::span<const T> bands, int votes, std::vector<Mark>& marks)

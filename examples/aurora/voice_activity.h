@@ -4,12 +4,12 @@
 
 #include <zelsr.h>
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <type_traits>
 #include <vector>
+
+#include "common/aligned.h"
 
 namespace zelsr::examples {
 
@@ -34,7 +34,7 @@ std::string_view mark_name(Mark mark);
 template <class T>
 class VoiceActivity {
   public:
-    VoiceActivity() { restart(); }
+    VoiceActivity();
 
     // A frame's gains: those of 64 bins, of 25 mel bands, up to 1; integers are in Q14. Marks go behind the
     // others.
@@ -43,12 +43,12 @@ class VoiceActivity {
     void finish(std::vector<Mark>& marks);
 
   private:
-    static constexpr int kDelay = 6, kRecordBytes = 64;
+    static constexpr int kDelay = 6;
 
-    ZelVadState_Aurora* state() { return reinterpret_cast<ZelVadState_Aurora*>(record_.data()); }
+    ZelVadState_Aurora* state() { return reinterpret_cast<ZelVadState_Aurora*>(record_.get()); }
     void restart();
 
-    alignas(16) std::array<std::uint8_t, kRecordBytes> record_{};
+    AlignedArray<std::uint8_t> record_;
     std::int64_t frames_ = 0;
 };
 

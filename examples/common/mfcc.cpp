@@ -95,7 +95,8 @@ Mfcc<T>::Mfcc(const MfccOptions& options)
     : options_(checked(options)),
       cepstra_(options),
       mean_(static_cast<std::size_t>(options.static_width())),
-      difference_(mean_.size())
+      difference_(mean_.size()),
+      rows_(options.static_width(), options.width(), history(options.derivatives))
 {}
 
 template <class T>
@@ -117,15 +118,14 @@ template <class T>
 RowBlock<T> Mfcc<T>::finish()
 {
     const std::int64_t frames = frames_;
-    const bool enough = open_ || history(options_.derivatives) == 0;
+    const bool enough = rows_.enough();
     const RowBlock<T> last = enough ? complete_rows(DeltaLastBlock) : RowBlock<T>();
+    rows_.restart();
     samples_.clear();
-    statics_.clear();
     start_ = compensated_ = 0;
     last_input_ = last_output_ = 0;
     frames_ = 0;
     std::fill(mean_.begin(), mean_.end(), 0.0f);
-    open_ = false;
     if (!enough)
         throw Failure("too short: " + std::to_string(frames) + (frames == 1 ? " frame" : " frames") +
                       ", derivatives need " + std::to_string(history(options_.derivatives)));
@@ -145,9 +145,7 @@ void Mfcc<T>::analyse_next_frame()
     }
     compensated_ = end;
 
-    const auto width = static_cast<std::size_t>(options_.static_width());
-    statics_.resize(statics_.size() + width);
-    T* row = &statics_[statics_.size() - width];
+    T* row = rows_.next();
     cepstra_.analyse(&samples_[start_], row);
     ++frames_;
     if (options_.cmn_seconds > 0) take_off_mean(row);
@@ -166,42 +164,16 @@ void Mfcc<T>::take_off_mean(T* row)
         update_mean(row, gain, mean_.data(), difference_.data(), options_.static_width(), options_.fixed_bits());
 }
 
-// Static rows become rows with derivatives. The newest rows stay behind as history until the utterance ends.
 template <class T>
 RowBlock<T> Mfcc<T>::complete_rows(int mode)
 {
-    const int width = options_.static_width(), derivatives = options_.derivatives, kept = history(derivatives);
-    const std::int32_t step = row_step<T>(options_.width());
-    const auto fresh = static_cast<std::int32_t>(statics_.size() / static_cast<std::size_t>(width));
-    if (!open_) {
-        if (fresh < kept || fresh == 0) return {rows_.get(), 0, step};
-        mode |= DeltaFirstBlock;
-    }
-
-    const std::int32_t before = open_ ? kept : 0;  // rows that are there already
-    const std::int32_t needed = std::max(1, before + fresh);
-    AlignedArray<T> larger;
-    if (needed > capacity_) {
-        larger = aligned_array<T>(static_cast<std::int64_t>(needed) * step);
-        std::fill_n(larger.get(), static_cast<std::ptrdiff_t>(needed) * step, T(0));
-        capacity_ = needed;
-    }
-    T* rows = larger ? larger.get() : rows_.get();
-    if (before > 0) std::copy_n(rows_.get() + static_cast<std::ptrdiff_t>(left_) * step, before * step, rows);
-    if (larger) rows_ = std::move(larger);
-
-    if (derivatives == 0) {
-        for (std::int32_t r = 0; r < fresh; ++r)
-            std::copy_n(&statics_[static_cast<std::size_t>(r * width)], width, rows + r * step);
-    } else if (fresh > 0 || mode != 0) {
-        // Null is refused even where no row is read.
-        const T* statics = statics_.empty() ? rows : statics_.data();
-        append_derivatives(statics, width, rows, step, fresh, derivatives, mode);
-    }
-    statics_.clear();
-    open_ = true;
-    left_ = before + fresh - ((mode & DeltaLastBlock) != 0 ? 0 : kept);
-    return {rows, left_, step};
+    return rows_.complete(mode, [this](const T* statics, T* rows, int step, int fresh, int block_mode) {
+        const int width = options_.static_width();
+        if (options_.derivatives > 0)
+            append_derivatives(statics, width, rows, step, fresh, options_.derivatives, block_mode);
+        else
+            for (int r = 0; r < fresh; ++r) std::copy_n(statics + r * width, width, rows + r * step);
+    });
 }
 
 template class Mfcc<float>;

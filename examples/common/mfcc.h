@@ -18,26 +18,11 @@
 #include <vector>
 
 #include "common/aligned.h"
+#include "common/derivative_rows.h"
 #include "common/mfcc_frame.h"
 #include "common/sound.h"
 
 namespace zelsr::examples {
-
-// The elements from row to row: a multiple of 16 bytes keeps every row of an aligned array on a 16-byte boundary.
-template <class T>
-constexpr std::int32_t row_step(int width)
-{
-    constexpr int kElements = 16 / sizeof(T);
-    return (width + kElements - 1) / kElements * kElements;
-}
-
-// Rows in memory of someone else's.
-template <class T>
-struct RowBlock {
-    const T* first = nullptr;
-    std::int32_t rows = 0, step = 0;
-    const T* operator[](std::int32_t r) const { return first + static_cast<std::ptrdiff_t>(r) * step; }
-};
 
 // T: float; or std::int16_t, whose values are those of float times 2^options.fixed_bits(), rounded.
 template <class T>
@@ -74,12 +59,7 @@ class Mfcc {
     std::int64_t frames_ = 0;
     std::vector<float> mean_, difference_;
 
-    // Static rows that have no derivatives yet, one after the other.
-    std::vector<T> statics_;
-    // What left with the last call, and behind it the rows that the next derivatives look back to.
-    AlignedArray<T> rows_;
-    std::int32_t capacity_ = 0, left_ = 0;
-    bool open_ = false;  // the rows begin an utterance
+    DerivativeRows<T> rows_;
 };
 
 // Rows in one aligned array, for functions that take a whole block.
