@@ -55,10 +55,7 @@ def decibels(ratio):
 
 
 class AuroraTest(ProgramTestCase):
-    def done(self, *arguments):
-        result = run(*arguments)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
+    command = [PROGRAM]
 
     def bytes_of(self, *arguments, name="out.npy"):
         self.done(*arguments[:1], self.path(name), *arguments[1:])

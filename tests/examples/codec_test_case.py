@@ -79,16 +79,13 @@ def fnv(data):
 
 
 class CodecTestCase(ProgramTestCase):
+    command = [PROGRAM]
+
     def run_codec(self, *arguments, **options):
         return run_program([PROGRAM, *arguments], **options)
 
     def piped(self, *arguments, input):
         return subprocess.run([PROGRAM, *arguments], input=input, capture_output=True, timeout=60)
-
-    def done(self, *arguments, **options):
-        result = self.run_codec(*arguments, **options)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
 
     def fails(self, status, pattern, *arguments, **options):
         result = self.run_codec(*arguments, **options)

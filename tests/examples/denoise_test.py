@@ -45,14 +45,8 @@ def level(samples):
 
 
 class DenoiseTest(ProgramTestCase):
-    def done(self, *arguments, **options):
-        result = run(*arguments, **options)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
-
-    def content(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
+    command = [PROGRAM]
+    old = "old.wav"
 
     def bytes_of(self, sound, *options, name="out.wav"):
         self.done(sound, self.path(name), *options)
@@ -326,19 +320,6 @@ class DenoiseTest(ProgramTestCase):
             self.assertLess(max(abs(x) for x in found), 1)
 
     # Failures
-
-    def check_refused(self, *arguments, status=1, reason="", **process):
-        """One line on stderr (and the usage, if it was used wrong); outputs stay as they were, and nothing new."""
-        with open(self.path("old.wav"), "w") as file:
-            file.write("kept")
-        before = sorted(os.listdir(self.folder))
-        result = run(*arguments, **process)
-        self.assertEqual((result.returncode, result.stdout), (status, ""), arguments)
-        usage = r"usage:.*\n" if status == 2 else ""
-        self.assertRegex(result.stderr, r"\Adenoise: .*" + reason + r".*\n" + usage + r"\Z")
-        self.assertEqual(sorted(os.listdir(self.folder)), before)
-        with open(self.path("old.wav")) as file:
-            self.assertEqual(file.read(), "kept")
 
     def test_bad_sounds_are_refused(self):
         open(self.path("empty.wav"), "w").close()

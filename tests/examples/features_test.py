@@ -29,10 +29,8 @@ def options_of(changes):
 
 
 class FeaturesTest(ProgramTestCase):
-    def done(self, *arguments):
-        result = run(*arguments)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
+    command = [PROGRAM]
+    old = "old.npy"
 
     def bytes_of(self, *arguments, name="out.npy"):
         self.done(*arguments[:1], self.path(name), *arguments[1:])
@@ -268,19 +266,6 @@ class FeaturesTest(ProgramTestCase):
         self.assertTrue(1024 <= width <= 2048, width)
 
     # Failures
-
-    def check_refused(self, *arguments, status=1, reason="", **process):
-        """One line on stderr (and the usage, if it was used wrong); outputs stay as they were, and nothing new."""
-        with open(self.path("old.npy"), "w") as file:
-            file.write("kept")
-        before = sorted(os.listdir(self.folder))
-        result = run(*arguments, **process)
-        self.assertEqual((result.returncode, result.stdout), (status, ""), arguments)
-        usage = r"usage:.*\n" if status == 2 else ""
-        self.assertRegex(result.stderr, r"\Afeatures: .*" + reason + r".*\n" + usage + r"\Z")
-        self.assertEqual(sorted(os.listdir(self.folder)), before)
-        with open(self.path("old.npy")) as file:
-            self.assertEqual(file.read(), "kept")
 
     def test_bad_sounds_are_refused(self):
         out = self.path("old.npy")

@@ -24,6 +24,9 @@ def npy(rows, descr="<f4", order="False", shape=None):
 
 
 class ProgramTestCase(unittest.TestCase):
+    command = []  # the program, and the words that stand before every test's own
+    old = "old"  # what an output that was there before is called
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -36,3 +39,34 @@ class ProgramTestCase(unittest.TestCase):
         with open(self.path(name), "wb") as file:
             file.write(content if isinstance(content, bytes) else content.encode())
         return self.path(name)
+
+    def content(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def contents(self):
+        """Of all regular files; of others, that they are there."""
+        return {name: self.content(name) if os.path.isfile(self.path(name)) else None
+                for name in os.listdir(self.folder)}
+
+    def done(self, *arguments, **options):
+        """What a run puts out that does what it should and complains of nothing."""
+        result = run_program([*self.command, *arguments], **options)
+        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
+        return result.stdout
+
+    def refused(self, *arguments, status=1, **options):
+        """What it complains of: one line (and the usage, if it was used wrong); nothing is put out or written."""
+        before = self.contents()
+        result = run_program([*self.command, *arguments], **options)
+        self.assertEqual((result.returncode, result.stdout), (status, ""), (arguments, result.stderr))
+        name = os.path.basename(self.command[0])
+        usage = r"usage:.*\n(?: .*\n)*" if status == 2 else ""
+        self.assertRegex(result.stderr, rf"\A{name}: .*\n{usage}\Z")
+        self.assertEqual(self.contents(), before)
+        return result.stderr.split("\n")[0]
+
+    def check_refused(self, *arguments, reason=".", **options):
+        """The same where an output may be there before."""
+        self.write(self.old, "kept")
+        self.assertRegex(self.refused(*arguments, **options), reason)

@@ -127,28 +127,10 @@ def pack(book, rows):
 
 
 class QuantiseTest(ProgramTestCase):
-    def content(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
+    command = [PROGRAM]
 
     def book(self, name="b"):
         return Book(self.content(name).decode())
-
-    def done(self, *arguments):
-        result = run(*arguments)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
-
-    def refused(self, *arguments, code=1):
-        """One line on stderr, nothing written: returns that line."""
-        before = {name: self.content(name) for name in os.listdir(self.folder)}
-        result = run(*arguments)
-        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
-        self.assertEqual({name: self.content(name) for name in os.listdir(self.folder)}, before)
-        if code == 1:
-            self.assertEqual((result.stdout, result.stderr.count("\n")), ("", 1), result.stderr)
-        self.assertTrue(result.stderr.startswith("quantise: "))
-        return result.stderr.split("\n")[0]
 
     def encoded(self, file, name="b"):
         self.done("encode", self.path(name), file, "-o", self.path("c"))
@@ -418,7 +400,7 @@ class QuantiseTest(ProgramTestCase):
                 (["encode", b, file, "-o", b], "would be overwritten"), (["encode", b, file], "-o says where"),
                 (["decode", b, *out], "no codes given"), (["decode", b, c, "-o", c], "would be overwritten"),
                 (["decode", b, c, *out], "names no format")):
-            self.assertIn(reason, self.refused(*arguments, code=2), arguments)
+            self.assertIn(reason, self.refused(*arguments, status=2), arguments)
 
     def test_help(self):
         output = self.done("--help")

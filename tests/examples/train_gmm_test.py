@@ -376,7 +376,7 @@ class TrainTest(TrainTestCase):
         self.done("init", files[0], "--list", listed, "-o", self.path("m"))
         self.done("init", *files, "-o", self.path("n"))
         self.assertEqual(self.text("m"), self.text("n"))
-        self.assertIn("list would be overwritten", self.refused("init", "--list", listed, "-o", listed, code=2))
+        self.assertIn("list would be overwritten", self.refused("init", "--list", listed, "-o", listed, status=2))
         # A scheduler's part may be empty.
         self.write("list", "# nothing\n")
         self.assertIn("0 files, 0 frames\n",
@@ -412,7 +412,7 @@ class TrainTest(TrainTestCase):
                 (["score", self.path("m")], "no files given"), (["score"], "no model given"),
                 *((["accumulate", self.path("m"), *files, *out, "--shard", shard], "--shard takes I/N")
                   for shard in ("", "1", "0/2", "3/2", "1/2x", "a/b", "-1/2"))):
-            self.assertIn(reason, self.refused(*arguments, code=2), arguments)
+            self.assertIn(reason, self.refused(*arguments, status=2), arguments)
 
     def test_help(self):
         output = self.done("--help")

@@ -64,6 +64,8 @@ class Model:
 
 
 class TrainTestCase(ProgramTestCase):
+    command = [PROGRAM]
+
     def text(self, name):
         with open(self.path(name)) as file:
             return file.read()
@@ -77,22 +79,6 @@ class TrainTestCase(ProgramTestCase):
         ends = [0] + [rows * i + 7 * i % 40 for i in range(1, count)] + [len(everything)]
         parts = [everything[a:b] for a, b in zip(ends, ends[1:])]
         return [self.write(f"part{i}.npy", npy(part)) for i, part in enumerate(parts)], everything
-
-    def done(self, *arguments, **options):
-        result = run(*arguments, **options)
-        self.assertEqual((result.returncode, result.stderr), (0, ""), result.stderr)
-        return result.stdout
-
-    def refused(self, *arguments, code=1):
-        """One line on stderr, nothing written: returns that line."""
-        before = {name: self.text_of(name) for name in os.listdir(self.folder)}
-        result = run(*arguments)
-        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
-        self.assertEqual({name: self.text_of(name) for name in os.listdir(self.folder)}, before)
-        if code == 1:
-            self.assertEqual((result.stdout, result.stderr.count("\n")), ("", 1), result.stderr)
-        self.assertTrue(result.stderr.startswith("train_gmm: "))
-        return result.stderr.split("\n")[0]
 
     def text_of(self, name):
         with open(self.path(name), "rb") as file:
