@@ -116,11 +116,12 @@ Decoded decode(StreamReader& reader, const std::string& from, const EnvelopeBook
     Decoder decoder(book);
     Progress progress(file_name(from), reader.seconds());
     Decoded decoded;
-    // A last frame may hold more samples than the sound had: it waits for the end.
+    // The last frame may hold more samples than the sound had: what may be of it waits for the end.
     std::vector<float> held;
     const auto hand_on = [&](std::span<const float> samples) {
         held.insert(held.end(), samples.begin(), samples.end());
-        const std::size_t ready = held.size() - std::min(held.size(), std::size_t{2 * kFrameLength});
+        const std::int64_t sure = (reader.frames() - 1) * kFrameLength - decoded.samples;
+        const std::size_t ready = std::min(held.size(), static_cast<std::size_t>(std::max(sure, std::int64_t{0})));
         out.write(std::span(held).first(ready));
         held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(ready));
         decoded.samples += static_cast<std::int64_t>(ready);
@@ -221,7 +222,8 @@ bool run_decode(const Arguments& arguments)
         out.commit();
         if (decoded.damage) complain(from + ": " + *decoded.damage);
         if (to != "-")
-            std::printf("%s: %s s\n", to.c_str(), fixed(static_cast<double>(decoded.samples) / kRate, 2).c_str());
+            std::printf("%s: %s s%s\n", to.c_str(), fixed(static_cast<double>(decoded.samples) / kRate, 2).c_str(),
+                        limited_text(out.limited()).c_str());
     });
     return true;
 }

@@ -13,22 +13,20 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr std::int64_t kEndBytes = 26;  // of a stream besides its frames
-
-Statistics statistics_of(const std::string& path, EnvelopeBook& book, int block, Picture* picture,
-                         FileProgress& progress)
+CodingLoss loss_of(const std::string& path, EnvelopeBook& book, int block, Picture* picture,
+                   FileProgress& progress)
 {
-    Statistics statistics;
+    CodingLoss loss;
     SpeechInput input(path, kRate, block);
     Encoder encoder(book, [&](const Frame& frame, const Measured& measured) {
-        statistics.add(frame, measured, book);
+        loss.add(frame, measured, book);
         if (picture != nullptr) picture->add(frame, measured, book);
     });
     progress.begin(path, input);
     encode_all(input, encoder, [&] { progress.at(input); });
-    statistics.add_bytes(statistics.frames() * kFrameBytes + kEndBytes, encoder.samples());
+    loss.add_bytes(loss.frames() * kFrameBytes + kHeadBytes + kEndBytes, encoder.samples());
     print_remarks(path, input);
-    return statistics;
+    return loss;
 }
 
 }  // namespace
@@ -46,16 +44,16 @@ bool run_report(const Arguments& arguments)
     std::optional<Picture> picture;
     if (drawn) picture.emplace(file_name(files[0]));
 
-    std::fputs(Statistics::heading().c_str(), stdout);
-    Statistics all;
+    std::fputs(CodingLoss::heading().c_str(), stdout);
+    CodingLoss all;
     std::size_t done = 0;
     FileProgress progress(files.size());
     for (const std::string& file : files) {
         try {
-            const Statistics statistics = about(
-                file, [&] { return statistics_of(file, book, block, picture ? &*picture : nullptr, progress); });
-            std::fputs(statistics.line(file).c_str(), stdout);
-            all.add(statistics);
+            const CodingLoss loss =
+                about(file, [&] { return loss_of(file, book, block, picture ? &*picture : nullptr, progress); });
+            std::fputs(loss.line(file).c_str(), stdout);
+            all.add(loss);
             ++done;
         } catch (const Failure& failure) {
             std::fflush(stdout);

@@ -12,7 +12,6 @@ namespace zelsr::examples {
 namespace {
 
 constexpr double kPi = std::numbers::pi;
-constexpr float kOffsetFilter = 0.97F;
 // A period of a voice is no single peak: high frequencies come later, by up to so many samples.
 constexpr double kDispersion = 12;
 // Behind the envelope 1 / A stands A(z / 0.5) / A(z / 0.7): valleys between peaks, which prediction of this order

@@ -11,7 +11,6 @@
 namespace zelsr::examples {
 namespace {
 
-constexpr float kOffsetFilter = 0.97F;  // a high-pass filter of 39 Hz
 // What is looked at around a frame's place, of the signal and of its bands.
 constexpr std::int64_t kBandReach = 256, kSignalReach = kBandReach + Bands::kReach;
 constexpr float kLeastVoiceLevel = 10;  // dB: below, a voice is not looked for

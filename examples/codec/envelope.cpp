@@ -15,7 +15,7 @@ constexpr double kPi = std::numbers::pi;
 constexpr float kLeastGap = 40;  // Hz, between lines
 constexpr float kLowestLine = 30, kHighestLine = kRate / 2 - 30;
 constexpr double kLagWindowHz = 40;
-constexpr float kWhiteNoise = 1.00003F;  // 40 dB below the frame
+constexpr float kWhiteNoise = 1.00003F;  // 45 dB below the frame
 constexpr float kLeastEnergy = 1;        // of the windowed frame, in 16-bit units
 constexpr int kCells = 200, kHalvings = 6;
 
@@ -77,7 +77,7 @@ EnvelopeAnalysis::EnvelopeAnalysis() : window_(aligned_floats(kWindow)), windowe
     for (int i = 0; i < kWindow; ++i)
         window_[static_cast<std::size_t>(i)] =
             static_cast<float>(0.54 - 0.46 * std::cos(2 * kPi * (i + 0.5) / kWindow));
-    // A Gaussian on the autocorrelation widens every peak by some 60 Hz: exp(-(2 pi f k / rate)^2 / 2).
+    // A Gaussian on the autocorrelation widens every peak by some 40 Hz: exp(-(2 pi f k / rate)^2 / 2).
     for (int k = 0; k <= kOrder; ++k)
         lag_window_[static_cast<std::size_t>(k)] =
             static_cast<float>(2 * kPi * kLagWindowHz / kRate * k / std::numbers::sqrt2);

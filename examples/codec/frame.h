@@ -13,6 +13,7 @@ constexpr int kBands = 5;          // each with a voice of its own; the lowest h
 constexpr int kEnvelopeParts = 3;  // the line spectrum is coded in so many parts
 constexpr int kEnvelopeBits = 9;   // of a part
 constexpr int kFrameBytes = 6;
+constexpr float kOffsetFilter = 0.97F;  // a high-pass filter of 39 Hz, before coding and behind decoding
 constexpr float kLeastLag = 20, kGreatestLag = 147;  // samples: 400 to 54.4 Hz
 
 // The codes. Those of a frame belong to the time of its end, but for the level, which is that of both its halves.

@@ -14,7 +14,7 @@ std::string share(std::int64_t part, std::int64_t all)
 
 }  // namespace
 
-void Statistics::add(const Frame& frame, const Measured& measured, const EnvelopeBook& book)
+void CodingLoss::add(const Frame& frame, const Measured& measured, const EnvelopeBook& book)
 {
     ++frames_;
     ++pitches_[static_cast<std::size_t>(frame.pitch)];
@@ -29,7 +29,7 @@ void Statistics::add(const Frame& frame, const Measured& measured, const Envelop
     level_error_ += std::fabs(levels.end - measured.levels.end);
 }
 
-void Statistics::add(const Statistics& more)
+void CodingLoss::add(const CodingLoss& more)
 {
     frames_ += more.frames_;
     bytes_ += more.bytes_;
@@ -43,19 +43,19 @@ void Statistics::add(const Statistics& more)
     for (std::size_t i = 0; i < pitches_.size(); ++i) pitches_[i] += more.pitches_[i];
 }
 
-void Statistics::add_bytes(std::int64_t bytes, std::int64_t samples)
+void CodingLoss::add_bytes(std::int64_t bytes, std::int64_t samples)
 {
     bytes_ += bytes;
     samples_ += samples;
 }
 
-std::string Statistics::heading()
+std::string CodingLoss::heading()
 {
     return "       s   bit/s  distortion  > 2 dB  > 4 dB   level  voiced   pitch\n"
            "                          dB       %       %      dB       %      Hz  file\n";
 }
 
-std::string Statistics::line(const std::string& name) const
+std::string CodingLoss::line(const std::string& name) const
 {
     // The middle one of the voiced frames' pitches.
     std::int64_t voiced = 0, passed = 0;

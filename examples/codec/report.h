@@ -11,10 +11,10 @@ namespace zelsr::examples {
 
 // Of any number of frames. Spectral distortion is that of the coded envelope from the measured one, of frames that
 // are not silent.
-class Statistics {
+class CodingLoss {
   public:
     void add(const Frame& frame, const Measured& measured, const EnvelopeBook& book);
-    void add(const Statistics& more);
+    void add(const CodingLoss& more);
     void add_bytes(std::int64_t bytes, std::int64_t samples);
 
     std::int64_t frames() const { return frames_; }

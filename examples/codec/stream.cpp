@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kMagic = "zlpc";
 constexpr int kVersion = 1;
-constexpr std::size_t kHeadBytes = 16, kCheckBytes = 4;
+constexpr std::size_t kCheckBytes = kEndBytes - kFrameBytes;
 // A frame without voice has no voiced bands; with all of them it is the end, and has the number of samples instead
 // of envelope, level and change.
 constexpr int kEndBands = 15;

@@ -15,6 +15,8 @@
 
 namespace zelsr::examples {
 
+constexpr int kHeadBytes = 16, kEndBytes = kFrameBytes + 4;  // of a stream, around its frames
+
 class StreamWriter {
   public:
     // book: the identity of the codebook. The caller commits the file.

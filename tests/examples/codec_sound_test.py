@@ -9,7 +9,8 @@ import sys
 import unittest
 
 sys.dont_write_bytecode = True
-from codec_test_case import BOOK, END, FRAME, HEAD, SPEECH, CodecTestCase, bits_of, level, noise, sentence, vowel
+from codec_test_case import (END, FRAME, HEAD, SPEECH, CodecTestCase, bits_of, codewords, frame_of, level, noise,
+                             sentence, stream_of, vowel)
 
 
 def transform(values):
@@ -69,10 +70,52 @@ class CodecSoundTest(CodecTestCase):
         coded = self.encoded(self.sound([0] * 1560 + noise(0.5)))
         self.assertEqual(bits_of(coded[HEAD + 54:HEAD + 60])["change"], 15)
 
+    def test_changes_of_level(self):
+        # The table is that of the stream's layout: noise of known levels where the halves of a frame are measured,
+        # without low frequencies, which the offset filter would carry from one into the next.
+        table = [-28, -19, -13, -9, -6.2, -4, -2.2, -0.7, 0.7, 2.2, 4, 6.2, 9, 13, 19, 28]
+        changes = [0.25 + 0.5 * k for k in range(-60, 60)]
+        samples = [0] * 40
+        for change in changes:
+            for wanted in (56 - max(change, 0), 56 - max(-change, 0)):
+                fresh = noise(0.010125, seed=len(samples))
+                piece = [x - before for before, x in zip(fresh, fresh[1:])]
+                factor = 10 ** ((wanted - level(piece)) / 20)
+                samples += [round(factor * x) for x in piece]
+        coded = self.encoded(self.sound(samples))
+        checked = 0
+        for n, change in enumerate(changes):
+            frame = bits_of(coded[HEAD + 6 * n:HEAD + 6 * n + 6])
+            chosen = table[frame["change"]]
+            self.assertLess(abs(chosen - change), min(abs(other - change) for other in table) + 0.8, change)
+            loud = 2 + 1.4 * (frame["level"] - 1) + abs(chosen) / 2
+            self.assertLess(abs(loud - 56), 1, change)
+            checked += frame["pitch"] == 0  # otherwise whole periods are measured, of what is around
+        self.assertEqual(checked, len(changes))
+
+    def test_voiced_bands_of_the_stream(self):
+        # A flat spectrum with pulses in the lowest band alone, and in all: the mean over many periods keeps of the
+        # noise next to nothing.
+        flat = [4000 * (k + 1) / 11 for k in range(10)]
+        nearest = [min(range(512), key=lambda i: sum((a - b) ** 2 for a, b in zip(words[i], wanted)))
+                   for words, wanted in zip(codewords(), (flat[:3], flat[3:6], flat[6:]))]
+        amplitudes = []
+        for bands in (0, 15):
+            frames = [frame_of(first=nearest[0], second=nearest[1], third=nearest[2], pitch=127, bands=bands,
+                               level=40, change=7 + n % 2) for n in range(1200)]
+            found = self.decoded(stream_of(frames))
+            periods = range(147 * 10, len(found) - 147 * 10, 147)
+            mean = [sum(found[start + i] for start in periods) / len(periods) for i in range(147)]
+            amplitudes.append([abs(sum(x * cmath.exp(-2j * math.pi * k * i / 147) for i, x in enumerate(mean)))
+                               for k in range(1, 74)])
+        # Harmonics of 54.4 Hz: up to 490 Hz as in all bands, at 599 Hz and above gone.
+        ratios = [20 * math.log10(alone / all_of_them) for alone, all_of_them in zip(*amplitudes)]
+        self.assertLess(max(abs(ratio) for ratio in ratios[:9]), 1, ratios)
+        self.assertLess(ratios[10], -18)
+        self.assertLess(max(ratios[10:]), -14, ratios)
+
     def test_envelope_of_the_stream(self):
-        with open(BOOK, encoding="ascii") as file:
-            lines = file.read().split("\n")
-        parts = [[list(map(float, row.split()[1:])) for row in lines[2 + 513 * p:514 + 513 * p]] for p in range(3)]
+        parts = codewords()
         self.assertEqual([(len(part), len(part[0])) for part in parts], [(512, 3), (512, 3), (512, 4)])
         coded = self.encoded(self.sound(vowel(110, 1)))
         for at in range(HEAD + 60, len(coded) - END - 60, 6):

@@ -61,14 +61,24 @@ def noise(seconds, seed=1, deviation=3000):
     return [round(max(-32768, min(32767, generator.gauss(0, deviation)))) for _ in range(round(8000 * seconds))]
 
 
+FIELDS = {"first": 9, "second": 9, "third": 9, "pitch": 7, "bands": 4, "level": 6, "change": 4}
+
+
 def bits_of(frame):
     number = int.from_bytes(frame, "big")
     fields = {}
-    for name, bits in (("change", 4), ("level", 6), ("bands", 4), ("pitch", 7), ("third", 9), ("second", 9),
-                       ("first", 9)):
+    for name, bits in reversed(FIELDS.items()):
         fields[name] = number & (1 << bits) - 1
         number >>= bits
     return fields
+
+
+def frame_of(**fields):
+    """The other way round; what is not named is 0."""
+    number = 0
+    for name, bits in FIELDS.items():
+        number = number << bits | fields.get(name, 0)
+    return number.to_bytes(6, "big")
 
 
 def fnv(data):
@@ -76,6 +86,23 @@ def fnv(data):
     for byte in data:
         value = (value ^ byte) * 0x100000001b3 & 0xFFFFFFFFFFFFFFFF
     return value
+
+
+def codewords():
+    """Of the three parts, in Hz."""
+    with open(BOOK, encoding="ascii") as file:
+        lines = file.read().split("\n")
+    return [[list(map(float, row.split()[1:])) for row in lines[2 + 513 * p:514 + 513 * p]] for p in range(3)]
+
+
+def stream_of(frames):
+    """Coded speech of these frames, whole."""
+    count = FRAME * len(frames)
+    first, second, third = (count >> shift & 511 for shift in (18, 9, 0))
+    content = b"".join([b"zlpc\1\0\0\0", struct.pack("<Q", fnv(content_of(BOOK))), *frames,
+                        frame_of(first=first, second=second, third=third, bands=15, level=count >> 27 & 63)])
+    check = fnv(content)
+    return content + struct.pack("<I", (check ^ check >> 32) & 0xFFFFFFFF)
 
 
 class CodecTestCase(ProgramTestCase):
