@@ -4,7 +4,6 @@ import sys
 import unittest
 
 sys.dont_write_bytecode = True
-from program_test_case import npy
 from train_gmm_test_case import PROGRAM, ROUNDING, TrainTestCase, run
 
 MPIEXEC = sys.argv.pop(1)
