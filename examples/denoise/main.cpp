@@ -106,7 +106,7 @@ Task task_of(const Arguments& arguments)
         throw WrongUse("standard output has no container, and samples of 16 bits");
     if (task.sound != "-" && same_file(task.sound, task.out))
         throw WrongUse("the sound file would be overwritten");
-    if (task.picture && (same_file(task.sound, *task.picture) || *task.picture == task.out))
+    if (task.picture && (same_file(task.sound, *task.picture) || same_output(*task.picture, task.out)))
         throw WrongUse("the picture would overwrite a sound");
     return task;
 }
@@ -270,6 +270,9 @@ int run(const std::vector<std::string>& arguments)
             measuring.files.assign(parsed.words().begin() + 1, parsed.words().end());
             if (measuring.files.empty()) measuring.files = default_speech();
             measuring.csv = parsed.text("--csv");
+            for (const std::string& file : measuring.files)
+                if (measuring.csv && same_file(*measuring.csv, file))
+                    throw WrongUse(file + " would be overwritten");
         } else {
             task = task_of(parsed);
         }

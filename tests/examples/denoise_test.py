@@ -370,8 +370,10 @@ class DenoiseTest(ProgramTestCase):
         write_pcm16(self.path("quiet.wav"), [[0] * 8000], 8000)
         open(self.path("empty.wav"), "w").close()
         write_pcm16(self.path("slow.wav"), [[1] * 8000], 4000)
+        write_pcm16(self.path("short.wav"), [[1000] * 159], 8000)
         old = ["--csv", self.path("old.wav")]
         self.check_refused("measure", self.path("quiet.wav"), *old, reason="quiet.wav: is silent")
+        self.check_refused("measure", self.path("short.wav"), *old, reason="short.wav: is shorter than a frame")
         self.check_refused("measure", self.path("slow.wav"), *old, reason="slow.wav: has a sample rate of 4000 Hz")
         for name, reason in (("empty.wav", "is empty"), ("missing.wav", "no such file"), (".", "is a directory")):
             self.check_refused("measure", self.path(name), *old, reason=reason)
@@ -398,7 +400,14 @@ class DenoiseTest(ProgramTestCase):
         before = self.content("a.wav")
         for name in ("a.wav", "b.wav"):
             self.check_refused(self.path("a.wav"), self.path(name), status=2, reason="overwritten")
+            self.check_refused("measure", self.path("a.wav"), "--csv", self.path(name), status=2, reason="overwritten")
         self.assertEqual(self.content("a.wav"), before)
+
+    def test_the_picture_does_not_take_the_place_of_the_result(self):
+        os.symlink(self.folder, self.path("way"))
+        for out in ("old.wav", "new.wav"):
+            for picture in (out, "./" + out, "way/" + out, self.path(out)):
+                self.check_refused(SENTENCE, out, "--picture", picture, cwd=self.folder, status=2, reason="overwrite")
 
     def test_outputs_that_cannot_be_written(self):
         for out, reason in ((self.path("none/a.wav"), "No such file"), (self.folder, "is a directory"),
