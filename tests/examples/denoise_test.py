@@ -1,5 +1,6 @@
 """denoise on real and made-up sound: usage: denoise_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
 import array
+import base64
 import csv
 import math
 import os
@@ -10,6 +11,7 @@ import signal
 import subprocess
 import sys
 import unittest
+import zlib
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True
@@ -37,6 +39,17 @@ def run_binary(*arguments, input=None):
 def noise(count, deviation, seed=1):
     generator = random.Random(seed)
     return [generator.gauss(0, deviation) for _ in range(count)]
+
+
+def pixels_of(address):
+    """The bytes of a picture of 256 colours, each row behind its filter's number, 0."""
+    content = base64.b64decode(address.split(",")[1])
+    at, packed = 8, b""
+    while at < len(content):
+        size, kind = int.from_bytes(content[at:at + 4], "big"), content[at + 4:at + 8]
+        packed += content[at + 8:at + 8 + size] if kind == b"IDAT" else b""
+        at += size + 12
+    return zlib.decompress(packed)
 
 
 def level(samples):
@@ -280,6 +293,16 @@ class DenoiseTest(ProgramTestCase):
             self.assertEqual(len(list(images)), 2)
             with open(self.path("p.svg")) as file:
                 self.assertNotRegex(file.read(), r"\b(nan|inf)\b")
+
+    def test_picture_of_silence_is_blank(self):
+        pictures = []
+        for value in (0, 1000):
+            write_pcm16(self.path("a.wav"), [[value * (i % 2) for i in range(9000)]], 8000)
+            self.done(self.path("a.wav"), self.path("b.wav"), "--picture", self.path("p.svg"))
+            for image in ElementTree.parse(self.path("p.svg")).getroot().iter(SVG + "image"):
+                pictures.append(pixels_of(image.get("{http://www.w3.org/1999/xlink}href")))
+        self.assertEqual([set(pixels) for pixels in pictures[:2]], [{0}, {0}])
+        self.assertTrue(all(max(pixels) > 100 for pixels in pictures[2:]))
 
     # Formats
 
