@@ -133,6 +133,8 @@ class DenoiseTest(ProgramTestCase):
                     self.assertGreater(gained(kind, snr, way), -0.5 if kind == "babble" else 0, (kind, snr, way))
                     other = way.replace(" --fixed", "")
                     self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.1, (kind, snr, way))
+                    if other != way:  # and measured by itself
+                        self.assertNotEqual(table[kind, snr, way]["pauses"], table[kind, snr, other]["pauses"])
         # Mixed as stated: segmental values lie below the mean, and fall with it.
         for kind in ("white", "pink"):
             before = [float(table[kind, snr, ours[0]]["before"]) for snr in (15, 10, 5, 0)]
@@ -271,6 +273,11 @@ class DenoiseTest(ProgramTestCase):
             lines[line.get("class")] = [(value("x", x), value("y", y)) for x, y in zip(places[::2], places[1::2])]
         return lines
 
+    def spectrograms_of(self, path):
+        images = list(ElementTree.parse(path).getroot().iter(SVG + "image"))
+        self.assertEqual(len(images), 2)
+        return [pixels_of(image.get("{http://www.w3.org/1999/xlink}href")) for image in images]
+
     def test_picture_has_the_noise_estimate(self):
         # 4 s, with tones from the second to the third.
         hiss, sine = noise(32000, 328), tone(700, 8000, 8000, 6000)
@@ -289,8 +296,11 @@ class DenoiseTest(ProgramTestCase):
             self.assertLess(abs(at("cleaned", 2.5) - at("sound", 2.5)), 0.5)
             self.assertLess(at("cleaned", 1.5), -52)
             self.assertLess(abs(lines["sound"][-1][0] - 4), 0.05)
-            images = ElementTree.parse(self.path("p.svg")).getroot().iter(SVG + "image")
-            self.assertEqual(len(list(images)), 2)
+            before, after = self.spectrograms_of(self.path("p.svg"))
+            # 40 dB and 60 dB below the tone, of 70 that are shown.
+            self.assertLess(3 * sum(after), sum(before))
+            self.assertEqual(max(before), 255)
+            self.assertGreater(max(after), 250)
             with open(self.path("p.svg")) as file:
                 self.assertNotRegex(file.read(), r"\b(nan|inf)\b")
 
@@ -299,8 +309,7 @@ class DenoiseTest(ProgramTestCase):
         for value in (0, 1000):
             write_pcm16(self.path("a.wav"), [[value * (i % 2) for i in range(9000)]], 8000)
             self.done(self.path("a.wav"), self.path("b.wav"), "--picture", self.path("p.svg"))
-            for image in ElementTree.parse(self.path("p.svg")).getroot().iter(SVG + "image"):
-                pictures.append(pixels_of(image.get("{http://www.w3.org/1999/xlink}href")))
+            pictures += self.spectrograms_of(self.path("p.svg"))
         self.assertEqual([set(pixels) for pixels in pictures[:2]], [{0}, {0}])
         self.assertTrue(all(max(pixels) > 100 for pixels in pictures[2:]))
 
