@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 #include "common/failure.h"
@@ -97,6 +98,16 @@ bool same_file(const std::string& first, const std::string& second)
     }, b{};
     return stat(first.c_str(), &a) == 0 && stat(second.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
            a.st_ino == b.st_ino;
+}
+
+bool same_output(const std::string& first, const std::string& second)
+{
+    const auto place = [](const std::string& name) {
+        std::error_code none;
+        const std::filesystem::path full = std::filesystem::absolute(name, none);
+        return std::filesystem::weakly_canonical(full, none);
+    };
+    return first == second || same_file(first, second) || (place(first) == place(second) && !place(first).empty());
 }
 
 }  // namespace zelsr::examples

@@ -40,4 +40,7 @@ void write_file(const std::string& path, std::string_view content);
 // True if both names lead to one existing file.
 bool same_file(const std::string& first, const std::string& second);
 
+// The same for outputs, of which none may exist yet.
+bool same_output(const std::string& first, const std::string& second);
+
 }  // namespace zelsr::examples

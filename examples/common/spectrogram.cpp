@@ -8,6 +8,8 @@
 
 #include "common/aligned.h"
 #include "common/failure.h"
+#include "common/plot.h"
+#include "common/png.h"
 #include "zelsr/core/fft.h"
 #include "zelsr/core/vector.h"
 
@@ -15,13 +17,12 @@ namespace zelsr::examples {
 namespace {
 
 constexpr double kFrameSeconds = 0.020, kHopSeconds = 0.005;
-constexpr float kSilence = 1e-9f;  // keeps digital silence finite, far below what is shown of any other sound
 
 struct ReleaseFFT {
     void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
 };
 
-// The magnitudes of one frame's spectrum, from 0 to half the rate.
+// The power of one frame's spectrum, from 0 to half the rate.
 class FrameSpectrum {
   public:
     explicit FrameSpectrum(std::int32_t length)
@@ -43,13 +44,14 @@ class FrameSpectrum {
     std::int32_t points() const { return 1 << order_; }
     std::int32_t bins() const { return points() / 2 + 1; }
 
-    void analyse(const float* samples, float* magnitudes)
+    void analyse(const float* samples, float* power)
     {
         require(zelsMul_32f(samples, window_.get(), frame_.get(), length_), "zelsMul_32f");
         require(zelsFFTFwd_RToCCS_32f(frame_.get(), spectrum_.get(), fft_.get(), nullptr),
                 "zelsFFTFwd_RToCCS_32f");
-        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.get()), magnitudes, bins()),
+        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.get()), power, bins()),
                 "zelsMagnitude_32fc");
+        require(zelsMul_32f(power, power, power, bins()), "zelsMul_32f");
     }
 
   private:
@@ -60,46 +62,88 @@ class FrameSpectrum {
 
 }  // namespace
 
-Spectrogram spectrogram_of(std::span<const float> samples, int rate, std::size_t most_columns)
+SpectrogramColumns::SpectrogramColumns(int rate, double highest_hz)
+    : highest_hz_(std::min(highest_hz, rate / 2.0)), part_shown_(highest_hz_ / (rate / 2.0))
+{}
+
+void SpectrogramColumns::Column::join(const Column& other)
+{
+    for (std::size_t row = 0; row < kRows; ++row) power[row] += other.power[row];
+    frames += other.frames;
+}
+
+void SpectrogramColumns::add(std::span<const float> power)
+{
+    // Row r covers the bins from r to r + 1 of kRows equal parts, at least one.
+    const double bins_a_row = part_shown_ * static_cast<double>(power.size() - 1) / kRows;
+    Column column{{}, 1};
+    for (std::size_t row = 0; row < kRows; ++row) {
+        const auto first = static_cast<std::size_t>(static_cast<double>(row) * bins_a_row);
+        const auto end = std::max(first + 1, static_cast<std::size_t>(static_cast<double>(row + 1) * bins_a_row));
+        float sum = 0;
+        for (std::size_t bin = first; bin < end; ++bin) sum += power[bin];
+        column.power[row] = sum / static_cast<float>(end - first);
+    }
+    columns_.add(column);
+}
+
+double SpectrogramColumns::loudest() const
+{
+    double loudest = 0;
+    for (const Column& column : columns_.columns())
+        for (std::size_t row = 0; row < kRows; ++row) loudest = std::max(loudest, column.mean(row));
+    return loudest;
+}
+
+Spectrogram SpectrogramColumns::picture(double loudest, double start, double shift) const
+{
+    const auto columns = columns_.columns();
+    Spectrogram result;
+    result.width = columns.size();
+    result.pixels.reserve(kRows * columns.size());
+    for (std::size_t row = kRows; row-- > 0;)
+        for (const Column& column : columns) {
+            const double power = column.mean(row);
+            const double shade =
+                power > 0 ? 1 + 10 * std::log10(power / loudest) / Spectrogram::kShownDecibels : 0;
+            result.pixels.push_back(static_cast<std::uint8_t>(std::lround(255 * std::clamp(shade, 0.0, 1.0))));
+        }
+    result.start = start;
+    // The last column may hold fewer frames than the others; its width is theirs all the same.
+    result.end =
+        start + static_cast<double>(columns.size()) * static_cast<double>(columns_.items_a_column()) * shift;
+    result.highest_hz = highest_hz_;
+    return result;
+}
+
+Spectrogram spectrogram_of(std::span<const float> samples, int rate)
 {
     const auto length = static_cast<std::int32_t>(std::max(2L, std::lround(kFrameSeconds * rate)));
-    auto hop = static_cast<std::size_t>(std::max(1L, std::lround(kHopSeconds * rate)));
-    Spectrogram result;
-    result.highest_hz = rate / 2.0;
-    if (samples.size() < static_cast<std::size_t>(length)) return result;
-    const std::size_t room = samples.size() - static_cast<std::size_t>(length);
-    hop = std::max(hop, room / most_columns + 1);
-    result.width = room / hop + 1;
-
+    const auto hop = static_cast<std::size_t>(std::max(1L, std::lround(kHopSeconds * rate)));
     std::vector<float> finite(samples.begin(), samples.end());
     for (float& sample : finite)
         if (!(std::abs(sample) <= 1e6f)) sample = 0;
 
     FrameSpectrum spectrum(length);
-    const auto bins = static_cast<std::size_t>(spectrum.bins());
-    const auto values = static_cast<std::int32_t>(result.width * bins);
-    const AlignedFloats levels = aligned_floats(values);
-    for (std::size_t column = 0; column < result.width; ++column)
-        spectrum.analyse(finite.data() + column * hop, levels.get() + column * bins);
-    require(zelsAddC_32f(levels.get(), kSilence, levels.get(), values), "zelsAddC_32f");
-    require(zelsLn_32f_I(levels.get(), values), "zelsLn_32f_I");
-    float loudest = 0;
-    require(zelsMax_32f(levels.get(), values, &loudest), "zelsMax_32f");
+    std::vector<float> power(static_cast<std::size_t>(spectrum.bins()));
+    SpectrogramColumns columns(rate, rate / 2.0);
+    for (std::size_t first = 0; first + static_cast<std::size_t>(length) <= finite.size(); first += hop) {
+        spectrum.analyse(&finite[first], power.data());
+        columns.add(power);
+    }
+    // A column stands for the time around its frames' centres.
+    const double start = 0.5 * (length - static_cast<double>(hop)) / rate;
+    return columns.picture(columns.loudest(), start, static_cast<double>(hop) / rate);
+}
 
-    // 1 at the loudest level, 0 where the picture's range ends. Silence has no level to refer to.
-    const double range = Spectrogram::kShownDecibels / 20 * std::numbers::ln10;
-    const bool silent = loudest <= std::log(2 * kSilence);
-    result.pixels.reserve(result.width * bins);
-    for (std::size_t bin = bins; bin-- > 0;)
-        for (std::size_t column = 0; column < result.width; ++column) {
-            const double shade = silent ? 0 : 1 - (loudest - levels[column * bins + bin]) / range;
-            result.pixels.push_back(static_cast<std::uint8_t>(std::lround(255 * std::clamp(shade, 0.0, 1.0))));
-        }
-
-    // A column stands for the time around its frame's centre.
-    result.start = 0.5 * (length - static_cast<double>(hop)) / rate;
-    result.end = result.start + static_cast<double>(result.width * hop) / rate;
-    return result;
+void draw_levels(Svg& svg, const Panel& panel, const Spectrogram& levels)
+{
+    if (levels.width == 0) return;
+    svg.begin_group("levels", &panel.box);
+    const double left = panel.x(levels.start), right = panel.x(levels.end);
+    svg.image({left, panel.box.y, right - left, panel.box.height},
+              png_data_address(levels.pixels, levels.width, level_palette()));
+    svg.end_group();
 }
 
 }  // namespace zelsr::examples

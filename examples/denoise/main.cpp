@@ -106,7 +106,7 @@ Task task_of(const Arguments& arguments)
         throw WrongUse("standard output has no container, and samples of 16 bits");
     if (task.sound != "-" && same_file(task.sound, task.out))
         throw WrongUse("the sound file would be overwritten");
-    if (task.picture && (same_file(task.sound, *task.picture) || *task.picture == task.out))
+    if (task.picture && (same_file(task.sound, *task.picture) || same_output(*task.picture, task.out)))
         throw WrongUse("the picture would overwrite a sound");
     return task;
 }
@@ -256,6 +256,8 @@ Measuring measuring_of(const Arguments& arguments)
     if (arguments.flag("--fixed")) throw WrongUse("measure has both arithmetics");
     Measuring task{{arguments.words().begin() + 1, arguments.words().end()}, arguments.text("--csv")};
     if (task.files.empty()) task.files = default_speech();
+    for (const std::string& file : task.files)
+        if (task.csv && same_file(*task.csv, file)) throw WrongUse(file + " would be overwritten");
     return task;
 }
 

@@ -28,11 +28,13 @@ double energy(std::span<const float> samples)
     return sum;
 }
 
+std::size_t frame_length(int rate) { return static_cast<std::size_t>(rate / 50); }
+
 // use(first sample, samples, energy, whether somebody speaks) for each frame of 20 ms.
 template <class Use>
 void for_frames(std::span<const float> clean, int rate, Use use)
 {
-    const auto length = static_cast<std::size_t>(rate / 50);
+    const std::size_t length = frame_length(rate);
     double most = 0;
     for (std::size_t i = 0; i + length <= clean.size(); i += length)
         most = std::max(most, energy(clean.subspan(i, length)));
@@ -134,8 +136,10 @@ std::vector<Measured> measure(const FileNames& files, double least_gain)
         throw Failure(files[0] + ": has a sample rate of " + std::to_string(rate) + " Hz, outside " +
                       std::to_string(kLowestRate) + " to " + std::to_string(kHighestRate));
     const Voices voices = read_voices(files, rate);
-    for (std::size_t v = 0; v < voices.size(); ++v)
+    for (std::size_t v = 0; v < voices.size(); ++v) {
+        if (voices[v].size() < frame_length(rate)) throw Failure(files[v] + ": is shorter than a frame of 20 ms");
         if (speech_power(voices[v], rate) == 0) throw Failure(files[v] + ": is silent");
+    }
 
     std::vector<Measured> all;
     const std::size_t noises = noise_names().size();

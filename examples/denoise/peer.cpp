@@ -31,12 +31,13 @@ std::vector<float> cleaned_by_peer(std::span<const float> sound, int rate, doubl
     std::vector<std::int16_t> samples;
     in_form(sound, samples);
     const auto frame = static_cast<std::size_t>(length);
-    samples.resize((samples.size() / frame + 2) * frame);
     const auto run = [&](std::vector<std::int16_t>& all) {
-        for (std::size_t i = 0; i < all.size(); i += frame) speex_preprocess_run(state.get(), &all[i]);
+        for (std::size_t i = 0; i + frame <= all.size(); i += frame) speex_preprocess_run(state.get(), &all[i]);
     };
+    // Whole frames alone: silence behind them would be its new estimate of the noise.
     std::vector<std::int16_t> heard = samples;
     if (start == Start::Warm) run(heard);
+    samples.resize((samples.size() / frame + 2) * frame);
     run(samples);
     std::vector<float> cleaned(sound.size());
     std::transform(samples.begin() + length, samples.begin() + length + static_cast<std::ptrdiff_t>(sound.size()),

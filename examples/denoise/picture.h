@@ -1,11 +1,11 @@
 // Spectrograms before and after, and levels, of a bounded number of columns.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 
 #include "common/columns.h"
+#include "common/spectrogram.h"
 #include "denoise/seen.h"
 #include "denoise/settings.h"
 
@@ -13,25 +13,25 @@ namespace zelsr::examples {
 
 class DenoisePicture {
   public:
-    explicit DenoisePicture(const FrameShape& shape) : shape_(shape) {}
+    explicit DenoisePicture(const FrameShape& shape)
+        : shape_(shape), before_(shape.rate, shape.rate / 2.0), after_(shape.rate, shape.rate / 2.0)
+    {}
 
     void add(const SeenFrame& frame);
     std::string svg(const std::string& title, const std::string& summary) const;
 
   private:
-    static constexpr std::size_t kRows = 128;
-
-    // Sums of powers over a column's frames.
+    // Sums of mean squares over a column's frames.
     struct Column {
-        std::array<double, kRows> before, after;  // of a bin, the lowest frequency first
-        double sound, noise, cleaned;             // of all bins together
+        double sound, noise, cleaned;
         std::int64_t frames;
         void join(const Column& other);
     };
-    struct Look;
 
     FrameShape shape_;
-    HalvingColumns<Column> columns_{2048};
+    SpectrogramColumns before_, after_;
+    HalvingColumns<Column> levels_{2048};
+    std::int64_t frames_ = 0;
 };
 
 }  // namespace zelsr::examples

@@ -5,7 +5,6 @@
 
 #include "common/failure.h"
 #include "common/plot.h"
-#include "common/png.h"
 #include "common/spectrogram.h"
 #include "common/text.h"
 #include "recognise/page_parts.h"
@@ -153,13 +152,7 @@ class UtteranceChart {
         const Box box = next(kSpectrumHeight, "Spectrogram, " + fixed(Spectrogram::kShownDecibels, 0) +
                                                   " dB from the page's colour to the strongest");
         const Panel spectrum = panel(box, 0, levels.highest_hz / 1000);
-        if (levels.width > 0) {
-            svg_.begin_group("levels", &box);
-            svg_.image(
-                {spectrum.x(levels.start), box.y, spectrum.x(levels.end) - spectrum.x(levels.start), box.height},
-                png_data_address(levels.pixels, levels.width, level_palette()));
-            svg_.end_group();
-        }
+        draw_levels(svg_, spectrum, levels);
         draw_y_axis(svg_, spectrum, "frequency (kHz)", 4);
         finish(spectrum, false);
         draw_borders(spectrum);

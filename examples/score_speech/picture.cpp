@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "common/plot.h"
-#include "common/png.h"
+#include "common/spectrogram.h"
 #include "common/text.h"
 
 namespace zelsr::examples {
@@ -17,7 +17,6 @@ constexpr Box kWaveBox{kLeft, 92, kInnerWidth, 150};
 constexpr Box kSpectrumBox{kLeft, 272, kInnerWidth, 210};
 constexpr Box kScoreBox{kLeft, 512, kInnerWidth, 190};
 constexpr double kHeight = kScoreBox.bottom() + 52;
-constexpr double kShownDecibels = 70;
 constexpr std::size_t kScoreColumns = 1100;
 constexpr double kBarHeight = 5;        // over the spectrogram, where speech is
 constexpr std::size_t kMostEdges = 40;  // more lines would hide the spectrogram
@@ -70,37 +69,17 @@ void draw_wave(Svg& svg, const Analysis& analysis, const Scoring& scoring)
 
 void draw_spectrogram(Svg& svg, const Analysis& analysis, const Scoring& scoring)
 {
-    const auto columns = analysis.overview.spectra().columns();
-    auto decibels = [](const SpectrumColumn& column, std::size_t row) {
-        return 10 * std::log10(column.power[row] / static_cast<double>(column.frames) + 1e-12);
-    };
-    double loudest = -kShownDecibels;
-    for (const SpectrumColumn& column : columns)
-        for (std::size_t row = 0; row < SpectrumColumn::kRows; ++row)
-            loudest = std::max(loudest, decibels(column, row));
-
-    std::vector<std::uint8_t> pixels;
-    for (std::size_t row = SpectrumColumn::kRows; row-- > 0;)
-        for (const SpectrumColumn& column : columns) {
-            const double shade = 1 - (loudest - decibels(column, row)) / kShownDecibels;
-            pixels.push_back(static_cast<std::uint8_t>(std::lround(255 * std::clamp(shade, 0.0, 1.0))));
-        }
-
-    const Panel panel(kSpectrumBox, 0, analysis.seconds, 0, analysis.overview.highest_hz() / 1000);
-    // Column i stands for the time around its frames' centres.
-    const double frames = static_cast<double>(
-        columns.size() * static_cast<std::size_t>(analysis.overview.spectra().items_a_column()));
+    const SpectrogramColumns& spectra = analysis.overview.spectra();
+    const Panel panel(kSpectrumBox, 0, analysis.seconds, 0, spectra.highest_hz() / 1000);
+    // A column stands for the time around its frames' centres.
     const double start = 0.5 * (analysis.shape.length - analysis.shape.hop) / analysis.shape.rate;
-    const double end = start + frames * analysis.shape.hop / analysis.shape.rate;
+    const double shift = static_cast<double>(analysis.shape.hop) / analysis.shape.rate;
 
     svg.begin_group("spectrogram");
     svg.title("Spectrogram");
-    svg.text({kLeft, kSpectrumBox.y - 8}, "Spectrogram, " + fixed(kShownDecibels, 0) + " dB from white to dark",
-             "heading");
-    svg.begin_group("levels", &kSpectrumBox);
-    svg.image({panel.x(start), kSpectrumBox.y, panel.x(end) - panel.x(start), kSpectrumBox.height},
-              png_data_address(pixels, columns.size(), level_palette()));
-    svg.end_group();
+    svg.text({kLeft, kSpectrumBox.y - 8},
+             "Spectrogram, " + fixed(Spectrogram::kShownDecibels, 0) + " dB from white to dark", "heading");
+    draw_levels(svg, panel, spectra.picture(spectra.loudest(), start, shift));
     draw_x_axis(svg, panel, "", Labels::None);
     draw_y_axis(svg, panel, "frequency (kHz)", 5);
     for (const Segment& segment : scoring.segments) {

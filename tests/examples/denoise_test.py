@@ -1,5 +1,6 @@
 """denoise on real and made-up sound: usage: denoise_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
 import array
+import base64
 import csv
 import math
 import os
@@ -10,6 +11,7 @@ import signal
 import subprocess
 import sys
 import unittest
+import zlib
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True
@@ -37,6 +39,17 @@ def run_binary(*arguments, input=None):
 def noise(count, deviation, seed=1):
     generator = random.Random(seed)
     return [generator.gauss(0, deviation) for _ in range(count)]
+
+
+def pixels_of(address):
+    """The bytes of a picture of 256 colours, each row behind its filter's number, 0."""
+    content = base64.b64decode(address.split(",")[1])
+    at, packed = 8, b""
+    while at < len(content):
+        size, kind = int.from_bytes(content[at:at + 4], "big"), content[at + 4:at + 8]
+        packed += content[at + 8:at + 8 + size] if kind == b"IDAT" else b""
+        at += size + 12
+    return zlib.decompress(packed)
 
 
 def level(samples):
@@ -114,6 +127,8 @@ class DenoiseTest(ProgramTestCase):
                     self.assertGreater(gained(kind, snr, way), -0.5 if kind == "babble" else 0, (kind, snr, way))
                     other = way.replace(" --fixed", "")
                     self.assertLess(abs(gained(kind, snr, way) - gained(kind, snr, other)), 0.1, (kind, snr, way))
+                    if other != way:  # and measured by itself
+                        self.assertNotEqual(table[kind, snr, way]["pauses"], table[kind, snr, other]["pauses"])
         # Mixed as stated: segmental values lie below the mean, and fall with it.
         for kind in ("white", "pink"):
             before = [float(table[kind, snr, ours[0]]["before"]) for snr in (15, 10, 5, 0)]
@@ -252,6 +267,11 @@ class DenoiseTest(ProgramTestCase):
             lines[line.get("class")] = [(value("x", x), value("y", y)) for x, y in zip(places[::2], places[1::2])]
         return lines
 
+    def spectrograms_of(self, path):
+        images = list(ElementTree.parse(path).getroot().iter(SVG + "image"))
+        self.assertEqual(len(images), 2)
+        return [pixels_of(image.get("{http://www.w3.org/1999/xlink}href")) for image in images]
+
     def test_picture_has_the_noise_estimate(self):
         # 4 s, with tones from the second to the third.
         hiss, sine = noise(32000, 328), tone(700, 8000, 8000, 6000)
@@ -270,10 +290,22 @@ class DenoiseTest(ProgramTestCase):
             self.assertLess(abs(at("cleaned", 2.5) - at("sound", 2.5)), 0.5)
             self.assertLess(at("cleaned", 1.5), -52)
             self.assertLess(abs(lines["sound"][-1][0] - 4), 0.05)
-            images = ElementTree.parse(self.path("p.svg")).getroot().iter(SVG + "image")
-            self.assertEqual(len(list(images)), 2)
+            before, after = self.spectrograms_of(self.path("p.svg"))
+            # 40 dB and 60 dB below the tone, of 70 that are shown.
+            self.assertLess(3 * sum(after), sum(before))
+            self.assertEqual(max(before), 255)
+            self.assertGreater(max(after), 250)
             with open(self.path("p.svg")) as file:
                 self.assertNotRegex(file.read(), r"\b(nan|inf)\b")
+
+    def test_picture_of_silence_is_blank(self):
+        pictures = []
+        for value in (0, 1000):
+            write_pcm16(self.path("a.wav"), [[value * (i % 2) for i in range(9000)]], 8000)
+            self.done(self.path("a.wav"), self.path("b.wav"), "--picture", self.path("p.svg"))
+            pictures += self.spectrograms_of(self.path("p.svg"))
+        self.assertEqual([set(pixels) for pixels in pictures[:2]], [{0}, {0}])
+        self.assertTrue(all(max(pixels) > 100 for pixels in pictures[2:]))
 
     # Formats
 
@@ -351,8 +383,10 @@ class DenoiseTest(ProgramTestCase):
         write_pcm16(self.path("quiet.wav"), [[0] * 8000], 8000)
         open(self.path("empty.wav"), "w").close()
         write_pcm16(self.path("slow.wav"), [[1] * 8000], 4000)
+        write_pcm16(self.path("short.wav"), [[1000] * 159], 8000)
         old = ["--csv", self.path("old.wav")]
         self.check_refused("measure", self.path("quiet.wav"), *old, reason="quiet.wav: is silent")
+        self.check_refused("measure", self.path("short.wav"), *old, reason="short.wav: is shorter than a frame")
         self.check_refused("measure", self.path("slow.wav"), *old, reason="slow.wav: has a sample rate of 4000 Hz")
         for name, reason in (("empty.wav", "is empty"), ("missing.wav", "no such file"), (".", "is a directory")):
             self.check_refused("measure", self.path(name), *old, reason=reason)
@@ -379,7 +413,14 @@ class DenoiseTest(ProgramTestCase):
         before = self.content("a.wav")
         for name in ("a.wav", "b.wav"):
             self.check_refused(self.path("a.wav"), self.path(name), status=2, reason="overwritten")
+            self.check_refused("measure", self.path("a.wav"), "--csv", self.path(name), status=2, reason="overwritten")
         self.assertEqual(self.content("a.wav"), before)
+
+    def test_the_picture_does_not_take_the_place_of_the_result(self):
+        os.symlink(self.folder, self.path("way"))
+        for out in ("old.wav", "new.wav"):
+            for picture in (out, "./" + out, "way/" + out, self.path(out)):
+                self.check_refused(SENTENCE, out, "--picture", picture, cwd=self.folder, status=2, reason="overwrite")
 
     def test_outputs_that_cannot_be_written(self):
         for out, reason in ((self.path("none/a.wav"), "No such file"), (self.folder, "is a directory"),

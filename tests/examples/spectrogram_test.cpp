@@ -25,8 +25,9 @@ std::vector<float> sine(double hertz, std::size_t samples, double level = 0.5)
 int pixel(const Spectrogram& levels, double hertz, double time)
 {
     const std::size_t rows = levels.pixels.size() / levels.width;
-    const auto row =
-        static_cast<std::size_t>(std::lround((1 - hertz / levels.highest_hz) * static_cast<double>(rows - 1)));
+    // A row has an equal part of the frequencies.
+    const std::size_t row =
+        rows - 1 - static_cast<std::size_t>(hertz / levels.highest_hz * static_cast<double>(rows));
     const auto column = static_cast<std::size_t>((time - levels.start) / (levels.end - levels.start) *
                                                  static_cast<double>(levels.width));
     return levels.pixels[row * levels.width + column];
@@ -72,12 +73,13 @@ TEST(Spectrogram, SamplesThatAreNoNumbersAreSilence)
 
 TEST(Spectrogram, ColumnsAreBounded)
 {
-    const std::vector<float> sound = sine(1000, 10 * kRate);
-    for (std::size_t most : {1u, 2u, 100u, 1000u}) {
-        const Spectrogram levels = spectrogram_of(sound, kRate, most);
-        EXPECT_LE(levels.width, most);
-        EXPECT_GT(2 * levels.width, most);
-        EXPECT_GT(levels.end - levels.start, 0.95 * 10);
+    for (const std::size_t seconds : {10u, 11u, 30u, 100u}) {
+        const Spectrogram levels = spectrogram_of(sine(1000, seconds * kRate), kRate);
+        EXPECT_LE(levels.width, 2048u);
+        EXPECT_GE(levels.width, 1024u);
+        EXPECT_NEAR(levels.end - levels.start, static_cast<double>(seconds), 0.1);
+        EXPECT_GE(pixel(levels, 1000, 0.9 * static_cast<double>(seconds)), 254);
+        EXPECT_EQ(pixel(levels, 3000, 0.9 * static_cast<double>(seconds)), 0);
     }
 }
 
@@ -88,7 +90,7 @@ TEST(Spectrogram, SilenceAndShortSounds)
     EXPECT_EQ(spectrogram_of(sine(1000, 160), kRate).width, 1u);
     const std::vector<float> silence(kRate);
     for (int value : spectrogram_of(silence, kRate).pixels) ASSERT_EQ(value, 0);
-    EXPECT_EQ(spectrogram_of(silence, 1).width, 2000u);  // frames of 2 samples, 4 apart
+    EXPECT_EQ(spectrogram_of(silence, 1).width, 2000u);  // frames of 2 samples, of which a column has 4
 }
 
 }  // namespace
