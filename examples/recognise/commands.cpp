@@ -144,7 +144,7 @@ void run_test(const std::vector<std::string>& words)
         content.facts.push_back({"noise", noise_name(noise->kind) + ", " + shortest(noise->snr_db) + " dB"});
         content.headline_about += ", with " + noise_name(noise->kind) + " noise";
     }
-    const std::vector<Recogniser> recognisers = all_recognisers(model);
+    const std::vector<Recogniser> recognisers = made_of(file, [&] { return all_recognisers(model); });
     if (connected) {
         add_connected(content, recognisers, recordings, threads);
         content.headline = content.connected[0].sentences;
@@ -169,7 +169,7 @@ void run_recognise(const std::vector<std::string>& words)
     const ScorerKind scorer = scorer_of(arguments);
     auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
-    const Recogniser recogniser(std::move(model), scorer);
+    const Recogniser recogniser = made_of(file, [&] { return Recogniser(std::move(model), scorer); });
 
     for_each_recording(file.behind, [&](const std::string& path, const Recording& recording) {
         check_rate(recording, recogniser.model().kind);

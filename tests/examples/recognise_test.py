@@ -216,6 +216,21 @@ class TestTraining(ProgramTestCase):
         self.assertIn(b"\nnormalisation variance\n", self.train("--normalise", "variance"))
         self.assertIn(b"\nwidth 26\n", self.train("--derivatives", "1"))
 
+    def test_parameters_out_of_all_range(self):
+        text = self.train("--folds", "0", "--components", "1")
+        body = re.sub(rb"\nvariance \S+", b"\nvariance 1e308", text[:text.rindex(b"end ")], count=1)
+        value = 0xcbf29ce484222325
+        for byte in body:
+            value = (value ^ byte) * 0x100000001b3 % 2 ** 64
+        model, file = self.write("model", body + b"end %016x\n" % value), recordings("test", "no")[0]
+        for scorer in SCORERS:
+            result = run(model, file, "--scorer", scorer)
+            if scorer.startswith("16bit"):
+                self.assertEqual(result.returncode, 1)
+                self.assertEqual(result.stderr, f"recognise: {model}: the means and variances are too far apart for 16 bits\n")
+            else:
+                self.assertEqual(ANSWER.match(result.stdout.strip())["word"], "no")
+
     def test_one_speaker_alone(self):
         for word in os.listdir(self.words):
             for name in os.listdir(os.path.join(self.words, word)):
