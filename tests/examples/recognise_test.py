@@ -171,13 +171,14 @@ class TestWords(Trained):
         with open(self.model, encoding="ascii") as file:
             text = file.read()
         good, = recordings("test", "no")
-        for damaged, reason in ((text[:1000], "cut short"), ("", "line 1: "), (text.replace("stay -0.", "stay -1.", 1), "damaged"),
-                                ("RIFF" + text, "line 1: "), (text + "more\n", "the text ends here"),
+        for damaged, reason in ((text[:1000], "cut short"), (text.replace("stay -0.", "stay -1.", 1), "damaged"),
+                                ("", "line 1: "), ("RIFF" + text, "line 1: "), (text + "more\n", "the text ends here"),
                                 (b"\0" * 100, "line 1: "), (bytes(range(256)) * 40, "line 1: ")):
             self.write("damaged", damaged)
             # Where no recordings' folder stands behind it, a file is a model only if it begins like one.
             unlike = reason == "line 1: "
-            for arguments, wanted in (("damaged", good), "is no model" if unlike else reason), (("test", "damaged", folder("test")), reason):
+            for arguments, wanted in ((("damaged", good), "is no model" if unlike else reason),
+                                      (("test", "damaged", folder("test")), reason)):
                 result = run(*arguments, cwd=self.folder)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(wanted, result.stderr)
@@ -227,7 +228,8 @@ class TestTraining(ProgramTestCase):
             result = run(model, file, "--scorer", scorer)
             if scorer.startswith("16bit"):
                 self.assertEqual(result.returncode, 1)
-                self.assertEqual(result.stderr, f"recognise: {model}: the means and variances are too far apart for 16 bits\n")
+                self.assertEqual(result.stderr,
+                                 f"recognise: {model}: the means and variances are too far apart for 16 bits\n")
             else:
                 self.assertEqual(ANSWER.match(result.stdout.strip())["word"], "no")
 
