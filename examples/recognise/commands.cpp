@@ -126,6 +126,7 @@ void run_test(const std::vector<std::string>& words)
     const bool connected = arguments.flag("--connected");
     const std::optional<std::string> unknown = arguments.text("--unknown");
     if (connected && unknown) throw WrongUse("--unknown is for words that stand alone");
+    if (!connected) refuse_options(arguments, {"--word-penalty"}, "needs --connected");
     auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
     if (unknown && !model.threshold) throw Failure(file.path + ": has no threshold of confidence");
@@ -165,6 +166,7 @@ void run_recognise(const std::vector<std::string>& words)
     if (TemplateModel::begins(file.text)) return recognise_by_templates(arguments, file);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
+    if (!options.connected) refuse_options(arguments, {"--word-penalty"}, "needs --connected");
     options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
     auto model = parsed<Model>(file);

@@ -281,6 +281,8 @@ class TestTraining(ProgramTestCase):
                           ("train", self.words, "-o", "x", "--normalise", "median"), ("test",), ("test", "model"),
                           ("test", "model", self.words, "--snr", "10"),
                           ("test", "model", self.words, "--noise", "brown"), ("demo",), (self.path("model"),),
+                          (self.path("model"), good, "--word-penalty", "-9"),
+                          ("test", "model", self.words, "--word-penalty", "-9"),
                           (self.path("model"), good, "--nbest", "0"),
                           (self.path("model"), good, "--nbest", "51"), (self.path("model"), good, "--scorer", "best"),
                           ("--unknown-option", "model")):
