@@ -109,6 +109,9 @@ class SmallFolders(Case):
             result = run_program([PROGRAM, self.sound(name + ".wav", samples, rate)], cwd=self.folder)
             self.assertEqual(result.returncode, 1)
             self.assertIn(reason, result.stderr.splitlines()[-1])
+        with open(SPOKEN, "rb") as file:
+            self.write("cut.flac", file.read(1500))
+        self.assertIn("cut.flac: is damaged", self.run_here("cut.flac", code=1).stderr)
         self.assertIn("tone.wav: ", self.run_here(self.sound("tone.wav", tone)).stdout)
 
 
