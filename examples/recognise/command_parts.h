@@ -52,15 +52,22 @@ struct ModelFile {
 // as many words as `all` of them; else it is the usual one. Throws Failure, which begins with a name.
 ModelFile model_file(const Arguments& arguments, std::optional<std::size_t> all = {});
 
-// What M::parse makes of it. Throws Failure, which begins with the file's name.
-template <class M>
-M parsed(const ModelFile& file)
+// What make() returns. Throws its Failure with the file's name before it.
+template <class Make>
+auto made_of(const ModelFile& file, Make make)
 {
     try {
-        return M::parse(file.text);
+        return make();
     } catch (const Failure& failure) {
         throw Failure(file.path + ": " + failure.what());
     }
+}
+
+// M: Model or TemplateModel.
+template <class M>
+M parsed(const ModelFile& file)
+{
+    return made_of(file, [&] { return M::parse(file.text); });
 }
 
 // Calls use with the name and the sound of each file. One that fails says so on stderr, and the others come still;

@@ -126,6 +126,7 @@ void run_test(const std::vector<std::string>& words)
     const bool connected = arguments.flag("--connected");
     const std::optional<std::string> unknown = arguments.text("--unknown");
     if (connected && unknown) throw WrongUse("--unknown is for words that stand alone");
+    if (!connected) refuse_options(arguments, {"--word-penalty"}, "needs --connected");
     auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
     if (unknown && !model.threshold) throw Failure(file.path + ": has no threshold of confidence");
@@ -144,7 +145,7 @@ void run_test(const std::vector<std::string>& words)
         content.facts.push_back({"noise", noise_name(noise->kind) + ", " + shortest(noise->snr_db) + " dB"});
         content.headline_about += ", with " + noise_name(noise->kind) + " noise";
     }
-    const std::vector<Recogniser> recognisers = all_recognisers(model);
+    const std::vector<Recogniser> recognisers = made_of(file, [&] { return all_recognisers(model); });
     if (connected) {
         add_connected(content, recognisers, recordings, threads);
         content.headline = content.connected[0].sentences;
@@ -165,11 +166,12 @@ void run_recognise(const std::vector<std::string>& words)
     if (TemplateModel::begins(file.text)) return recognise_by_templates(arguments, file);
     DecodingOptions options;
     options.connected = arguments.flag("--connected");
+    if (!options.connected) refuse_options(arguments, {"--word-penalty"}, "needs --connected");
     options.hypotheses = arguments.whole("--nbest", 1, 1, 50);
     const ScorerKind scorer = scorer_of(arguments);
     auto model = parsed<Model>(file);
     model.word_penalty = arguments.number("--word-penalty", model.word_penalty, -1e6, 1e6);
-    const Recogniser recogniser(std::move(model), scorer);
+    const Recogniser recogniser = made_of(file, [&] { return Recogniser(std::move(model), scorer); });
 
     for_each_recording(file.behind, [&](const std::string& path, const Recording& recording) {
         check_rate(recording, recogniser.model().kind);

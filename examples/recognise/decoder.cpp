@@ -1,6 +1,7 @@
 #include "recognise/decoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <map>
 #include <utility>
@@ -99,7 +100,9 @@ class Search {
         }
         collect_entries(scores.frames());
         std::vector<Path> paths;
-        for (const Token& token : ends_.list()) paths.push_back(path_of(token, scores));
+        // Scores that are no numbers, of features or models out of all range, lead nowhere.
+        for (const Token& token : ends_.list())
+            if (std::isfinite(token.score)) paths.push_back(path_of(token, scores));
         return paths;
     }
 

@@ -43,7 +43,7 @@ struct Network {
 };
 
 // The best paths, best first; of equal scores the one whose words stand earlier in the list. None if the frames
-// are fewer than the shortest word has states.
+// are fewer than the shortest word has states, or if no path has a finite score.
 std::vector<Path> decode(const Network& network, const ScoreMatrix& scores, const DecodingOptions& options);
 
 // The best way through chains in the given order, for the frames from first up to end: appends every frame's

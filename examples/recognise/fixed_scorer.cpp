@@ -13,6 +13,7 @@ namespace {
 // How far features lie beyond the means, in standard deviations of a column: what is further out counts as this
 // far.
 constexpr float kBeyondMeans = 4;
+constexpr float kLargest = 1e30f;  // of means and reciprocal variances on the columns' scale
 
 // Calls use(mixture, component, mean, precision) for every Gaussian of the model, with the last two in single
 // precision on the columns' common scale.
@@ -66,6 +67,10 @@ FixedScorer::FixedScorer(Arithmetic arithmetic, const Model& model)
                       precisions.widen(range_of(precision));
                   });
     values.widen({values.lowest - kBeyondMeans, values.highest + kBeyondMeans});
+    // A parameter out of all range leaves nothing of the others; of NaN, too, no comparison holds.
+    const bool fits = precisions.lowest > 0 && precisions.highest < kLargest && values.lowest > -kLargest &&
+                      values.highest < kLargest && std::isfinite(log_factors);
+    if (!fits) throw Failure("the means and variances are too far apart for 16 bits");
     format_ = format_for(arithmetic, values, precisions, model.kind.width);
 
     std::vector<float> rounded(width);

@@ -81,6 +81,7 @@ Recording read(const fs::path& path, double longest, Remarks* remarks)
 {
     Recording recording;
     recording.path = path.string();
+    bool ends_early = false;
     const auto refuse = [&](const std::string& reason) { throw Failure(recording.path + ": " + reason); };
     try {
         SoundFile sound(recording.path);
@@ -93,6 +94,7 @@ Recording read(const fs::path& path, double longest, Remarks* remarks)
         // A sample more than allowed tells that there are more.
         recording.samples.resize(most + 1);
         recording.samples.resize(sound.read(recording.samples));
+        ends_early = sound.ended_early();
         for (const std::string& text : remarks_on(sound)) remark(remarks, path, text);
         if (recording.samples.size() > most) refuse("is longer than " + shortest(longest) + " s");
     } catch (const Failure& failure) {
@@ -101,7 +103,8 @@ Recording read(const fs::path& path, double longest, Remarks* remarks)
     }
     const std::vector<float>& samples = recording.samples;
     if (static_cast<double>(samples.size()) < kShortest * recording.rate)
-        refuse("is shorter than " + shortest(kShortest) + " s");
+        refuse((ends_early ? "is damaged, and what can be read shorter than " : "is shorter than ") +
+               shortest(kShortest) + " s");
     float lowest = 0, highest = 0;
     require(zelsMinMax_32f(samples.data(), static_cast<std::int32_t>(samples.size()), &lowest, &highest),
             "zelsMinMax_32f");

@@ -109,6 +109,9 @@ class SmallFolders(Case):
             result = run_program([PROGRAM, self.sound(name + ".wav", samples, rate)], cwd=self.folder)
             self.assertEqual(result.returncode, 1)
             self.assertIn(reason, result.stderr.splitlines()[-1])
+        with open(SPOKEN, "rb") as file:
+            self.write("cut.flac", file.read(1500))
+        self.assertIn("cut.flac: is damaged", self.run_here("cut.flac", code=1).stderr)
         self.assertIn("tone.wav: ", self.run_here(self.sound("tone.wav", tone)).stdout)
 
 
@@ -134,23 +137,31 @@ class Demo(Case):
             with open(self.path("model"), "rb") as file:
                 model = file.read()
             # Without speeds.
-            outputs.append((re.sub(r"(%) +\d+\n", r"\1\n", text), re.sub(r'<td class="number">\d+(\u00a0\d+)+</td>', "", page),
-                            model))
+            outputs.append((re.sub(r"(%) +\d+\n", r"\1\n", text),
+                            re.sub(r'<td class="number">\d+(\u00a0\d+)+</td>', "", page), model))
         self.assertEqual(*outputs)
         rows = re.findall(r"^(\S+) +(\d+\.\d\d) % +\d+$", text, re.M)
         self.assertEqual([name for name, _ in rows], ["float", "16bit", "16bit-low", "selection", "templates"])
         for noise in "white", "pink", "babble":
-            clean, *in_noise = re.search(rf"With {noise} +clean +20 dB +10 dB +5 dB\ntrained without +(.*)", text)[1].split(" %")[:4]
+            line = re.search(rf"With {noise} +clean +20 dB +10 dB +5 dB\ntrained without +(.*)", text)[1]
+            clean, *in_noise = line.split(" %")[:4]
             self.assertEqual(clean.strip(), rows[0][1])
             self.assertLessEqual(float(in_noise[-1]), float(clean))
         counts = [[int(x) for x in line.replace(".", "0").split()[1:]]
                   for line in text.split("recognised (columns)\n")[1].split("\n\n")[0].split("\n")[1:]]
         self.assertEqual((len(counts), sum(map(sum, counts))), (4, 16))
         self.assertAlmostEqual(sum(counts[i][i] for i in range(4)) / 0.16, float(rows[0][1]), delta=0.01)
-        for part in ("of voices that training did not hear", "Best path: the state within the word", "data:image/png;base64,",
-                     "Log likelihood of every frame", 'id="confusions"'):
+        for part in ("of voices that training did not hear", "Best path: the state within the word",
+                     "data:image/png;base64,", "Log likelihood of every frame", 'id="confusions"'):
             self.assertIn(part, page)
         self.assertIn(f"{sum(counts[i][i] for i in range(4))} of 16 right", page)
+        # The picture's path: through each word from its first state, at the bottom, to its last.
+        paths = [[float(point.split(",")[1]) for point in points.split()]
+                 for points in re.findall(r'<path class="states [^"]*" d="M([^"]*)"', page)]
+        self.assertEqual({path[0] for path in paths}, {max(map(max, paths))})
+        for path in paths:
+            self.assertEqual(path, sorted(path, reverse=True))
+        self.assertEqual(max(len(set(path)) for path in paths), int(re.search(rb"word seven\nstates (\d+)", model)[1]))
 
     def test_says_so_when_the_test_holds_voices_of_the_training(self):
         self.make(speakers("train")[5:7])

@@ -171,13 +171,14 @@ class TestWords(Trained):
         with open(self.model, encoding="ascii") as file:
             text = file.read()
         good, = recordings("test", "no")
-        for damaged, reason in ((text[:1000], "cut short"), ("", "line 1: "), (text.replace("stay -0.", "stay -1.", 1), "damaged"),
-                                ("RIFF" + text, "line 1: "), (text + "more\n", "the text ends here"),
+        for damaged, reason in ((text[:1000], "cut short"), (text.replace("stay -0.", "stay -1.", 1), "damaged"),
+                                ("", "line 1: "), ("RIFF" + text, "line 1: "), (text + "more\n", "the text ends here"),
                                 (b"\0" * 100, "line 1: "), (bytes(range(256)) * 40, "line 1: ")):
             self.write("damaged", damaged)
             # Where no recordings' folder stands behind it, a file is a model only if it begins like one.
             unlike = reason == "line 1: "
-            for arguments, wanted in (("damaged", good), "is no model" if unlike else reason), (("test", "damaged", folder("test")), reason):
+            for arguments, wanted in ((("damaged", good), "is no model" if unlike else reason),
+                                      (("test", "damaged", folder("test")), reason)):
                 result = run(*arguments, cwd=self.folder)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(wanted, result.stderr)
@@ -215,6 +216,22 @@ class TestTraining(ProgramTestCase):
         self.assertEqual(set(re.findall(rb"\ncomponents (\d+)", self.train("--components", "1"))), {b"1"})
         self.assertIn(b"\nnormalisation variance\n", self.train("--normalise", "variance"))
         self.assertIn(b"\nwidth 26\n", self.train("--derivatives", "1"))
+
+    def test_parameters_out_of_all_range(self):
+        text = self.train("--folds", "0", "--components", "1")
+        body = re.sub(rb"\nvariance \S+", b"\nvariance 1e308", text[:text.rindex(b"end ")], count=1)
+        value = 0xcbf29ce484222325
+        for byte in body:
+            value = (value ^ byte) * 0x100000001b3 % 2 ** 64
+        model, file = self.write("model", body + b"end %016x\n" % value), recordings("test", "no")[0]
+        for scorer in SCORERS:
+            result = run(model, file, "--scorer", scorer)
+            if scorer.startswith("16bit"):
+                self.assertEqual(result.returncode, 1)
+                self.assertEqual(result.stderr,
+                                 f"recognise: {model}: the means and variances are too far apart for 16 bits\n")
+            else:
+                self.assertEqual(ANSWER.match(result.stdout.strip())["word"], "no")
 
     def test_one_speaker_alone(self):
         for word in os.listdir(self.words):
@@ -264,6 +281,8 @@ class TestTraining(ProgramTestCase):
                           ("train", self.words, "-o", "x", "--normalise", "median"), ("test",), ("test", "model"),
                           ("test", "model", self.words, "--snr", "10"),
                           ("test", "model", self.words, "--noise", "brown"), ("demo",), (self.path("model"),),
+                          (self.path("model"), good, "--word-penalty", "-9"),
+                          ("test", "model", self.words, "--word-penalty", "-9"),
                           (self.path("model"), good, "--nbest", "0"),
                           (self.path("model"), good, "--nbest", "51"), (self.path("model"), good, "--scorer", "best"),
                           ("--unknown-option", "model")):

@@ -191,6 +191,24 @@ TEST_P(Decoding, TooFewFramesGiveNoPath)
     EXPECT_FALSE(decode(network, random_scores(numbers, 2, 7), {GetParam(), 3}).empty());
 }
 
+TEST_P(Decoding, ScoresThatAreNoNumbersGiveNoPath)
+{
+    Numbers numbers(6);
+    const Network network = small_network(numbers);
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    for (const float bad : {std::numeric_limits<float>::quiet_NaN(), kInfinity, -kInfinity}) {
+        ScoreMatrix scores = random_scores(numbers, 9, 7);
+        for (std::int32_t s = 0; s < 7; ++s) scores[4][s] = bad;
+        EXPECT_TRUE(decode(network, scores, {GetParam(), 3}).empty()) << bad;
+        // Where a state is sound, its paths remain.
+        scores[4][2] = -1;
+        for (const Path& path : decode(network, scores, {GetParam(), 3})) {
+            EXPECT_TRUE(std::isfinite(path.score)) << bad;
+            EXPECT_EQ(path.states.size(), 9U);
+        }
+    }
+}
+
 TEST(RecogniseAlign, PassesAllChainsAndMayLeaveOutTheEnds)
 {
     Numbers numbers(3);
