@@ -36,9 +36,11 @@ std::string output_of(const Arguments& arguments)
     return *out;
 }
 
+std::string shown_name(const std::string& file) { return file == "-" ? "standard input" : file; }
+
 void print_remarks(const std::string& path, const SpeechInput& input)
 {
-    for (const std::string& remark : input.remarks()) complain(path + ": " + remark);
+    for (const std::string& remark : input.remarks()) complain(shown_name(path) + ": " + remark);
 }
 
 }  // namespace zelsr::examples

@@ -24,13 +24,15 @@ int block_of(const Arguments& arguments);
 std::vector<std::string> some_words(const Arguments& arguments);
 // Of -o.
 std::string output_of(const Arguments& arguments);
+// Of an input, for messages.
+std::string shown_name(const std::string& file);
 void print_remarks(const std::string& path, const SpeechInput& input);
 
 // With the file's name in front of what goes wrong. Damage stays Damage.
 template <class Work>
 auto about(const std::string& file, Work work)
 {
-    const std::string name = file == "-" ? "standard input" : file;
+    const std::string name = shown_name(file);
     try {
         return work();
     } catch (const WrongUse&) {

@@ -19,8 +19,6 @@
 namespace zelsr::examples {
 namespace {
 
-const char* const kStandardOutput = "/dev/stdout";
-
 // From, to.
 std::pair<std::string, std::string> two_words(const Arguments& arguments, const char* wanted)
 {
@@ -69,7 +67,7 @@ class DecodedOutput {
     explicit DecodedOutput(const std::string& path)
     {
         if (path == "-")
-            plain_.emplace(kStandardOutput);
+            plain_.emplace(OutputFile::Standard::Output);
         else
             sound_.emplace(path, kRate, 1, format_of(path));
     }
@@ -88,7 +86,7 @@ class DecodedOutput {
             bytes.push_back(static_cast<char>(sample >> 8 & 0xFF));
         }
         plain_->write(bytes);
-        if (plain_->direct()) std::fflush(plain_->stream());
+        plain_->flush();
     }
     void commit() { sound_ ? sound_->commit() : plain_->commit(); }
     std::int64_t limited() const { return limited_; }  // samples beyond full scale
@@ -186,16 +184,18 @@ bool run_encode(const Arguments& arguments)
     EnvelopeBook book = book_of(arguments);
     about(from, [&] {
         SpeechInput input(from, rate, block);
-        OutputFile file(to == "-" ? kStandardOutput : to);
+        std::optional<OutputFile> out;
+        to == "-" ? out.emplace(OutputFile::Standard::Output) : out.emplace(to);
+        OutputFile& file = *out;
         StreamWriter writer(file, book.identity());
         Encoder encoder(book, [&](const Frame& frame, const Measured&) { writer.write(frame); });
         Progress progress(file_name(from), input.seconds());
         encode_all(input, encoder, [&] {
-            if (file.direct()) std::fflush(file.stream());
+            if (file.direct()) file.flush();
             progress.at(input.position());
         });
         writer.finish(encoder.samples());
-        const bool shown = to != "-" && !file.direct();
+        const bool shown = !file.direct();
         file.commit();
         print_remarks(from, input);
         const double seconds = static_cast<double>(encoder.samples()) / kRate;
@@ -220,7 +220,7 @@ bool run_decode(const Arguments& arguments)
         if (decoded.damage && (!arguments.flag("--salvage") || decoded.samples == 0))
             throw Damage(*decoded.damage + (decoded.samples > 0 ? "; --salvage keeps what comes before" : ""));
         out.commit();
-        if (decoded.damage) complain(from + ": " + *decoded.damage);
+        if (decoded.damage) complain(shown_name(from) + ": " + *decoded.damage);
         if (to != "-")
             std::printf("%s: %s s%s\n", to.c_str(), fixed(static_cast<double>(decoded.samples) / kRate, 2).c_str(),
                         limited_text(out.limited()).c_str());

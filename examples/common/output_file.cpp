@@ -55,9 +55,11 @@ OutputFile::OutputFile(const std::string& path) : path_(path), place_(behind_lin
     fail(reason);
 }
 
+OutputFile::OutputFile(Standard) : path_("the standard output"), file_(stdout) {}
+
 OutputFile::~OutputFile()
 {
-    if (file_ == nullptr) return;
+    if (file_ == nullptr || file_ == stdout) return;
     std::fclose(file_);
     if (!direct()) unlink(written_as_.c_str());
 }
@@ -75,8 +77,17 @@ void OutputFile::write_at_start(std::string_view bytes)
     write(bytes);
 }
 
+void OutputFile::flush()
+{
+    if (std::fflush(file_) != 0) fail(system_error_text());
+}
+
 void OutputFile::commit()
 {
+    if (file_ == stdout) {
+        flush();
+        return;
+    }
     std::FILE* file = file_;
     file_ = nullptr;
     if (std::fclose(file) == 0 && (direct() || std::rename(written_as_.c_str(), place_.c_str()) == 0)) return;

@@ -13,12 +13,16 @@ namespace zelsr::examples {
 class OutputFile {
   public:
     explicit OutputFile(const std::string& path);
+    // The standard output, wherever it leads: written directly.
+    enum class Standard { Output };
+    explicit OutputFile(Standard);
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
     void write(std::string_view bytes);
     void write_at_start(std::string_view bytes);  // over what was written there; the last write before commit()
+    void flush();                                 // what was written leaves at once
     void commit();
 
     // For writers that move about in the file. They keep an eye on errors themselves, and say so by fail().

@@ -60,6 +60,23 @@ class CodecTest(CodecTestCase):
         self.done("both", path, "-o", self.path("out"))
         self.assertEqual(read_wave(self.path("out/made.wav")), (8000, expected))
 
+    def test_standard_output(self):
+        path = self.sound(vowel(120, 0.5))
+        coded = self.encoded(path)
+        expected = array.array("h", self.decoded(coded)).tobytes()
+        # Behind what is there already, in a file that is open for more.
+        with open(self.path("all"), "wb") as file:
+            file.write(b"before")
+            file.flush()
+            subprocess.run([PROGRAM, "encode", path, "-"], stdout=file, check=True)
+            subprocess.run([PROGRAM, "decode", self.path("coded.lpc"), "-"], stdout=file, check=True)
+        self.assertEqual(content_of(self.path("all")), b"before" + coded + expected)
+        for words in (["encode", path, "-"], ["decode", self.path("coded.lpc"), "-"]):
+            with open("/dev/full", "wb") as full:
+                result = subprocess.run([PROGRAM, *words], stdout=full, stderr=subprocess.PIPE)
+            self.assertEqual(result.returncode, 1)
+            self.assertRegex(result.stderr, b"^codec: .*: cannot write the standard output: .*\n$")
+
     def test_blocks_round_alike(self):
         # Little on a large offset: what the offset filter rounds off would show.
         path = self.sound([32000 + x for x in noise(4, deviation=1.2)])
@@ -241,7 +258,7 @@ class CodecTest(CodecTestCase):
         self.fails(1, "cannot write", "encode", same, self.path("no/such/out.lpc"))
         self.assertEqual(content_of(same), before)
         half = self.piped("encode", "-", "-", input=b"\1\2\3")
-        self.assertEqual((half.returncode, half.stderr), (0, b"codec: -: the last byte is half a sample\n"))
+        self.assertEqual((half.returncode, half.stderr), (0, b"codec: standard input: the last byte is half a sample\n"))
 
 
 if __name__ == "__main__":
