@@ -22,7 +22,7 @@ std::array<float, kCepstra> reference_cepstrum()
     return plain;
 }
 
-FloatAnalysis::FloatAnalysis(int bands) : bands_(bands), transform_(kOrder), reference_(reference_cepstrum())
+FloatAnalysis::FloatAnalysis(int bands) : transform_(kOrder), reference_(reference_cepstrum())
 {
     std::int32_t order = 0;
     ZelFBankState* bank = nullptr;
@@ -51,10 +51,7 @@ void FloatAnalysis::analyse(const float* frame, std::span<const float> high, flo
     require(zelsAdd_32f_I(&weighted_[1], windowed + 1, kFrame - 1), "zelsAdd_32f_I");
     require(zelsMul_32f(windowed, window_.data(), windowed, kFrame), "zelsMul_32f");
 
-    transform_.to_complex(windowed, spectrum_.data());
-    require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.data()), power_.data(), kPowerBins),
-            "zelsMagnitude_32fc");
-    require(zelsMul_32f(power_.data(), power_.data(), power_.data(), kPowerBins), "zelsMul_32f");
+    transform_.to_power(windowed, spectrum_.data(), power_.data(), kPowerBins);
     require(zelsEvalFBank_32f(power_.data(), logarithms_.data(), bank_.get()), "zelsEvalFBank_32f");
     require(zelsMaxEvery_32f_I(least_.data(), logarithms_.data(), kMelBands), "zelsMaxEvery_32f_I");
     require(zelsLn_32f_I(logarithms_.data(), kMelBands), "zelsLn_32f_I");

@@ -15,7 +15,7 @@ constexpr int kCepstra = 12;
 constexpr int kStatics = kCepstra + 2;  // c1 ... c12, c0, log energy: what the derivatives' function takes
 constexpr int kRow = 3 * (kCepstra + 1);
 constexpr int kMelBands = 23;  // from 64 to 4000 Hz
-constexpr float kMelMul = 2595, kMelDiv = 700, kLowHz = 64, kHighHz = kLowRate / 2;
+constexpr int kMelMul = 2595, kMelDiv = 700, kLowHz = 64, kHighHz = kLowRate / 2;
 constexpr int kHighBands = 3;  // more, up to 8000 Hz, where the sound has them
 
 // Values of a 16-bit row are those of the other one times 2^kRowBits; c0 and the log energy, which are larger,
@@ -37,7 +37,6 @@ class FloatAnalysis {
     void restart() { bias_.fill(0); }  // of an utterance
 
   private:
-    int bands_;
     FloatBank bank_;
     FloatTransform transform_;
     std::unique_ptr<ZelDCTLifterState_32f, MfccRelease> dct_;
@@ -54,7 +53,7 @@ constexpr int kLogBits = 16;
 // That of value times 2^-bits, value above 0.
 std::int32_t fixed_logarithm(std::int64_t value, int bits);
 
-// In integers. Every frame's spectrum is scaled by a power of two that fills 30 bits, which its logarithms take
+// In integers. Every frame's spectrum is scaled by a power of two that fills 31 bits, which its logarithms take
 // back.
 class FixedAnalysis {
   public:
@@ -67,8 +66,7 @@ class FixedAnalysis {
     int emphasise();
     int take_bands();
 
-    int bands_;
-    FixedBank bank_;
+    IntegerBank bank_;
     FixedTransform transform_;
     std::unique_ptr<ZelDCTLifterState_16s, MfccRelease> dct_;
     std::array<std::int16_t, kCepstra> reference_{}, bias_{};
@@ -77,7 +75,7 @@ class FixedAnalysis {
     alignas(16) std::array<std::int16_t, kPoints> windowed_{};
     alignas(16) std::array<std::int32_t, kPoints + 2> spectrum_{};
     std::array<std::int64_t, kPowerBins> power_{};
-    alignas(16) std::array<std::int16_t, kPowerBins> upper_half_{}, lower_half_{};
+    std::array<std::int32_t, kPowerBins> narrow_power_{};
     alignas(16) std::array<std::int32_t, kMelBands + kHighBands> logarithms_{};
 };
 

@@ -20,15 +20,9 @@ std::int32_t fixed_logarithm(std::int64_t value, int bits)
            static_cast<std::int32_t>(std::lround(std::ldexp((down - bits) * std::numbers::ln2, kLogBits)));
 }
 
-FixedAnalysis::FixedAnalysis(int bands) : bands_(bands), transform_(kOrder)
+FixedAnalysis::FixedAnalysis(int bands)
+    : bank_(kPoints, kLowRate, kLowHz, kHighHz, kMelBands, kMelMul, kMelDiv), transform_(kOrder)
 {
-    std::int32_t order = 0;
-    ZelFBankState* bank = nullptr;
-    const SrStatus status = zelsMelFBankInitAlloc_16s(&bank, &order, kPoints, kLowRate, kLowHz, kHighHz, kMelBands,
-                                                      kMelMul, kMelDiv, FBankWeightsFreq);
-    bank_.reset(bank);
-    require(status, "zelsMelFBankInitAlloc_16s");
-
     constexpr int kNoLifter = 1;
     ZelDCTLifterState_16s* dct = nullptr;
     const auto scale = static_cast<float>(std::sqrt(2.0 / bands));
@@ -96,21 +90,14 @@ int FixedAnalysis::take_bands()
         power_[b] = real * real + imaginary * imaginary;
         peak = std::max(peak, power_[b]);
     }
-    // The bank takes 16 bits: power of 30 passes in two halves.
-    const int down = std::max(0, width_of(peak) - 30);
-    for (std::size_t b = 0; b < kPowerBins; ++b) {
-        const std::int64_t power = power_[b] >> down;
-        upper_half_[b] = static_cast<std::int16_t>(power >> 15);
-        lower_half_[b] = static_cast<std::int16_t>(power & 0x7fff);
-    }
-    std::array<std::int32_t, kMelBands> upper{}, lower{};
-    require(zelsEvalFBank_16s32s_Sfs(upper_half_.data(), upper.data(), bank_.get(), -4),
-            "zelsEvalFBank_16s32s_Sfs");
-    require(zelsEvalFBank_16s32s_Sfs(lower_half_.data(), lower.data(), bank_.get(), 0),
-            "zelsEvalFBank_16s32s_Sfs");
+    const int down = std::max(0, width_of(peak) - 31);
+    std::transform(power_.begin(), power_.end(), narrow_power_.begin(),
+                   [down](std::int64_t power) { return static_cast<std::int32_t>(power >> down); });
     // Weights of the widest filter have a sum below 16: 4 bits less fit 32.
-    for (std::size_t i = 0; i < kMelBands; ++i) logarithms_[i] = upper[i] * (1 << 7) + (lower[i] >> 4);
-    return 2 * up - down - 4;
+    constexpr int kFilterBits = 4;
+    require(zelsEvalFBank_32s_Sfs(narrow_power_.data(), logarithms_.data(), bank_.get(), kFilterBits),
+            "zelsEvalFBank_32s_Sfs");
+    return 2 * up - down - kFilterBits;
 }
 
 }  // namespace zelsr::examples

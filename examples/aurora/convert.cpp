@@ -34,7 +34,7 @@ class Outputs {
             marks_->write("seconds,mark\n");
         }
         if (conversion.cleaned) {
-            const int container = container_of_ending(*conversion.cleaned).value_or(SF_FORMAT_WAV);
+            const int container = container_of_ending(*conversion.cleaned).value();
             cleaned_.emplace(*conversion.cleaned, kLowRate, 1, container | SF_FORMAT_PCM_16);
         }
         if (conversion.picture) picture_.emplace(rate);

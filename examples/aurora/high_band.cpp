@@ -32,11 +32,8 @@ void split(const std::int16_t* samples, std::int16_t* low, std::int16_t* high, i
             "zelsLowHighFilter_Aurora_16s_Sfs");
 }
 
-constexpr double kLearnsOver = 100, kOversubtraction = 1.5, kLeastPart = 0.1;
+constexpr double kOversubtraction = 1.5, kLeastPart = 0.1;
 constexpr double kCodedPart = 0.7;  // of the mean of both estimates
-// The smoothed spectrum has half as many bins as that of the mel bands, whose power pre-emphasis has raised by
-// (1 + 0.9)^2 at 4 kHz.
-const double kLikeMelBands = std::log(2 * 1.9 * 1.9);
 
 }  // namespace
 
@@ -103,17 +100,12 @@ std::array<float, kHighBands> FloatHighBand::logarithms(const float* noisy, cons
     smoothed_power(noisy, noisy_power_.data());
     smoothed_power(high, high_power_.data());
     require(zelsMul_32f(cleaned, window_.data(), windowed_.data(), kFrame), "zelsMul_32f");
-    transform_.to_complex(windowed_.data(), spectrum_.data());
-    require(
-        zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.data()), cleaned_power_.data(), kPowerBins),
-        "zelsMagnitude_32fc");
-    require(zelsMul_32f(cleaned_power_.data(), cleaned_power_.data(), cleaned_power_.data(), kPowerBins),
-            "zelsMul_32f");
+    transform_.to_power(windowed_.data(), spectrum_.data(), cleaned_power_.data(), kPowerBins);
 
     std::array<float, kHighBands> bands{}, subtracted{}, coded{};
     require(zelsEvalFBank_32f(high_power_.data(), bands.data(), bank_.get()), "zelsEvalFBank_32f");
     if (!speech) {
-        const auto gain = static_cast<float>(1 / std::min(kLearnsOver, ++learned_ + 0.0));
+        const auto gain = static_cast<float>(1.0 / std::min(kLearnsOver, ++learned_));
         for (std::size_t k = 0; k < kHighBands; ++k) noise_[k] += gain * (bands[k] - noise_[k]);
     }
     for (std::size_t k = 0; k < kHighBands; ++k)
@@ -124,7 +116,7 @@ std::array<float, kHighBands> FloatHighBand::logarithms(const float* noisy, cons
     require(zelsLn_32f_I(subtracted.data(), kHighBands), "zelsLn_32f_I");
     for (std::size_t k = 0; k < kHighBands; ++k)
         coded[k] = std::max(
-            0.0f, static_cast<float>(kCodedPart * coded[k] + (1 - kCodedPart) * subtracted[k] + kLikeMelBands));
+            0.0f, static_cast<float>(kCodedPart * coded[k] + (1 - kCodedPart) * subtracted[k] + like_mel_bands()));
     return coded;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -30,6 +31,11 @@ class BandSplit {
     std::vector<T> waiting_;
     std::int64_t in_ = 0, out_ = 0;
 };
+
+constexpr int kLearnsOver = 100;  // frames that the noise is the mean of
+// The smoothed spectrum has half as many bins as that of the mel bands, whose power pre-emphasis has raised by
+// (1 + 0.9)^2 at 4 kHz.
+inline double like_mel_bands() { return std::log(2 * 1.9 * 1.9); }
 
 // Three bands from 4 to 8 kHz. What noise reduction does to the top of the lower band, it is taken to do to them:
 // their distances to three parts of the noisy lower band are added to these parts of the cleaned one. The rest of

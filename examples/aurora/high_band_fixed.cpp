@@ -60,24 +60,23 @@ std::array<std::int32_t, kHighBands> FixedHighBand::logarithms(const std::int16_
             "zelsEvalFBank_16s32s_Sfs");
     const int exponent = 2 * (high_up - kSpectrumDown) - narrower;  // of the bands
 
-    const auto coding_bits = -7;  // for results with 7 bits of fraction
+    constexpr int kCodingDown = -7;  // for results with 7 bits of fraction
     require(zelsHighBandCoding_Aurora_32s_Sfs(bands.data(), noisy_power_.data(), cleaned_power_.data(),
-                                              coded.data(), coding_bits),
+                                              coded.data(), kCodingDown),
             "zelsHighBandCoding_Aurora_32s_Sfs");
 
     if (!speech) ++learned_;
-    static const auto like_mel_bands =
-        static_cast<std::int32_t>(std::lround(std::ldexp(std::log(2 * 1.9 * 1.9), kLogBits)));
+    static const auto raise = static_cast<std::int32_t>(std::lround(std::ldexp(like_mel_bands(), kLogBits)));
     for (std::size_t k = 0; k < kHighBands; ++k) {
         const int up = kPowerBits - exponent;
         const std::int64_t power = up >= 0 ? std::int64_t{bands[k]} << up : bands[k] >> -up;
-        if (!speech) noise_[k] += (power - noise_[k]) / std::min(100, learned_);
+        if (!speech) noise_[k] += (power - noise_[k]) / std::min(kLearnsOver, learned_);
         const std::int64_t subtracted =
             std::max({std::int64_t{1} << kPowerBits, power - noise_[k] * 3 / 2, power / 10});
         // 0.7 of one, 0.3 of the other, in Q10.
         const std::int64_t code = coded[k] * (1 << (kLogBits - 7)) - logarithm_of_power_of_two(exponent);
         const std::int64_t mean = (717 * code + 307 * std::int64_t{fixed_logarithm(subtracted, kPowerBits)}) >> 10;
-        coded[k] = static_cast<std::int32_t>(std::max<std::int64_t>(0, mean + like_mel_bands));
+        coded[k] = static_cast<std::int32_t>(std::max<std::int64_t>(0, mean + raise));
     }
     return coded;
 }

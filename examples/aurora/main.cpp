@@ -9,6 +9,7 @@
 #include "common/failure.h"
 #include "common/output_file.h"
 #include "common/program.h"
+#include "common/sound_writer.h"
 
 namespace zelsr::examples {
 namespace {
@@ -16,7 +17,8 @@ namespace {
 constexpr std::string_view kUsage =
     "usage: aurora SOUND OUT [--format csv|npy|htk] [--fixed] [--picture FILE.svg] [--marks FILE]\n"
     "              [--cleaned FILE] [--channel mean|first] [--block N] [--help]\n"
-    "       aurora compare WORDS_FOLDER [--noise white|pink|babble|tone] [--snr DB] [--threads N]\n";
+    "       aurora compare WORDS_FOLDER [--noise white|pink|babble|tone] [--snr DB]\n"
+    "              [--norm none|mean|variance] [--threads N]\n";
 
 constexpr std::string_view kHelp =
     "\n"
@@ -29,7 +31,8 @@ constexpr std::string_view kHelp =
     "  --fixed            compute in 16 bits; .npy holds the integers, HTK files are compressed\n"
     "  --picture FILE     draw the spectrogram before and behind noise reduction, as SVG\n"
     "  --marks FILE       each frame's time and mark as CSV: speech, pause or undecided\n"
-    "  --cleaned FILE     the sound behind noise reduction, 8000 Hz, 16 bits\n"
+    "  --cleaned FILE     the sound behind noise reduction, 8000 Hz, 16 bits: WAV, FLAC or what its\n"
+    "                     ending names\n"
     "  --channel C        mean of the channels or first (default mean)\n"
     "  --block N          samples a step (default 16384); changes no value\n"
     "  --help             this text\n"
@@ -62,6 +65,8 @@ Conversion conversion_of(const Arguments& arguments)
     conversion.block = static_cast<std::size_t>(arguments.whole("--block", 1 << 14, 1, 1 << 20));
     if (conversion.picture && !conversion.picture->ends_with(".svg"))
         throw WrongUse("--picture takes a file that ends with .svg, not '" + *conversion.picture + "'");
+    if (conversion.cleaned && !container_of_ending(*conversion.cleaned))
+        throw WrongUse("the ending of '" + *conversion.cleaned + "' names no sound file: take .wav or .flac");
 
     // Files are written beside and renamed: nothing may take another's place.
     std::vector<std::string> files = {conversion.sound, conversion.out};

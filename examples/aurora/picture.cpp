@@ -49,13 +49,8 @@ void PowerColumns::add(std::span<const T> samples)
         require(
             zelsMul_32f(&waiting_[start], window_.data(), windowed_.data(), static_cast<std::int32_t>(length_)),
             "zelsMul_32f");
-        transform_.to_complex(windowed_.data(), spectrum_.data());
         Column column{{}, 1};
-        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.data()), column.power.data(),
-                                   kPowerBins),
-                "zelsMagnitude_32fc");
-        require(zelsMul_32f(column.power.data(), column.power.data(), column.power.data(), kPowerBins),
-                "zelsMul_32f");
+        transform_.to_power(windowed_.data(), spectrum_.data(), column.power.data(), kPowerBins);
         columns_.add(column);
     }
     waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(start));

@@ -33,6 +33,25 @@ inline FixedBank gain_bank(std::int16_t)
     return owner;
 }
 
+// A mel bank of 32-bit integers, in memory of its owner's.
+class IntegerBank {
+  public:
+    IntegerBank(int points, int rate, int low_hz, int high_hz, int filters, int mel_mul, int mel_div)
+    {
+        constexpr int kQ15 = 1 << 15;
+        std::int32_t bytes = 0, order = 0;
+        require(zelsMelFBankGetSize_32s(points, filters, FBankWeightsFreq, &bytes), "zelsMelFBankGetSize_32s");
+        memory_ = aligned_array<std::uint8_t>(bytes);
+        require(zelsMelFBankInit_32s(get(), &order, points, rate, low_hz, high_hz, filters, mel_mul * kQ15,
+                                     mel_div * kQ15, FBankWeightsFreq),
+                "zelsMelFBankInit_32s");
+    }
+    ZelFBankState_32s* get() const { return reinterpret_cast<ZelFBankState_32s*>(memory_.get()); }
+
+  private:
+    AlignedArray<std::uint8_t> memory_;
+};
+
 // The transform of kPoints values, with no factor, and the memory that it works in.
 class FloatTransform {
   public:
@@ -56,6 +75,13 @@ class FloatTransform {
     void to_complex(const float* samples, float* spectrum)
     {
         require(zelsFFTFwd_RToCCS_32f(samples, spectrum, record_.get(), work_.get()), "zelsFFTFwd_RToCCS_32f");
+    }
+    // Squares of the first `bins` of these pairs, which are left in spectrum.
+    void to_power(const float* samples, float* spectrum, float* power, int bins)
+    {
+        to_complex(samples, spectrum);
+        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum), power, bins), "zelsMagnitude_32fc");
+        require(zelsMul_32f(power, power, power, bins), "zelsMul_32f");
     }
 
   private:

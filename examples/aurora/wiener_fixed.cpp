@@ -10,9 +10,13 @@ namespace {
 constexpr int kGainBits = 14, kCosineBits = 18, kTapBits = 14;
 
 // To nearest. Squares of amplitudes have 56 bits at most, of which the double loses three.
-std::int32_t root(std::int64_t power)
+void root(const std::array<std::int64_t, kBins>& power, std::array<std::int32_t, kBins>& amplitude)
 {
-    return static_cast<std::int32_t>(std::sqrt(static_cast<double>(power)) + 0.5);
+    std::array<double, kBins> values;
+    std::copy(power.begin(), power.end(), values.begin());
+    require(zelsSqrt_64f_I(values.data(), kBins), "zelsSqrt_64f_I");
+    std::transform(values.begin(), values.end(), amplitude.begin(),
+                   [](double value) { return static_cast<std::int32_t>(value + 0.5); });
 }
 
 }  // namespace
@@ -55,11 +59,9 @@ void FixedWiener::take_spectrum(const std::int16_t* frame)
     power_[kBins - 1] = highest * highest;
     if (frames_ == 1) last_power_ = power_;
 
-    for (std::size_t i = 0; i < kBins; ++i) {
-        mean_power_[i] = (power_[i] + last_power_[i]) >> 1;
-        amplitude_[i] = root(power_[i]);
-        mean_amplitude_[i] = root(mean_power_[i]);
-    }
+    for (std::size_t i = 0; i < kBins; ++i) mean_power_[i] = (power_[i] + last_power_[i]) >> 1;
+    root(power_, amplitude_);
+    root(mean_power_, mean_amplitude_);
 }
 
 void FixedWiener::learn_noise(bool speech)
@@ -77,10 +79,8 @@ void FixedWiener::learn_noise(bool speech)
         for (std::size_t i = 0; i < kBins; ++i) noise_power_[i] += (mean_power_[i] - noise_power_[i]) / frames_;
     else
         track_noise();
-    for (std::size_t i = 0; i < kBins; ++i) {
-        noise_power_[i] = std::max<std::int64_t>(1, noise_power_[i]);
-        noise_[i] = root(noise_power_[i]);
-    }
+    for (std::int64_t& power : noise_power_) power = std::max<std::int64_t>(1, power);
+    root(noise_power_, noise_);
 }
 
 // The update looks at the ratio of both powers alone, so that each bin has a scale of its own: the noise gets 24

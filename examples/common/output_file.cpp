@@ -7,16 +7,18 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "common/failure.h"
 
 namespace zelsr::examples {
 namespace {
 
-std::string behind_links(const std::string& path)
+// None if nothing is there, or it has no name.
+std::optional<std::string> behind_links(const std::string& path)
 {
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), std::free);
-    return real ? real.get() : path;
+    return real ? std::optional<std::string>(real.get()) : std::nullopt;
 }
 
 // What the system would give a new file.
@@ -29,12 +31,15 @@ mode_t new_file_mode()
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path) : path_(path), place_(behind_links(path))
+OutputFile::OutputFile(const std::string& path) : path_(path)
 {
+    const std::optional<std::string> real = behind_links(path);
+    place_ = real.value_or(path);
     struct stat info {};
     const bool exists = stat(place_.c_str(), &info) == 0;
     if (exists && S_ISDIR(info.st_mode)) fail("is a directory");
-    if (exists && !S_ISREG(info.st_mode)) {
+    // The standard output may be a file whose name is gone: renaming would take the link's place.
+    if (exists && (!S_ISREG(info.st_mode) || !real)) {
         file_ = std::fopen(place_.c_str(), "wb");
         if (file_ == nullptr) fail(system_error_text());
         return;

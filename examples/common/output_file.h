@@ -8,8 +8,8 @@
 namespace zelsr::examples {
 
 // Written beside its place under another name, which commit() changes to its own; without commit(), by a failure,
-// nothing is left behind. What exists and is no regular file (a pipe, a device) is written directly. Every member
-// throws Failure if the system refuses.
+// nothing is left behind. What exists and is no regular file of some name (a pipe, a device, the standard output
+// in a file that has been deleted) is written directly. Every member throws Failure if the system refuses.
 class OutputFile {
   public:
     explicit OutputFile(const std::string& path);

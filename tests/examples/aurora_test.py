@@ -302,6 +302,8 @@ class AuroraTest(ProgramTestCase):
         for arguments, words in (([], "no sound file"), ([SENTENCE], "one output"), ([SENTENCE, out, "x"], "one output"),
                                  ([SENTENCE, self.path("out.txt")], "format"),
                                  ([SENTENCE, out, "--picture", self.path("a.png")], ".svg"),
+                                 ([SENTENCE, out, "--cleaned", self.path("a.xyz")], "no sound file"),
+                                 ([SENTENCE, out, "--cleaned=-"], "no sound file"),
                                  ([SENTENCE, out, "--speed"], "--speed"), ([SENTENCE, out, "--block=0"], "--block"),
                                  ([SENTENCE, out, "--marks", out], "two outputs"),
                                  (["compare"], "one folder"), (["compare", "a", "--noise", "red"], "red")):

@@ -7,6 +7,7 @@ import signal
 import struct
 import subprocess
 import sys
+import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 import zlib
@@ -214,6 +215,16 @@ class FeaturesTest(ProgramTestCase):
         write_pcm16(self.path("a.wav"), [made_up(8000, 0.5), made_up(8000, 0.5)], 8000)
         self.assertEqual(self.done(self.path("a.wav"), self.path("a.npy")),
                          self.path("a.npy") + ": 48 frames of 39 values; 0.50 s, 8000 Hz, 2 channels\n")
+
+    def test_a_link_to_a_file_without_a_name_stays(self):
+        self.done(SENTENCE, self.path("a.csv"))
+        link = self.path("link")
+        os.symlink("/proc/self/fd/1", link)
+        with tempfile.TemporaryFile() as out, open(self.path("a.csv"), "rb") as file:
+            subprocess.run([PROGRAM, SENTENCE, link, "--format=csv"], stdout=out, check=True)
+            out.seek(0)
+            self.assertTrue(out.read() == file.read())
+        self.assertTrue(os.path.islink(link))
 
     def test_rows_on_the_standard_output(self):
         self.done(SENTENCE, self.path("a.csv"))
