@@ -1,4 +1,4 @@
-"""What codec keeps of real and made-up sound: usage: codec_sound_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
+"""What codec keeps of sound: usage: codec_sound_test.py PROGRAM SPEECH_FOLDER [unittest options]"""
 import array
 import cmath
 import math

@@ -11,8 +11,8 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 
 sys.dont_write_bytecode = True
-from codec_test_case import (BOOK, END, FRAME, HEAD, PROGRAM, CodecTestCase, bits_of, content_of, fnv, level, noise,
-                             read_wave, sentence, vowel)
+from codec_test_case import (BOOK, END, FRAME, HEAD, PROGRAM, CodecTestCase, bits_of, content_of, fnv, level,
+                             noise, read_wave, sentence, vowel)
 from feature_reference import write_pcm16
 
 SVG = "{http://www.w3.org/2000/svg}"
@@ -258,7 +258,8 @@ class CodecTest(CodecTestCase):
         self.fails(1, "cannot write", "encode", same, self.path("no/such/out.lpc"))
         self.assertEqual(content_of(same), before)
         half = self.piped("encode", "-", "-", input=b"\1\2\3")
-        self.assertEqual((half.returncode, half.stderr), (0, b"codec: standard input: the last byte is half a sample\n"))
+        self.assertEqual((half.returncode, half.stderr),
+                         (0, b"codec: standard input: the last byte is half a sample\n"))
 
 
 if __name__ == "__main__":
