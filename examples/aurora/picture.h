@@ -1,7 +1,6 @@
 // The spectrogram before and behind noise reduction, with the marks, as a picture of a bounded number of columns.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -11,31 +10,27 @@
 #include "aurora/shape.h"
 #include "aurora/voice_activity.h"
 #include "common/columns.h"
+#include "common/spectrogram.h"
 #include "common/svg.h"
 
 namespace zelsr::examples {
 
-// A stream's power from 0 to 4000 Hz, a column every 10 ms.
+// A stream's spectrogram from 0 to 4000 Hz, a frame every 10 ms.
 class PowerColumns {
   public:
     explicit PowerColumns(int rate);  // 8000 or 16000
 
-    struct Column {
-        std::array<float, kPowerBins> power;
-        std::int64_t frames;
-        void join(const Column& other);
-        double decibels(std::size_t bin) const;
-    };
-
     template <class T>
     void add(std::span<const T> samples);
-    const HalvingColumns<Column>& columns() const { return columns_; }
+    const SpectrogramColumns& columns() const { return columns_; }
+    std::int64_t frames() const { return frames_; }
 
   private:
     std::size_t length_, shift_;
     std::vector<float> waiting_, window_, windowed_, spectrum_;
     FloatTransform transform_;
-    HalvingColumns<Column> columns_{2048};
+    SpectrogramColumns columns_{kLowRate, 0.5 * kLowRate};
+    std::int64_t frames_ = 0;
 };
 
 class ReductionPicture {
