@@ -101,7 +101,8 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs)
         const std::string mark = behind_plain || behind_peer ? reason_mark(result.reason) : "";
 
         std::printf("%-42s %8s %10.1f %8.3f %-10s %7s", result.member.c_str(), result.size.c_str(), result.ns,
-                    result.ns_an_element, limit_text(result).c_str(), (result.plain_ratio > 0 ? ratio_text(result.plain_ratio) : "").c_str());
+                    result.ns_an_element, limit_text(result).c_str(),
+                    (result.plain_ratio > 0 ? ratio_text(result.plain_ratio) : "").c_str());
         bool first = true;
         for (const Result::Peer& peer : result.peers) {
             if (!first) std::printf("\n%-42s %8s %10s %8s %-10s %7s", "", "", "", "", "", "");

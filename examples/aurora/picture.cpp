@@ -78,7 +78,8 @@ std::string ReductionPicture::svg(const std::string& title, const std::string& s
     svg.text({kLeft, 56}, summary, "summary");
 
     const double loudest = noisy_.columns().loudest();
-    const std::string levels = fixed(Spectrogram::kShownDecibels, 0) + " dB from white to dark; bars: marked as speech";
+    const std::string levels =
+        fixed(Spectrogram::kShownDecibels, 0) + " dB from white to dark; bars: marked as speech";
     const Box first{kLeft, kTop, kInnerWidth, kPanelHeight};
     const Box second{kLeft, first.bottom() + kPanelDistance, kInnerWidth, kPanelHeight};
     draw(svg, noisy_, loudest, first, "As recorded, " + levels, false);

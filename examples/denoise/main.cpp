@@ -263,10 +263,10 @@ Measuring measuring_of(const Arguments& arguments)
 
 bool run(const std::vector<std::string>& words)
 {
-    const Arguments arguments(words,
-                              {"--gain", "--floor", "--picture", "--container", "--samples", "--rate",
-                               "--channels", "--block", "--csv"},
-                              {"--fixed"});
+    const Arguments arguments(
+        words,
+        {"--gain", "--floor", "--picture", "--container", "--samples", "--rate", "--channels", "--block", "--csv"},
+        {"--fixed"});
     if (!arguments.words().empty() && arguments.words()[0] == "measure") {
         const Measuring task = measuring_of(arguments);
         with_name("measure", [&] { measure_all(task); });

@@ -10,7 +10,8 @@ zelsr_class_test(recogniser word_recogniser)
 # A reader of XML and HTML looks at every page that is made.
 zelsr_class_test(recognise_page word_recogniser ${Python3_EXECUTABLE} ${tests}/recognise_page_check.py)
 
-# Recordings of words, made once, for the tests that need them: zelsr_words_test is a zelsr_program_test of that kind.
+# Recordings of words, made once, for the tests that need them: zelsr_words_test is a zelsr_program_test of that
+# kind.
 set(make_words ${CMAKE_CURRENT_SOURCE_DIR}/recognise/make_words)
 set(words ${CMAKE_CURRENT_BINARY_DIR}/words)
 if(ZELSR_TESTS)
