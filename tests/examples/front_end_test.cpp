@@ -7,23 +7,10 @@
 
 #include "common/failure.h"
 #include "common/mfcc.h"
-#include "common/sound.h"
+#include "examples/given_sound.h"
 
 namespace zelsr::examples {
 namespace {
-
-std::string sound_path;
-
-template <class T>
-std::vector<T> samples_of_file(std::size_t most)
-{
-    SoundFile sound(sound_path);
-    std::vector<float> part(most);
-    part.resize(sound.read(part));
-    std::vector<T> samples(part.size());
-    to_16_bit_units(part, samples.data());
-    return samples;
-}
 
 // All that an utterance gives.
 template <class T>
@@ -105,10 +92,4 @@ TEST(FrontEndRateTest, OthersAreRefused)
 }  // namespace
 }  // namespace zelsr::examples
 
-int main(int count, char** arguments)
-{
-    testing::InitGoogleTest(&count, arguments);
-    if (count != 2) return 2;
-    zelsr::examples::sound_path = arguments[1];
-    return RUN_ALL_TESTS();
-}
+int main(int count, char** arguments) { return zelsr::examples::test_given_sound(count, arguments); }

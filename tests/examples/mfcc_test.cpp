@@ -7,22 +7,10 @@
 #include <numeric>
 
 #include "common/failure.h"
+#include "examples/given_sound.h"
 
 namespace zelsr::examples {
 namespace {
-
-std::string sound_path;
-
-template <class T>
-std::vector<T> samples_of_file(std::size_t most)
-{
-    SoundFile sound(sound_path);
-    std::vector<float> part(most);
-    part.resize(sound.read(part));
-    std::vector<T> samples(part.size());
-    to_16_bit_units(part, samples.data());
-    return samples;
-}
 
 template <class T>
 FeatureMatrix<T> rows_of(Mfcc<T>& mfcc, std::span<const T> samples, std::size_t part)
@@ -51,7 +39,7 @@ TYPED_TEST_SUITE(MfccTest, Elements);
 
 TYPED_TEST(MfccTest, AWholeFileIsAStreamOfItsParts)
 {
-    SoundFile sound(sound_path);
+    SoundFile sound(given_sound);
     MfccOptions options;
     options.rate = 1;  // the file's rate takes its place
     const FeatureMatrix<TypeParam> all = all_mfcc<TypeParam>(sound, options);
@@ -63,7 +51,7 @@ TYPED_TEST(MfccTest, AWholeFileIsAStreamOfItsParts)
 
 TYPED_TEST(MfccTest, RowsLieOnSixteenBytes)
 {
-    SoundFile sound(sound_path);
+    SoundFile sound(given_sound);
     const FeatureMatrix<TypeParam> all = all_mfcc<TypeParam>(sound, {});
     EXPECT_EQ(all.width(), 39);
     EXPECT_EQ(all.step(), 40);
@@ -132,10 +120,4 @@ TEST(MfccOptionsTest, SixteenBitsHoldTheLargestValue)
 }  // namespace
 }  // namespace zelsr::examples
 
-int main(int count, char** arguments)
-{
-    testing::InitGoogleTest(&count, arguments);
-    if (count != 2) return 2;
-    zelsr::examples::sound_path = arguments[1];
-    return RUN_ALL_TESTS();
-}
+int main(int count, char** arguments) { return zelsr::examples::test_given_sound(count, arguments); }
