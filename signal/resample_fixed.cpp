@@ -15,36 +15,20 @@ namespace {
 using namespace resample;
 
 // The sum over the taps of a row, in the arithmetic of each form.
-struct InSingle {
-    using Sample = float;
-    using Tap = float;
-    static double sum(const float* x, const float* taps, int32_t count)
+template <class T, class Sum, auto DotProd>
+struct ByDotProd {
+    using Sample = T;
+    using Tap = T;
+    static double sum(const T* x, const T* taps, int32_t count)
     {
-        float result;
-        zelsDotProd_32f(x, taps, count, &result);
-        return result;
-    }
-};
-struct InDouble {
-    using Sample = float;
-    using Tap = float;
-    static double sum(const float* x, const float* taps, int32_t count)
-    {
-        double result;
-        zelsDotProd_32f64f(x, taps, count, &result);
-        return result;
-    }
-};
-struct InIntegers {
-    using Sample = int16_t;
-    using Tap = int16_t;
-    static double sum(const int16_t* x, const int16_t* taps, int32_t count)
-    {
-        int64_t result;
-        zelsDotProd_16s64s(x, taps, count, &result);
+        Sum result;
+        DotProd(x, taps, count, &result);
         return static_cast<double>(result);
     }
 };
+using InSingle = ByDotProd<float, float, zelsDotProd_32f>;
+using InDouble = ByDotProd<float, double, zelsDotProd_32f64f>;
+using InIntegers = ByDotProd<int16_t, int64_t, zelsDotProd_16s64s>;
 // Products in single, their sum in double, rounded to single.
 struct RoundedOnce {
     using Sample = int16_t;

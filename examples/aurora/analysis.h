@@ -8,6 +8,7 @@
 
 #include "aurora/records.h"
 #include "aurora/shape.h"
+#include "common/real_transform.h"
 
 namespace zelsr::examples {
 
@@ -38,7 +39,7 @@ class FloatAnalysis {
 
   private:
     FloatBank bank_;
-    FloatTransform transform_;
+    RealTransform transform_;
     std::unique_ptr<ZelDCTLifterState_32f, MfccRelease> dct_;
     std::array<float, kCepstra> reference_, bias_{};
     alignas(16) std::array<float, kFrame> window_{}, weighted_{};

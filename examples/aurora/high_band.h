@@ -10,6 +10,7 @@
 #include "aurora/analysis.h"
 #include "aurora/records.h"
 #include "aurora/shape.h"
+#include "common/real_transform.h"
 
 namespace zelsr::examples {
 
@@ -53,7 +54,7 @@ class FloatHighBand {
     void smoothed_power(const float* frame, float* power);
 
     FloatBank bank_;
-    FloatTransform transform_;
+    RealTransform transform_;
     int learned_ = 0;
     std::array<float, kHighBands> noise_{};
     alignas(16) std::array<float, kFrame> window_{};

@@ -10,6 +10,7 @@
 #include "aurora/shape.h"
 #include "aurora/voice_activity.h"
 #include "common/columns.h"
+#include "common/real_transform.h"
 #include "common/spectrogram.h"
 #include "common/svg.h"
 
@@ -28,7 +29,7 @@ class PowerColumns {
   private:
     std::size_t length_, shift_;
     std::vector<float> waiting_, window_, windowed_, spectrum_;
-    FloatTransform transform_;
+    RealTransform transform_;
     SpectrogramColumns columns_{kLowRate, 0.5 * kLowRate};
     std::int64_t frames_ = 0;
 };

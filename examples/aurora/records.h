@@ -52,44 +52,7 @@ class IntegerBank {
     AlignedArray<std::uint8_t> memory_;
 };
 
-// The transform of kPoints values, with no factor, and the memory that it works in.
-class FloatTransform {
-  public:
-    explicit FloatTransform(int order)
-    {
-        constexpr std::int32_t kNoFactor = 8, kNoHint = 0;
-        ZelFFTState_R_32f* fft = nullptr;
-        require(zelsFFTInitAlloc_R_32f(&fft, order, kNoFactor, kNoHint), "zelsFFTInitAlloc_R_32f");
-        record_.reset(fft);
-        std::int32_t bytes = 0;
-        require(zelsFFTGetBufSize_R_32f(fft, &bytes), "zelsFFTGetBufSize_R_32f");
-        work_ = aligned_array<std::uint8_t>(bytes > 0 ? bytes : 1);
-    }
-
-    // R[0], R[n/2], R[1], I[1], ...
-    void to_perm(const float* samples, float* spectrum)
-    {
-        require(zelsFFTFwd_RToPerm_32f(samples, spectrum, record_.get(), work_.get()), "zelsFFTFwd_RToPerm_32f");
-    }
-    // Pairs of real and imaginary parts, from 0 to half the rate.
-    void to_complex(const float* samples, float* spectrum)
-    {
-        require(zelsFFTFwd_RToCCS_32f(samples, spectrum, record_.get(), work_.get()), "zelsFFTFwd_RToCCS_32f");
-    }
-    // Squares of the first `bins` of these pairs, which are left in spectrum.
-    void to_power(const float* samples, float* spectrum, float* power, int bins)
-    {
-        to_complex(samples, spectrum);
-        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum), power, bins), "zelsMagnitude_32fc");
-        require(zelsMul_32f(power, power, power, bins), "zelsMul_32f");
-    }
-
-  private:
-    std::unique_ptr<ZelFFTState_R_32f, MfccRelease> record_;
-    AlignedArray<std::uint8_t> work_;
-};
-
-// The same for 16-bit samples, into 32 bits.
+// The transform of 16-bit samples, into 32 bits.
 class FixedTransform {
   public:
     explicit FixedTransform(int order)

@@ -12,6 +12,7 @@
 #include "aurora/records.h"
 #include "aurora/shape.h"
 #include "common/aligned.h"
+#include "common/real_transform.h"
 
 namespace zelsr::examples {
 
@@ -59,7 +60,7 @@ class FloatWiener {
     WienerStage stage_;
     int frames_ = 0;
     FloatBank bank_;
-    FloatTransform transform_;
+    RealTransform transform_;
     Aggression aggression_;
 
     alignas(16) std::array<float, kPoints> windowed_{}, spectrum_{};

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
 #include "common/failure.h"
 #include "common/plot.h"
+#include "common/real_transform.h"
 #include "common/text.h"
 
 namespace zelsr::examples {
@@ -32,30 +32,18 @@ constexpr std::string_view kStyles =
     ".coded { fill: none; stroke: #d95f02; stroke-width: 1.8; stroke-dasharray: 6 3; }\n"
     ".pitch { fill: #d95f02; }\n";
 
-struct ReleaseFft {
-    void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
-};
-
 // Magnitudes of the frame under a Hamming window.
 Envelope magnitudes_of(const std::vector<float>& samples)
 {
     constexpr std::int32_t kPoints = 1 << kFftOrder;
-    ZelFFTState_R_32f* made = nullptr;
-    require(zelsFFTInitAlloc_R_32f(&made, kFftOrder, 8, 0), "zelsFFTInitAlloc_R_32f");
-    const std::unique_ptr<ZelFFTState_R_32f, ReleaseFft> fft(made);
     const AlignedFloats windowed = aligned_floats(kPoints), spectrum = aligned_floats(kPoints + 2);
     require(zelsZero_32f(windowed.get(), kPoints), "zelsZero_32f");
     for (std::size_t i = 0; i < samples.size(); ++i)
         windowed[i] = samples[i] * static_cast<float>(0.54 - 0.46 * std::cos(2 * std::numbers::pi *
                                                                              (static_cast<double>(i) + 0.5) /
                                                                              static_cast<double>(samples.size())));
-    std::int32_t bytes = 0;
-    require(zelsFFTGetBufSize_R_32f(fft.get(), &bytes), "zelsFFTGetBufSize_R_32f");
-    const AlignedArray<std::uint8_t> work = aligned_array<std::uint8_t>(std::max(bytes, 1));
-    require(zelsFFTFwd_RToCCS_32f(windowed.get(), spectrum.get(), fft.get(), work.get()), "zelsFFTFwd_RToCCS_32f");
     Envelope magnitudes;
-    require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum.get()), magnitudes.data(), kEnvelopeBins),
-            "zelsMagnitude_32fc");
+    RealTransform(kFftOrder).to_magnitudes(windowed.get(), spectrum.get(), magnitudes.data(), kEnvelopeBins);
     return magnitudes;
 }
 

@@ -76,13 +76,7 @@ FloatCepstra::FloatCepstra(const MfccOptions& options) : options_(options)
     bank_.reset(bank);
     require(status, "zelsMelFBankInitAlloc_32f");
 
-    constexpr std::int32_t kNoFactor = 8, kNoHint = 0;
-    ZelFFTState_R_32f* fft = nullptr;
-    require(zelsFFTInitAlloc_R_32f(&fft, order, kNoFactor, kNoHint), "zelsFFTInitAlloc_R_32f");
-    fft_.reset(fft);
-    std::int32_t work_bytes = 0;
-    require(zelsFFTGetBufSize_R_32f(fft, &work_bytes), "zelsFFTGetBufSize_R_32f");
-    fft_work_ = aligned_array<std::uint8_t>(std::max(1, work_bytes));
+    fft_.emplace(order);
 
     const float scale = dct_scale(options);
     ZelDCTLifterState_32f* dct = nullptr;
@@ -118,10 +112,7 @@ void FloatCepstra::analyse(const float* samples, float* row)
     require(zelsAdd_32f_I(samples + 1, frame + 1, length - 1), "zelsAdd_32f_I");
     require(zelsMul_32f(frame, window_.get(), frame, length), "zelsMul_32f");
 
-    require(zelsFFTFwd_RToCCS_32f(frame, spectrum_.get(), fft_.get(), fft_work_.get()), "zelsFFTFwd_RToCCS_32f");
-    require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.get()), magnitudes_.get(),
-                               static_cast<std::int32_t>(bins_)),
-            "zelsMagnitude_32fc");
+    fft_->to_magnitudes(frame, spectrum_.get(), magnitudes_.get(), static_cast<std::int32_t>(bins_));
     require(zelsEvalFBank_32f(magnitudes_.get(), bands_.get(), bank_.get()), "zelsEvalFBank_32f");
     require(zelsMaxEvery_32f_I(floor_.get(), bands_.get(), filters), "zelsMaxEvery_32f_I");
     require(zelsLn_32f_I(bands_.get(), filters), "zelsLn_32f_I");

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "common/aligned.h"
+#include "common/real_transform.h"
 
 namespace zelsr::examples {
 
@@ -41,7 +43,6 @@ struct MfccOptions {
 
 // Ends a record of the library's by its own function.
 struct MfccRelease {
-    void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
     void operator()(ZelDCTLifterState_32f* state) const { zelsDCTLifterFree_32f(state); }
     void operator()(ZelDCTLifterState_16s* state) const { zelsDCTLifterFree_16s(state); }
 };
@@ -67,11 +68,10 @@ class FloatCepstra {
   private:
     MfccOptions options_;
     std::unique_ptr<ZelFBankState, FloatBankRelease> bank_;
-    std::unique_ptr<ZelFFTState_R_32f, MfccRelease> fft_;
+    std::optional<RealTransform> fft_;  // of the length that the bank asks for
     std::unique_ptr<ZelDCTLifterState_32f, MfccRelease> dct_;
     std::size_t bins_ = 0;
     AlignedFloats window_, frame_, spectrum_, magnitudes_, bands_, floor_;
-    AlignedArray<std::uint8_t> fft_work_;
 };
 
 // The same in 16 bits, from samples to rows. Every frame is scaled by a power of two that fills 15 bits

@@ -3,24 +3,18 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
 #include "common/aligned.h"
 #include "common/failure.h"
 #include "common/plot.h"
 #include "common/png.h"
-#include "zelsr/core/fft.h"
-#include "zelsr/core/vector.h"
+#include "common/real_transform.h"
 
 namespace zelsr::examples {
 namespace {
 
 constexpr double kFrameSeconds = 0.020, kHopSeconds = 0.005;
-
-struct ReleaseFFT {
-    void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
-};
 
 // The power of one frame's spectrum, from 0 to half the rate.
 class FrameSpectrum {
@@ -30,12 +24,9 @@ class FrameSpectrum {
           order_(std::bit_width(static_cast<std::uint32_t>(length - 1))),
           window_(aligned_floats(length)),
           frame_(aligned_floats(points())),
-          spectrum_(aligned_floats(points() + 2))
+          spectrum_(aligned_floats(points() + 2)),
+          fft_(order_)
     {
-        constexpr std::int32_t kNoFactor = 8, kNoHint = 0;
-        ZelFFTState_R_32f* state = nullptr;
-        require(zelsFFTInitAlloc_R_32f(&state, order_, kNoFactor, kNoHint), "zelsFFTInitAlloc_R_32f");
-        fft_.reset(state);
         for (std::int32_t n = 0; n < length; ++n)
             window_[n] = static_cast<float>(1 - std::cos(2 * std::numbers::pi * (n + 0.5) / length));
         require(zelsZero_32f(frame_.get(), points()), "zelsZero_32f");  // what lies behind the frame stays zero
@@ -47,17 +38,13 @@ class FrameSpectrum {
     void analyse(const float* samples, float* power)
     {
         require(zelsMul_32f(samples, window_.get(), frame_.get(), length_), "zelsMul_32f");
-        require(zelsFFTFwd_RToCCS_32f(frame_.get(), spectrum_.get(), fft_.get(), nullptr),
-                "zelsFFTFwd_RToCCS_32f");
-        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.get()), power, bins()),
-                "zelsMagnitude_32fc");
-        require(zelsMul_32f(power, power, power, bins()), "zelsMul_32f");
+        fft_.to_power(frame_.get(), spectrum_.get(), power, bins());
     }
 
   private:
     std::int32_t length_, order_;
     AlignedFloats window_, frame_, spectrum_;
-    std::unique_ptr<ZelFFTState_R_32f, ReleaseFFT> fft_;
+    RealTransform fft_;
 };
 
 }  // namespace

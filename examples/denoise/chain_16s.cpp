@@ -40,16 +40,13 @@ FixedChain::FixedChain(const Settings& settings)
       bins_(static_cast<std::size_t>(shape_.bins())),
       prior_memory_(std::lround(kPriorMemory * 32768)),
       floor_(static_cast<std::int32_t>(std::min(std::round(settings.floor * 2147483648.0), 2147483647.0))),
-      noise_(shape_)
+      noise_(shape_),
+      inverse_(shape_.order, RealTransform::Factor::InverseDivides)
 {
     constexpr std::int32_t kInverseDivides = 2;
     ZelFFTState_R_16s32s* forward = nullptr;
     require(zelsFFTInitAlloc_R_16s32s(&forward, shape_.order, kInverseDivides, 0), "zelsFFTInitAlloc_R_16s32s");
     forward_.reset(forward);
-    ZelFFTState_R_32f* inverse = nullptr;
-    require(zelsFFTInitAlloc_R_32f(&inverse, shape_.order, kInverseDivides, 0), "zelsFFTInitAlloc_R_32f");
-    inverse_.reset(inverse);
-    // What the forward transform needs is more than the inverse one does.
     std::int32_t record = 0, setup = 0, bytes = 0;
     require(zelsFFTGetSize_R_16s32s(shape_.order, kInverseDivides, 0, &record, &setup, &bytes),
             "zelsFFTGetSize_R_16s32s");
@@ -157,8 +154,7 @@ void FixedChain::apply_gain()
     spectrum_[1] = spectrum_[0];
     require(zelsConvert_32s32f_Sfs(spectrum_.get() + 1, floats_.get(), length, -exponent_),
             "zelsConvert_32s32f_Sfs");
-    require(zelsFFTInv_PackToR_32f(floats_.get(), floats_.get(), inverse_.get(), work_.get()),
-            "zelsFFTInv_PackToR_32f");
+    inverse_.from_pack(floats_.get(), floats_.get());
     require(zelsConvert_32f32s_Sfs(floats_.get(), time_.get(), length, 1, -kSumFraction),
             "zelsConvert_32f32s_Sfs");
 }

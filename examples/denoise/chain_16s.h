@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/aligned.h"
+#include "common/real_transform.h"
 #include "denoise/seen.h"
 #include "denoise/settings.h"
 
@@ -72,9 +73,6 @@ class FixedChain {
     struct FreeForward {
         void operator()(ZelFFTState_R_16s32s* state) const { zelsFFTFree_R_16s32s(state); }
     };
-    struct FreeInverse {
-        void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
-    };
 
     void analyse(const std::int16_t* frame);
     void find_gain();
@@ -87,7 +85,7 @@ class FixedChain {
     std::int32_t floor_;         // Q31
     FixedNoise noise_;
     std::unique_ptr<ZelFFTState_R_16s32s, FreeForward> forward_;
-    std::unique_ptr<ZelFFTState_R_32f, FreeInverse> inverse_;
+    RealTransform inverse_;
     AlignedArray<std::uint8_t> work_;
     AlignedShorts analysis_, frame_;  // the window in Q15
     AlignedInts synthesis_;           // the window in Q30

@@ -25,16 +25,10 @@ FloatChain::FloatChain(const Settings& settings)
       prior_memory_(static_cast<float>(kPriorMemory)),
       rise_(static_cast<float>(1 - shape_.per_shift(kNoiseRises))),
       fall_(static_cast<float>(1 - shape_.per_shift(kNoiseFalls))),
-      bins_(static_cast<std::size_t>(shape_.bins()))
+      bins_(static_cast<std::size_t>(shape_.bins())),
+      fft_(shape_.order, RealTransform::Factor::InverseDivides)
 {
-    constexpr std::int32_t kInverseDivides = 2;
-    ZelFFTState_R_32f* fft = nullptr;
-    require(zelsFFTInitAlloc_R_32f(&fft, shape_.order, kInverseDivides, 0), "zelsFFTInitAlloc_R_32f");
-    fft_.reset(fft);
     std::int32_t bytes = 0;
-    require(zelsFFTGetBufSize_R_32f(fft, &bytes), "zelsFFTGetBufSize_R_32f");
-    work_ = aligned_array<std::uint8_t>(bytes);
-
     require(zelsGetSizeMCRA_32f(shape_.length(), &bytes), "zelsGetSizeMCRA_32f");
     estimator_ = aligned_array<std::uint8_t>(bytes);
     const EstimatorRate seen = estimator_rate(shape_);
@@ -83,8 +77,7 @@ void FloatChain::analyse(const float* frame)
 {
     const std::int32_t length = shape_.length();
     require(zelsMul_32f(frame, analysis_.get(), frame_.get(), length), "zelsMul_32f");
-    require(zelsFFTFwd_RToPack_32f(frame_.get(), spectrum_.get(), fft_.get(), work_.get()),
-            "zelsFFTFwd_RToPack_32f");
+    fft_.to_pack(frame_.get(), spectrum_.get());
     // The product with its own conjugate is the power, which lies where the real parts do.
     require(zelsCopy_32f(spectrum_.get(), products_.get(), length), "zelsCopy_32f");
     require(zelsMulPackConj_32f_I(products_.get(), products_.get(), length), "zelsMulPackConj_32f_I");
@@ -141,8 +134,7 @@ void FloatChain::apply_gain()
     for (std::size_t k = 1; k + 1 < bins_; ++k) products_[2 * k - 1] = products_[2 * k] = gain_[k];
     products_[static_cast<std::size_t>(length) - 1] = gain_[bins_ - 1];
     require(zelsMul_32f(products_.get(), spectrum_.get(), spectrum_.get(), length), "zelsMul_32f");
-    require(zelsFFTInv_PackToR_32f(spectrum_.get(), frame_.get(), fft_.get(), work_.get()),
-            "zelsFFTInv_PackToR_32f");
+    fft_.from_pack(spectrum_.get(), frame_.get());
     require(zelsMul_32f(frame_.get(), synthesis_.get(), frame_.get(), length), "zelsMul_32f");
 }
 

@@ -3,10 +3,10 @@
 
 #include <zelsr.h>
 
-#include <memory>
 #include <span>
 
 #include "common/aligned.h"
+#include "common/real_transform.h"
 #include "denoise/seen.h"
 #include "denoise/settings.h"
 
@@ -30,10 +30,6 @@ class FloatChain {
     SeenFrame seen() const;
 
   private:
-    struct Free {
-        void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
-    };
-
     void analyse(const float* frame);
     void find_snr();
     void find_gain();
@@ -47,8 +43,8 @@ class FloatChain {
     float prior_memory_, rise_, fall_;
     bool first_ = true;
     std::size_t bins_;
-    std::unique_ptr<ZelFFTState_R_32f, Free> fft_;
-    AlignedArray<std::uint8_t> work_, estimator_;
+    RealTransform fft_;
+    AlignedArray<std::uint8_t> estimator_;
     AlignedFloats analysis_, synthesis_;         // windows
     AlignedFloats frame_, spectrum_, products_;  // in Pack format; products: squares, then gains
     AlignedFloats power_, smoothed_, estimate_, noise_, snr_, prior_, gain_, scratch_;

@@ -14,9 +14,9 @@
 #include "common/arguments.h"
 #include "common/failure.h"
 #include "common/output_file.h"
+#include "common/pass_on.h"
 #include "common/per_channel.h"
 #include "common/program.h"
-#include "common/progress.h"
 #include "common/sound.h"
 #include "common/sound_writer.h"
 #include "common/text.h"
@@ -117,18 +117,6 @@ std::string way_of(const Task& task)
            fixed(0 - task.floor, 1) + " dB at least" + (task.fixed ? ", in fixed point" : "");
 }
 
-struct Written {
-    std::int64_t samples = 0;  // a channel
-    std::int64_t limited = 0;
-};
-
-// Fixed point limits its results itself: those at a limit, most of which were beyond it.
-std::int64_t at_limits(std::span<const float>) { return 0; }
-std::int64_t at_limits(std::span<const std::int16_t> samples)
-{
-    return std::count_if(samples.begin(), samples.end(), [](std::int16_t x) { return x == 32767 || x == -32768; });
-}
-
 template <class Chain, class Source, class Sink>
 Written stream(const Task& task, Source& source, Sink& sink)
 {
@@ -143,28 +131,10 @@ Written stream(const Task& task, Source& source, Sink& sink)
         channels.channel(0).on_frame([&](const Chain& chain) { picture.add(chain.seen()); });
     }
 
-    Written written;
-    const auto hand_on = [&](std::span<const T> results) {
-        if (results.empty()) return;
-        sink.write(results);
-        written.limited += at_limits(results);
-        written.samples += static_cast<std::int64_t>(results.size()) / source.channels();
-    };
-    {
-        Progress progress(task.sound == "-" ? "standard input" : file_name(task.sound),
-                          static_cast<double>(source.expected()) / source.rate());
-        while (true) {
-            const std::span<const float> samples = source.read_all(static_cast<std::size_t>(task.block));
-            if (samples.empty()) break;
-            hand_on(channels.add(samples));
-            progress.at(static_cast<double>(source.position()) / source.rate());
-        }
-    }
-    if (source.position() == 0) throw Failure("holds no samples");
-    hand_on(channels.finish());
-    if (drawn) {
-        drawn->write(picture.svg(task.sound == "-" ? "standard input" : file_name(task.sound), way_of(task)));
-    }
+    // Fixed point limits its results itself; of single precision the sink knows better.
+    const std::string name = task.sound == "-" ? "standard input" : file_name(task.sound);
+    Written written = pass_on(source, name, task.block, channels, sink);
+    if (drawn) drawn->write(picture.svg(name, way_of(task)));
     sink.commit();
     if (drawn) drawn->commit();
     if (!task.fixed) written.limited = sink.limited();

@@ -13,9 +13,9 @@
 #include "common/arguments.h"
 #include "common/failure.h"
 #include "common/output_file.h"
+#include "common/pass_on.h"
 #include "common/per_channel.h"
 #include "common/program.h"
-#include "common/progress.h"
 #include "common/resampler.h"
 #include "common/sound.h"
 #include "common/sound_writer.h"
@@ -118,40 +118,6 @@ class Copy {
     std::vector<T> formed_;
 };
 
-struct Written {
-    std::int64_t samples = 0;  // a channel
-    std::int64_t limited = 0;
-};
-
-// Results of 16 bits at a limit, most of which were beyond it.
-std::int64_t at_limits(std::span<const float>) { return 0; }
-std::int64_t at_limits(std::span<const std::int16_t> samples)
-{
-    return std::count_if(samples.begin(), samples.end(), [](std::int16_t x) { return x == 32767 || x == -32768; });
-}
-
-template <class Way>
-Written stream(const Task& task, SoundFile& sound, Way& way, SoundWriter& writer)
-{
-    Written written;
-    const auto hand_on = [&](auto results) {
-        if (results.empty()) return;
-        writer.write(results);
-        written.limited += at_limits(results);
-        written.samples += static_cast<std::int64_t>(results.size()) / sound.channels();
-    };
-    Progress progress(file_name(task.sound), static_cast<double>(sound.expected()) / sound.rate());
-    while (true) {
-        const std::span<const float> samples = sound.read_all(static_cast<std::size_t>(task.block));
-        if (samples.empty()) break;
-        hand_on(way.add(samples));
-        progress.at(static_cast<double>(sound.position()) / sound.rate());
-    }
-    if (sound.position() == 0) throw Failure("holds no samples");
-    hand_on(way.finish());
-    return written;
-}
-
 std::string summary_of(const Task& task, const SoundFile& sound, int format, const Written& written)
 {
     std::string text = task.out + ": " + std::to_string(written.samples) + " samples of " +
@@ -181,11 +147,11 @@ void convert(const Task& task)
     Written written;
     if (sound.rate() == task.rate) {
         Copy<T> copy;
-        written = stream(task, sound, copy, writer);
+        written = pass_on(sound, file_name(task.sound), task.block, copy, writer);
     } else {
         const RateFilter<T> filter(sound.rate(), task.rate, task.quality);
         PerChannel<T, Resampler<T>> conversion(sound.channels(), [&] { return Resampler<T>(filter); });
-        written = stream(task, sound, conversion, writer);
+        written = pass_on(sound, file_name(task.sound), task.block, conversion, writer);
     }
     writer.commit();
     if (!task.fixed) written.limited = writer.limited();

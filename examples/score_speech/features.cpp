@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
 #include "common/failure.h"
 #include "common/progress.h"
+#include "common/real_transform.h"
 #include "common/text.h"
 
 namespace zelsr::examples {
@@ -74,10 +74,6 @@ class MelBands {
     std::vector<Band> bands_;
 };
 
-struct ReleaseFFT {
-    void operator()(ZelFFTState_R_32f* state) const { zelsFFTFree_R_32f(state); }
-};
-
 // One frame's way through the library: mean off, window, FFT, magnitudes, bands, logarithms.
 class FrameAnalyser {
   public:
@@ -87,13 +83,9 @@ class FrameAnalyser {
           window_(aligned_floats(shape.length)),
           frame_(aligned_floats(shape.points())),
           spectrum_(aligned_floats(shape.points() + 2)),
-          magnitudes_(aligned_floats(shape.bins()))
+          magnitudes_(aligned_floats(shape.bins())),
+          fft_(shape.order)
     {
-        constexpr int32_t kNoFactor = 8, kNoHint = 0;
-        ZelFFTState_R_32f* state = nullptr;
-        require(zelsFFTInitAlloc_R_32f(&state, shape.order, kNoFactor, kNoHint), "zelsFFTInitAlloc_R_32f");
-        fft_.reset(state);
-
         // Hann. A sine of amplitude 1 has magnitude sum(window) / 2 at its bin: divided out here.
         for (int n = 0; n < shape.length; ++n)
             window_[n] = static_cast<float>((1 - std::cos(2 * std::numbers::pi * (n + 0.5) / shape.length)) * 2 /
@@ -109,11 +101,7 @@ class FrameAnalyser {
         require(zelsAddC_32f(samples, -sum / static_cast<float>(shape_.length), frame_.get(), shape_.length),
                 "zelsAddC_32f");
         require(zelsMul_32f(frame_.get(), window_.get(), frame_.get(), shape_.length), "zelsMul_32f");
-        require(zelsFFTFwd_RToCCS_32f(frame_.get(), spectrum_.get(), fft_.get(), nullptr),
-                "zelsFFTFwd_RToCCS_32f");
-        require(zelsMagnitude_32fc(reinterpret_cast<const Zel32fc*>(spectrum_.get()), magnitudes_.get(),
-                                   shape_.bins()),
-                "zelsMagnitude_32fc");
+        fft_.to_magnitudes(frame_.get(), spectrum_.get(), magnitudes_.get(), shape_.bins());
         bands_.apply(magnitudes_.get(), row);
         require(zelsAddC_32f(row, kSilence, row, kBands), "zelsAddC_32f");
         require(zelsLn_32f_I(row, kBands), "zelsLn_32f_I");
@@ -128,7 +116,7 @@ class FrameAnalyser {
     FrameShape shape_;
     MelBands bands_;
     AlignedFloats window_, frame_, spectrum_, magnitudes_;
-    std::unique_ptr<ZelFFTState_R_32f, ReleaseFFT> fft_;
+    RealTransform fft_;
 };
 
 void limit_range(FeatureRows& features)

@@ -59,8 +59,7 @@ class AuroraTest(ProgramTestCase):
 
     def bytes_of(self, *arguments, name="out.npy"):
         self.done(*arguments[:1], self.path(name), *arguments[1:])
-        with open(self.path(name), "rb") as file:
-            return file.read()
+        return self.content(name)
 
     def features(self, sound, *options):
         self.done(sound, self.path("out.csv"), *options)

@@ -9,10 +9,12 @@ import select
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 import wave
 import xml.etree.ElementTree as ElementTree
+
+sys.dont_write_bytecode = True
+from program_test_case import ProgramTestCase
 
 PROGRAM, SPEECH = os.path.abspath(sys.argv.pop(1)), os.path.abspath(sys.argv.pop(1))
 KEPT = sorted(name for name in os.listdir(SPEECH) if name.endswith(".flac"))
@@ -85,15 +87,7 @@ def bursts(rate, seed=1, voiced=True, scale=1.0, pause=0.002):
     return samples
 
 
-class ScoreSpeechTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
+class ScoreSpeechTest(ProgramTestCase):
     def scored(self, *arguments):
         result = run(*arguments)
         self.assertEqual(result.returncode, 0, result.stderr)

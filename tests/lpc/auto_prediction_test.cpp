@@ -105,14 +105,7 @@ TEST_P(LinearPrediction, ByValue)
 // What is predicted from the samples before comes near to the samples of a resonance.
 TEST_P(LinearPrediction, FindsTheFilterOfASignal)
 {
-    std::vector<float> x(4000);
-    double y1 = 0, y2 = 0;
-    for (float& sample : x) {
-        const double y = uniform(-1.0, 1.0) + 1.5 * y1 - 0.8 * y2;
-        y2 = y1;
-        y1 = y;
-        sample = static_cast<float>(y);
-    }
+    const std::vector<float> x = resonance(4000);
     float a[2];
     ASSERT_EQ(GetParam().singles(x.data(), 4000, a, 2), SrOk);
     const float sign = GetParam().negated ? 1.0F : -1.0F;

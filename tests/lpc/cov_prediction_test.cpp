@@ -88,14 +88,7 @@ TEST(CovPrediction, ByValue)
 // The predictor form.
 TEST(CovPrediction, FindsTheFilterOfASignal)
 {
-    std::vector<float> x(4000);
-    double y1 = 0, y2 = 0;
-    for (float& sample : x) {
-        const double y = uniform(-1.0, 1.0) + 1.5 * y1 - 0.8 * y2;
-        y2 = y1;
-        y1 = y;
-        sample = static_cast<float>(y);
-    }
+    const std::vector<float> x = resonance(4000);
     float a[2];
     ASSERT_EQ(zelsLinearPrediction_Cov_32f(x.data(), 4000, a, 2), SrOk);
     EXPECT_NEAR(a[0], 1.5F, 0.06);

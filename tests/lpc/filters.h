@@ -80,4 +80,18 @@ inline std::vector<std::int16_t> resonant_signal_16s(int length, float amplitude
     return x;
 }
 
+// Noise through 1 / (1 - 1.5 z^-1 + 0.8 z^-2).
+inline std::vector<float> resonance(int length)
+{
+    std::vector<float> x;
+    double y1 = 0, y2 = 0;
+    for (int n = 0; n < length; ++n) {
+        const double y = uniform(-1.0, 1.0) + 1.5 * y1 - 0.8 * y2;
+        y2 = y1;
+        y1 = y;
+        x.push_back(static_cast<float>(y));
+    }
+    return x;
+}
+
 }  // namespace zelsr::test
